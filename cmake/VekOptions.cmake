@@ -1,0 +1,28 @@
+# Compile and link flags that every target of the project shares.
+add_library(vek_options INTERFACE)
+target_include_directories(vek_options INTERFACE "${PROJECT_SOURCE_DIR}")
+target_compile_options(vek_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror
+  -fstack-protector-strong -fno-omit-frame-pointer
+  $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-fno-gnu-unique>)
+target_compile_definitions(vek_options INTERFACE
+  $<$<AND:$<NOT:$<CONFIG:Debug>>,$<STREQUAL:${VEK_SANITIZE},>>:_FORTIFY_SOURCE=2>)
+target_link_options(vek_options INTERFACE -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
+
+if(VEK_SANITIZE)
+  target_compile_options(vek_options INTERFACE
+    -fsanitize=${VEK_SANITIZE} -fno-sanitize-recover=all)
+  target_link_options(vek_options INTERFACE -fsanitize=${VEK_SANITIZE})
+endif()
+if(VEK_COVERAGE)
+  target_compile_options(vek_options INTERFACE --coverage -fprofile-update=atomic)
+  target_link_options(vek_options INTERFACE --coverage)
+endif()
+
+# Interposition of functions would let a host's other copies of these names take over the
+# plug-in's own calls; data stays interposable so that executables may link vek_log_level.
+# Sanitizer runtimes live in the executable, so libraries may leave their symbols open then.
+function(vek_module_link_options target)
+  target_link_options(${target} PRIVATE -Wl,-Bsymbolic-functions
+    $<$<STREQUAL:${VEK_SANITIZE},>:-Wl,--no-undefined>)
+endfunction()

@@ -1,0 +1,40 @@
+// The engine library: takes finished msgpack records and delivers them to one destination a context.
+//
+// Built as libraw_msgpack_api.so, which exports exactly these names. One context per destination;
+// calls for one context come from one thread at a time, contexts are independent. Nothing throws,
+// and add_data never waits longer than it takes to copy the records.
+//
+// Records come in four shapes, back to back in one buffer: [seconds, map], a bare map,
+// [seconds, array], and what an aggregated opaque event carries (any of these).
+//
+// The log level is VEK_RAW_MSGPACK_LOG_LEVEL (3 error, 4 warning, 6 info, 7 debug; 4 when unset or
+// unreadable); lines go to standard error.
+#ifndef VEK_RAW_MSGPACK_API_RAW_MSGPACK_API_H
+#define VEK_RAW_MSGPACK_API_RAW_MSGPACK_API_H
+
+#include <stddef.h>
+
+#include "utils/export.h"
+#include "utils/export_parameters.h"
+
+VEK_C_BEGIN
+
+// A new context, or null after an error line that says what is wrong and what works. `port` is
+// decimal text; `params` is only read during the call; `kind` is "cntr" or "evnt".
+VEK_API void* init(const char* plugin, const char* host, const char* port,
+                   const fluentbit_export_parameters_t* params, const char* kind,
+                   const char* second_tag);
+// Copies the records and returns 0, or non-zero for a null context. A malformed record is counted,
+// logged and dropped alone.
+VEK_API int add_data(void* context, const void* data, size_t size);
+// Flushes, releases the context and returns 0; non-zero when records had to be given up, and for a
+// null context.
+VEK_API int finalize(void* context);
+// One JSON object, NUL-terminated, into out[0..size): "accepted", "delivered", "spooled", "queued",
+// "dropped" (reason to count), "mended", "retried", "bytes". Returns the text's full length, like
+// snprintf, or -1 for a null context.
+VEK_API int raw_msgpack_api_stats(void* context, char* out, size_t size);
+
+VEK_C_END
+
+#endif  // VEK_RAW_MSGPACK_API_RAW_MSGPACK_API_H
