@@ -1,0 +1,1 @@
+#include "exporter/exporter_api.h"

@@ -1,0 +1,1 @@
+#include "raw_msgpack_api/raw_msgpack_api.h"
