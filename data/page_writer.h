@@ -3,7 +3,7 @@
 // A writer owns one growing image. Blocks are appended in order; finish() stamps `filled` and
 // `total` and hands the image out. With a block size, next_block() pads to the next boundary; with
 // block size 0 the whole page is one block. It checks nothing about contents: tests write lies too,
-// through raw() and header().
+// through raw(), header() and header_of().
 #ifndef VEK_DATA_PAGE_WRITER_H
 #define VEK_DATA_PAGE_WRITER_H
 
@@ -23,8 +23,11 @@ class VEK_API PageWriter {
   PageWriter(std::string_view source_id, std::string_view tag, uint64_t block_size = 0);
 
   void set_counters_schema_id(const uint8_t* id);
-  // The header as it will be written, for tests that bend it before or after finish().
+  // The header as it stands, good until the next append. finish() still overwrites `filled` and
+  // `total`; changing `block_size` here changes what the page says, not how it is padded.
   vek_data_page_t* header();
+  // The header of a finished image, to bend any of its fields.
+  static vek_data_page_t* header_of(std::vector<uint8_t>& image);
 
   // A counters block with its values area behind the 16-byte header.
   void counters_block(uint64_t timestamp_us, Bytes values);
@@ -38,11 +41,13 @@ class VEK_API PageWriter {
   void next_block();
 
   size_t size() const { return image_.size(); }
-  // The finished image: filled = bytes written, total = the end of the last block.
+  // The finished image: `filled` is the number of bytes written, `total` the end of the last block
+  // (720 + n * block_size with a block size; the padding behind `filled` is zero).
   std::vector<uint8_t> finish();
 
  private:
   std::vector<uint8_t> image_;
+  uint64_t block_size_;
 };
 
 }  // namespace vek

@@ -30,23 +30,23 @@ typedef struct vek_type_definition vek_type_definition_t;
 typedef struct vek_schema vek_schema_t;
 
 typedef struct vek_type_field_definition {
-  char* field_name;   // owned
-  char* description;  // owned
-  char* type_name;    // owned
-  uint64_t type_size;  // bytes of one element
-  uint32_t counting_mode;  // vek_value_type_t
-  uint32_t array_length;   // 1 for a scalar
-  uint64_t offset;         // bytes from the start of the containing record
+  char* field_name;                   // owned
+  char* description;                  // owned
+  char* type_name;                    // owned
+  uint64_t type_size;                 // bytes of one element
+  uint32_t counting_mode;             // vek_value_type_t
+  uint32_t array_length;              // 1 for a scalar
+  uint64_t offset;                    // bytes from the start of the containing record
   const vek_type_definition_t* type;  // not owned; null until references are resolved
   uint16_t index;  // 0: not an index field; else its position among the index fields
 } vek_type_field_definition_t;
 
 struct vek_type_definition {
-  char* name;           // owned
-  uint32_t id;          // built-in id; 0 for defined types
+  char* name;   // owned
+  uint32_t id;  // built-in id; 0 for defined types
   uint16_t num_fields;
   vek_type_field_definition_t** fields;  // owned
-  uint64_t size;        // bytes of one record
+  uint64_t size;                         // bytes of one record
 };
 
 // One field of a type to be added; all strings are borrowed.
@@ -59,12 +59,12 @@ typedef struct vek_type_field_info {
 } vek_type_field_info_t;
 
 struct vek_schema {
-  uint32_t provider_version;  // utils/version.h
-  char* provider_name;        // owned; may be null
+  uint32_t provider_version;                    // utils/version.h
+  char* provider_name;                          // owned; may be null
   vek_type_definition_t* types[VEK_MAX_TYPES];  // owned; filled without gaps
   uint8_t num_types;
-  const vek_schema_t* parent;  // not owned; consulted for names that are not found here
-  uint8_t digest[VEK_SCHEMA_ID_SIZE];       // all zero until computed
+  const vek_schema_t* parent;          // not owned; consulted for names that are not found here
+  uint8_t digest[VEK_SCHEMA_ID_SIZE];  // all zero until computed
   char id_string[VEK_SCHEMA_ID_TEXT_SIZE];  // empty until computed
 };
 

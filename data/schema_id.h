@@ -23,8 +23,8 @@ VEK_API int vek_compare_schema_id(const uint8_t* a, const uint8_t* b);
 VEK_API char* vek_schema_id_string(const uint8_t* id);
 // Writes the same text into a buffer of at least 33 bytes.
 VEK_API void vek_schema_id_to_schema_string(const uint8_t* id, char* dst);
-// 1, or 0 at the first pair of digits that does not parse. A null text answers 1 and writes nothing:
-// hosts rely on this lenient answer.
+// 1, or 0 at the first pair of digits that does not parse. A null text answers 1 and writes
+// nothing: hosts rely on this lenient answer.
 VEK_API int vek_schema_from_id_string(const char* text, uint8_t* id);
 VEK_API bool vek_schema_id_is_blob(const uint8_t* id);
 VEK_API void vek_schema_id_set_blob(uint8_t* id);
@@ -41,7 +41,7 @@ namespace vek::data {
 // An identifier as a map key: bytes, text and the text's hash, worked out once.
 class VEK_API SchemaId {
  public:
-  SchemaId();                                // unset: zero bytes and the text of 32 zeros
+  SchemaId();                                  // unset: zero bytes and the text of 32 zeros
   explicit SchemaId(const std::string& text);  // stores the text; the bytes stay zero
   explicit SchemaId(const uint8_t* bytes);     // 16 bytes
 

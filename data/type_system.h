@@ -24,7 +24,7 @@ typedef struct vek_type_system {
   vek_schema_t* builtin;                   // owned
   vek_schema_t* schemas[VEK_MAX_SCHEMAS];  // owned; filled without gaps
   uint8_t num_schemas;
-  vek_counters_schema_t* counters_schema;  // owned; may be null
+  vek_counters_schema_t* counters_schema;              // owned; may be null
   uint8_t counters_schema_digest[VEK_SCHEMA_ID_SIZE];  // all zero until computed
 } vek_type_system_t;
 
@@ -38,8 +38,8 @@ VEK_API bool vek_type_system_find_schema(const vek_type_system_t* ts, const char
                                          uint8_t* out_index);
 VEK_API bool vek_type_system_adjust_type_references(vek_type_system_t* ts, vek_schema_t* schema);
 // Stores the same schema objects in dst; 0, or VEK_NOT_FOUND.
-VEK_API uint32_t vek_type_system_clone_schemas(vek_type_system_t* dst,
-                                               const vek_type_system_t* src, uint8_t* out_index);
+VEK_API uint32_t vek_type_system_clone_schemas(vek_type_system_t* dst, const vek_type_system_t* src,
+                                               uint8_t* out_index);
 VEK_API vek_schema_t* vek_type_system_load_schema(vek_type_system_t* ts, const char* path);
 // 0, or VEK_NOT_FOUND. out_index receives 255 for a counters schema.
 VEK_API uint32_t vek_type_system_add_schema_from_serialized_json(vek_type_system_t* ts,
