@@ -13,7 +13,7 @@ VEK_C_BEGIN
 
 // Open addressing; the i-th retry of a probe moves i buckets further.
 typedef struct vek_dict_table {
-  uint32_t bucket_count;    // 0 or a power of two
+  uint32_t bucket_count;  // 0 or a power of two
   uint32_t live_count;
   uint32_t used_count;      // live plus deleted slots
   uint32_t grow_threshold;  // floor(bucket_count * 0.77 + 0.5)

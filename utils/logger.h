@@ -42,9 +42,9 @@ typedef enum vek_logger_type {
 
 // The state that a host hands to a plug-in so that both share one logger.
 typedef struct vek_logger_ctx {
-  uint32_t type;           // vek_logger_type_t
-  FILE* stream;            // types 0 and 2 only
-  vek_log_func_t log_func; // type 3 only
+  uint32_t type;            // vek_logger_type_t
+  FILE* stream;             // types 0 and 2 only
+  vek_log_func_t log_func;  // type 3 only
   uint32_t level;
   pthread_mutex_t* mutex;  // null: no thread safety
 } vek_logger_ctx_t;
@@ -83,21 +83,21 @@ VEK_API void log_hex(const void* bytes, size_t length);
 VEK_C_END
 
 // True when a message of this priority would be emitted; initialises the logger on first use.
-#define VEK_LOG_ENABLED(priority)                                             \
+#define VEK_LOG_ENABLED(priority)                                                  \
   ((vek_log_level == VEK_LOG_LEVEL_UNSET ? __vek_init_logger_default() : (void)0), \
    (uint32_t)(priority) <= vek_log_level)
 
 // VEK_LOG(priority, format, arguments...): arguments are not evaluated for suppressed messages.
-#define VEK_LOG(priority, ...)                               \
-  do {                                                       \
-    if (VEK_LOG_ENABLED(priority)) {                         \
+#define VEK_LOG(priority, ...)                                 \
+  do {                                                         \
+    if (VEK_LOG_ENABLED(priority)) {                           \
       const vek_log_func_t vek_log_func_ = vek_get_log_func(); \
-      if (vek_log_func_) {                                   \
-        vek_log_func_((priority), __VA_ARGS__);              \
-      } else {                                               \
-        _vek_log((priority), __VA_ARGS__);                   \
-      }                                                      \
-    }                                                        \
+      if (vek_log_func_) {                                     \
+        vek_log_func_((priority), __VA_ARGS__);                \
+      } else {                                                 \
+        _vek_log((priority), __VA_ARGS__);                     \
+      }                                                        \
+    }                                                          \
   } while (0)
 
 #define VEK_LOGE(...) VEK_LOG(VEK_LOG_ERROR, __VA_ARGS__)
