@@ -33,13 +33,13 @@ typedef enum vek_counting_type {
 } vek_counting_type_t;
 
 typedef struct vek_counter_info {
-  char* name;         // owned
-  char* description;  // owned
-  char* units;        // owned
+  char* name;              // owned
+  char* description;       // owned
+  char* units;             // owned
   uint32_t data_type;      // vek_data_type_t
   uint32_t counting_type;  // vek_counting_type_t, or VEK_NOT_FOUND for an unknown name
-  uint32_t offset;  // bytes from the start of the block's values
-  uint32_t length;  // bytes; for STRING its fixed size, for other types 0 means 8
+  uint32_t offset;         // bytes from the start of the block's values
+  uint32_t length;         // bytes; for STRING its fixed size, for other types 0 means 8
   uint32_t reserved;
   bool hidden;
   bool mandatory;

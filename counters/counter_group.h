@@ -33,9 +33,9 @@ struct vek_counter_provider {
 };
 
 struct vek_counter_group {
-  vek_counter_provider_t* provider;    // not owned; null for groups read from JSON
-  vek_counter_provider_info_t* info;   // not owned; null for groups read from JSON
-  uint32_t granularity;                // vek_granularity_t
+  vek_counter_provider_t* provider;   // not owned; null for groups read from JSON
+  vek_counter_provider_info_t* info;  // not owned; null for groups read from JSON
+  uint32_t granularity;               // vek_granularity_t
   uint32_t num_counter_sets;
   uint32_t num_counters;
   vek_counter_info_t** counters;  // owned

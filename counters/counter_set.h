@@ -13,7 +13,7 @@
 VEK_C_BEGIN
 
 typedef struct vek_counter_set_element {
-  char* name;         // owned; the counter's name, or its alias
+  char* name;  // owned; the counter's name, or its alias
   uint64_t name_len;
   uint32_t data_type;  // vek_data_type_t
   uint32_t length;     // bytes; for STRING its fixed size
@@ -33,8 +33,8 @@ typedef enum vek_meta_builtin {
 } vek_meta_builtin_t;
 
 typedef struct vek_counter_set_meta_element {
-  uint32_t kind;      // vek_meta_kind_t
-  char* name;         // owned; the output name
+  uint32_t kind;  // vek_meta_kind_t
+  char* name;     // owned; the output name
   uint64_t name_len;
   uint8_t skip;       // 1: not written
   char* source_name;  // owned; kind 0: the counter it stands for
@@ -62,8 +62,9 @@ VEK_API vek_counter_set_t* vek_schema_to_counter_set(const vek_counters_schema_t
                                                      const char* file_name);
 // Null when `name` is null. Null tokens leave every counter skipped while num_exported stays at the
 // counter count: callers rely on this asymmetry.
-VEK_API vek_counter_set_t* vek_schema_and_tokens_to_counter_set(
-    const vek_counters_schema_t* schema, const char* name, const vek_string_array_t* tokens);
+VEK_API vek_counter_set_t* vek_schema_and_tokens_to_counter_set(const vek_counters_schema_t* schema,
+                                                                const char* name,
+                                                                const vek_string_array_t* tokens);
 VEK_API void vek_free_counter_set(vek_counter_set_t* set);
 VEK_API void vek_counter_set_set_name(vek_counter_set_t* set, const char* name);
 // To standard output, for debugging.

@@ -19,8 +19,8 @@ VEK_C_BEGIN
 // nothing. The caller frees out->data. `block` holds every exported counter whole: see
 // vek_counter_set_block_extent.
 VEK_API void vek_counter_block_to_msgpack_filtered(msgpack_sbuffer* out, const void* block,
-                                                   const vek_counter_set_t* set,
-                                                   const char* source, const char* layout);
+                                                   const vek_counter_set_t* set, const char* source,
+                                                   const char* layout);
 // Bytes that a block must have, header included, for every shown counter and meta field of the set
 // to lie inside it. UINT64_MAX when an offset overflows.
 VEK_API uint64_t vek_counter_set_block_extent(const vek_counter_set_t* set);
