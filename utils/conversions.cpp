@@ -93,7 +93,8 @@ bool string_to_guid(const char* text, uint8_t out[16]) {
     if (*text == '-') continue;
     const uint32_t nibble = hex_char_to_int(*text);
     if (nibble == VEK_NOT_FOUND || digits == kDigits) return false;
-    bytes[digits / 2] = static_cast<uint8_t>((bytes[digits / 2] << 4) | nibble);
+    bytes[digits / 2] =
+        static_cast<uint8_t>((static_cast<uint32_t>(bytes[digits / 2]) << 4) | nibble);
     ++digits;
   }
   if (digits != kDigits) return false;

@@ -7,36 +7,28 @@ namespace {
 
 constexpr size_t kBytesPerLine = 16;
 constexpr size_t kHalf = kBytesPerLine / 2;
+constexpr size_t kHexWidth = kBytesPerLine * 3 + 2;  // one blank more after each half
 
-// "%02X " a byte, one more blank after each half, "|  " and the bytes as text. A short line is
-// padded to the width of a full one, so that the text stands in one column.
-class HexLine {
- public:
-  void add_byte(unsigned char byte) { append("%02X ", byte); }
-  void add_gap() { append("   "); }
-  void add_blank() { append(" "); }
-
-  const char* finish(const unsigned char* bytes, size_t count) {
-    char visible[kBytesPerLine + 1] = {};
-    for (size_t i = 0; i < count; ++i) {
-      const bool printable = bytes[i] >= 32 && bytes[i] <= 126;
-      visible[i] = printable ? static_cast<char>(bytes[i]) : '.';
-    }
-    append("|  %s ", static_cast<const char*>(visible));
-    return text_;
-  }
-
- private:
-  template <typename... Args>
-  void append(const char* format, Args... args) {
-    // The line is sized for a full one, so nothing is ever cut here.
-    used_ +=
-        static_cast<size_t>(std::snprintf(text_ + used_, sizeof text_ - used_, format, args...));
-  }
-
-  char text_[128] = {};
-  size_t used_ = 0;
+struct HexLine {
+  char hex[kHexWidth + 1];
+  char visible[kBytesPerLine + 1];
 };
+
+// The columns of one line. A short line is as wide as a full one, so that all text stands in one
+// column.
+HexLine format_line(const unsigned char* bytes, size_t count) {
+  constexpr char kDigits[] = "0123456789ABCDEF";
+  HexLine line{};
+  std::fill_n(line.hex, kHexWidth, ' ');
+  for (size_t i = 0; i < count; ++i) {
+    char* digits = line.hex + i * 3 + (i < kHalf ? 0 : 1);
+    digits[0] = kDigits[bytes[i] >> 4];
+    digits[1] = kDigits[bytes[i] & 15u];
+    const bool printable = bytes[i] >= 32 && bytes[i] <= 126;
+    line.visible[i] = printable ? static_cast<char>(bytes[i]) : '.';
+  }
+  return line;
+}
 
 }  // namespace
 
@@ -44,16 +36,9 @@ void log_hex(const void* bytes, size_t length) {
   if (!bytes || !VEK_LOG_ENABLED(VEK_LOG_DEBUG)) return;
   const auto* at = static_cast<const unsigned char*>(bytes);
   for (size_t done = 0; done < length; done += kBytesPerLine) {
-    const size_t count = std::min(length - done, kBytesPerLine);
-    HexLine line;
-    for (size_t i = 0; i < kBytesPerLine; ++i) {
-      if (i < count) {
-        line.add_byte(at[done + i]);
-      } else {
-        line.add_gap();
-      }
-      if (i + 1 == kHalf || i + 1 == kBytesPerLine) line.add_blank();
-    }
-    VEK_LOGD("%s", line.finish(at + done, count));
+    const HexLine line = format_line(at + done, std::min(length - done, kBytesPerLine));
+    char text[sizeof line.hex + sizeof line.visible + 8];
+    (void)std::snprintf(text, sizeof text, "%s|  %s ", line.hex, line.visible);
+    VEK_LOGD("%s", text);
   }
 }

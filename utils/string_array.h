@@ -12,10 +12,14 @@
 
 VEK_C_BEGIN
 
+// The flexible array is C; both compilers have it in C++ too, but say so under -Wpedantic.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wpedantic"
 typedef struct vek_string_array {
   uint64_t count;
-  __extension__ char* strings[];
+  char* strings[];
 } vek_string_array_t;
+#pragma GCC diagnostic pop
 
 VEK_API vek_string_array_t* vek_init_string_array(void);
 // A null *array is allocated afresh; false for null text or when memory runs out.
