@@ -1,5 +1,5 @@
-// Ready-made fillings of vek_exporter_schema_manager_t, and a schema manager for hosts written in C.
-// Nothing here throws. What a filling refers to must outlive its use.
+// Ready-made fillings of vek_exporter_schema_manager_t, and a schema manager for hosts written in
+// C. Nothing here throws. What a filling refers to must outlive its use.
 #ifndef VEK_SCHEMA_MANAGER_FILLINGS_H
 #define VEK_SCHEMA_MANAGER_FILLINGS_H
 

@@ -43,7 +43,7 @@ class VEK_API SchemaManager {
 
  private:
   std::string schema_dir_;
-  std::mutex mutex_;  // guards everything below, and schema_dir_
+  std::mutex mutex_;                       // guards everything below, and schema_dir_
   std::shared_ptr<vek_schema_t> builtin_;  // parent of every schema loaded from a file
   std::vector<std::shared_ptr<const vek_type_system_t>> type_systems_;
   std::unordered_map<data::SchemaId, std::shared_ptr<vek_counters_schema_t>> counters_schemas_;
