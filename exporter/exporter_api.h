@@ -29,7 +29,7 @@ typedef struct vek_exporter_api {
   int (*export_data_page)(void* exporter, const vek_data_page_t* page,
                           const vek_exporter_schema_manager_t* schema_manager);  // as connect
   void (*disconnect)(void* exporter);
-  void (*destroy)(void* exporter);  // accepts null
+  void (*destroy)(void* exporter);                    // accepts null
   vek_dict_t* (*get_custom_options)(void* exporter);  // borrowed
   void* reserved;                                     // null
   int32_t (*get_export_interval)(void* exporter);

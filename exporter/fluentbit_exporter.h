@@ -3,21 +3,28 @@
 // It owns the loaded raw msgpack library's handle, the Fluent Bit context, and what decides the
 // contents of records: counter sets, source tags, layout. Every method runs on the thread that
 // exports the page; nothing locks and nothing throws except for lack of memory.
+//
+// Life: constructed (library found or not), configured by the setters, connected, closed; a closed
+// exporter can be connected again. Its parts lie in files of their own: raw_msgpack_api (search),
+// fluentbit_exporter (life and connection), page_dispatch (which way a page goes), block_walk and
+// *_path (what becomes of it), counter_set_cache.
 #ifndef VEK_EXPORTER_FLUENTBIT_EXPORTER_H
 #define VEK_EXPORTER_FLUENTBIT_EXPORTER_H
 
 #include <msgpack.h>
 
 #include <cstdint>
-#include <map>
 #include <string>
 #include <vector>
 
 #include "counters/counter_set.h"
+#include "data/byte_reader.h"
 #include "data/data_page.h"
 #include "data/exporter_schema_manager.h"
 #include "data/page_view.h"
 #include "data/type_system.h"
+#include "exporter/counter_set_cache.h"
+#include "exporter/raw_msgpack_api.h"
 #include "utils/export.h"
 #include "utils/export_parameters.h"
 #include "utils/owned.h"
@@ -25,48 +32,71 @@
 
 namespace vek {
 
-using RawMsgpackInit = void* (*)(const char* plugin, const char* host, const char* port,
-                                 const fluentbit_export_parameters_t* params, const char* kind,
-                                 const char* second_tag);
-using RawMsgpackAddData = int (*)(void* context, const void* data, size_t size);
-using RawMsgpackFinalize = int (*)(void* context);
+class BlockPath;
 
 class VEK_API FluentBitExporter {
  public:
   // Finds and loads the raw msgpack library; see SharedObjectAPILoaded().
   FluentBitExporter();
+  // Ends the connection and closes the library if it is still connected; a library that was
+  // disconnected before stays open.
   ~FluentBitExporter();
   FluentBitExporter(const FluentBitExporter&) = delete;
   FluentBitExporter& operator=(const FluentBitExporter&) = delete;
 
-  bool SharedObjectAPILoaded() const { return api_handle_ != nullptr; }
+  bool SharedObjectAPILoaded() const { return api_.handle != nullptr; }
 
   void setPluginWithDefaultHostAndPort(const char* plugin);
   void setHostAndPort(const char* host, unsigned short port);
   void setExportParams(void* params);  // borrowed: fluentbit_export_parameters_t
+  // Looks at the plug-in's name: set that first.
   void setMsgpackDataLayout(const char* layout);
   void setCountersetFile(const char* file) { counterset_file_ = file; }  // borrowed
   void setFieldsetFile(const char* file) { fieldset_file_ = file; }      // borrowed
   void setBatchMode(bool batch_mode) { batch_mode_ = batch_mode; }
+  // Pages whose tag is not listed are passed over; "counters" lets pages without a tag through.
   void setSourceTagList(const vek_string_array_t* list);
   void OpenDumpFile();
 
+  // Connecting announces "cntr" data when a counter set is in use, else "evnt".
   bool connectToFlb();
   bool closeConnection();
   bool exportMsgpackBuffer(const msgpack_sbuffer* buffer);
 
+  // A page that a filter passes over counts as exported. Null pages fail; a null schema manager
+  // record, or one without contents, means that no schema is known.
   bool exportDataPage(const vek_data_page_t* page,
                       const vek_exporter_schema_manager_t* schema_manager);
   bool exportVekDataPage(const vek_data_page_t* page,
                          const vek_exporter_schema_manager_t* schema_manager);
   bool exportVekDataPage_kix(const vek_data_page_t* page, SchemaManager* schema_manager);
+  bool exportDictionaryDataPage(const vek_data_page_t* page,
+                                const vek_exporter_schema_manager_t* schema_manager);
 
+  // The counter set of a schema's identifier, kept from the first call on; null for a null schema.
   vek_counter_set_t* getCset(const vek_counters_schema_t* schema, const char* counterset_file);
   void createCounterSet(const vek_counters_schema_t* schema, const char* counterset_file);
   void freeCounterSets();
+  // Leaves no counter set in use; the sets themselves stay cached.
   void freeCounterSet();
+  void updateSetsWithTypeSystem(const vek_type_system_t* type_system);
 
  private:
+  friend class TypeSystemPath;
+  friend class SchemaManagerPath;
+
+  const char* layout() const;
+  bool passesSourceTags(const PageView& page) const;
+  bool exportOpaqueDataPage(const vek_data_page_t* page,
+                            const vek_exporter_schema_manager_t* schema_manager);
+  bool exportOverTypeSystem(const PageView& page,
+                            const vek_exporter_schema_manager_t* schema_manager);
+  bool exportOverSchemaManager(const PageView& page, SchemaManager* schema_manager);
+  bool exportBlocks(const PageView& page, BlockPath& path);
+  void exportCountersBlock(const PageView& page, Bytes block, BlockPath& path);
+  bool exportEventsBlock(const BlockPath& path);
+  void send(const msgpack_sbuffer& record);
+
   CString plugin_name_;
   CString host_;
   std::vector<std::string> source_tags_;
@@ -74,19 +104,15 @@ class VEK_API FluentBitExporter {
   uint16_t port_ = 24224;
   const fluentbit_export_parameters_t* export_params_ = nullptr;  // borrowed
   CString msgpack_data_layout_;
-  void* flb_ctx_ = nullptr;
-  void* api_handle_ = nullptr;
-  RawMsgpackInit init_fn_ = nullptr;
-  RawMsgpackAddData add_data_fn_ = nullptr;
-  RawMsgpackFinalize finalize_fn_ = nullptr;
-  vek_counter_set_t* counter_set_ = nullptr;  // one of csets_
+  void* flb_ctx_ = nullptr;  // null while not connected
+  RawMsgpackApi api_;
+  vek_counter_set_t* counter_set_ = nullptr;  // in use; belongs to csets_
   uint64_t fluent_bit_checks_ = 0;
   CString dump_file_path_;
   File dump_file_;
   bool connected_ = false;
   const char* counterset_file_ = nullptr;  // borrowed
-  std::vector<vek_counter_set_t*> csets_;  // owned; see freeCounterSets()
-  std::map<std::string, int32_t> cset_index_by_schema_id_;
+  CounterSetCache csets_;
   const char* fieldset_file_ = nullptr;  // borrowed
   bool custom_layout_allowed_ = false;
   bool batch_mode_ = false;

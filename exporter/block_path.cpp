@@ -1,0 +1,38 @@
+#include "exporter/block_path.h"
+
+#include "schema_manager/schema_manager.h"
+
+namespace vek {
+
+TypeSystemPath::TypeSystemPath(FluentBitExporter& exporter, const vek_type_system_t* type_system) {
+  if (!type_system || !type_system->counters_schema) return;
+  if (vek_counters_schema_number_of_counters(type_system->counters_schema) == 0) return;
+  counters_ = exporter.csets_.get(type_system->counters_schema, exporter.counterset_file_);
+  exporter.counter_set_ = counters_.set;
+}
+
+LogRateLimit& TypeSystemPath::field_set_limit() const {
+  static LogRateLimit limit;
+  return limit;
+}
+
+SchemaManagerPath::SchemaManagerPath(FluentBitExporter& exporter, SchemaManager* manager,
+                                     const PageView& page)
+    : exporter_(exporter), manager_(manager), schema_id_(page.schema_id.data()) {}
+
+LogRateLimit& SchemaManagerPath::field_set_limit() const {
+  static LogRateLimit limit;
+  return limit;
+}
+
+// Asked for every block: a schema file that arrives late counts from the next block on.
+BoundCounterSet SchemaManagerPath::counter_set() {
+  if (!manager_) return {};
+  const auto schema = manager_->getCountersSchema(schema_id_);
+  if (!schema) return {};
+  const BoundCounterSet counters = exporter_.csets_.get(schema, exporter_.counterset_file_);
+  exporter_.counter_set_ = counters.set;
+  return counters;
+}
+
+}  // namespace vek

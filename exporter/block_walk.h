@@ -1,0 +1,54 @@
+// BlockWalk: the blocks of one page, record by record.
+//
+// A page's used bytes are cut at block boundaries; a block holds records (counters, events,
+// schemas) that begin with a magic value. The walk knows boundaries and magic values, not what lies
+// behind them: whoever handles a record says how far it reaches. Nothing outside the page's
+// `filled` and `total` is ever handed out, whatever the header claims.
+#ifndef VEK_EXPORTER_BLOCK_WALK_H
+#define VEK_EXPORTER_BLOCK_WALK_H
+
+#include <cstddef>
+#include <cstdint>
+
+#include "data/byte_reader.h"
+#include "data/data_page.h"
+#include "data/page_view.h"
+
+namespace vek {
+
+struct BlockRecord {
+  vek_data_block_type_t type = VEK_UNKNOWN_BLOCK;
+  Bytes bytes;  // from the record's magic value to the end of its block
+};
+
+class BlockWalk {
+ public:
+  explicit BlockWalk(const PageView& page);
+
+  // The record at hand; false behind the last one. After each, say where to go on:
+  [[nodiscard]] bool current(BlockRecord& out);
+  // ... behind `length` bytes of it. A length that does not advance, or leaves the block, ends the
+  // block and answers false.
+  bool advance(uint64_t length);
+  // ... behind a schemas block, by its own length, which makes it the page's last schemas block.
+  // False as above.
+  bool advance_schemas_block(const BlockRecord& record);
+  // ... at the next block boundary.
+  void end_block();
+
+  // Empty until the page has had a schemas block; applies to the events blocks behind it.
+  Bytes last_schemas_block() const { return last_schemas_block_; }
+
+ private:
+  size_t block_end() const;
+
+  Bytes used_;
+  uint64_t block_size_;
+  size_t block_start_ = 0;
+  size_t position_ = 0;
+  Bytes last_schemas_block_;
+};
+
+}  // namespace vek
+
+#endif  // VEK_EXPORTER_BLOCK_WALK_H

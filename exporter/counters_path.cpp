@@ -1,0 +1,57 @@
+// Counters: the counter sets of an exporter, and a counters block on its way out.
+#include "counters/counters_msgpack.h"
+#include "exporter/block_path.h"
+#include "exporter/fluentbit_exporter.h"
+#include "exporter/msgpack_buffer.h"
+#include "utils/clock.h"
+#include "utils/logger.h"
+
+namespace vek {
+
+vek_counter_set_t* FluentBitExporter::getCset(const vek_counters_schema_t* schema,
+                                              const char* counterset_file) {
+  return csets_.get(schema, counterset_file).set;
+}
+
+void FluentBitExporter::createCounterSet(const vek_counters_schema_t* schema,
+                                         const char* counterset_file) {
+  counterset_file_ = counterset_file;
+  counter_set_ = getCset(schema, counterset_file);
+}
+
+void FluentBitExporter::freeCounterSets() {
+  csets_.clear();
+  counter_set_ = nullptr;
+}
+
+void FluentBitExporter::freeCounterSet() { counter_set_ = nullptr; }
+
+void FluentBitExporter::updateSetsWithTypeSystem(const vek_type_system_t* type_system) {
+  if (!type_system || !type_system->counters_schema) return;
+  if (vek_counters_schema_number_of_counters(type_system->counters_schema) == 0) return;
+  createCounterSet(type_system->counters_schema, counterset_file_);
+}
+
+void FluentBitExporter::exportCountersBlock(const PageView& page, Bytes block, BlockPath& path) {
+  static LogRateLimit too_short;
+  const BoundCounterSet counters = path.counter_set();
+  if (!counters.set) {
+    VEK_LOGD("[Fluent Bit Export] [%s] no counters schema. Skipping counters block.", path.name());
+    return;
+  }
+  if (block.size() < counters.block_extent) {
+    if (too_short.due_at_level(VEK_LOG_ERROR)) {
+      VEK_LOGE(
+          "[Fluent Bit Export] [%s] counters reach past their block (%zu bytes, %lu needed). "
+          "Skipping counters block.",
+          path.name(), block.size(), counters.block_extent);
+    }
+    return;
+  }
+  MsgpackBuffer record;
+  vek_counter_block_to_msgpack_filtered(record.get(), block.data(), counters.set,
+                                        page.source_id.data(), layout());
+  send(*record);
+}
+
+}  // namespace vek

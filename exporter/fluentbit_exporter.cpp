@@ -1,0 +1,167 @@
+#include "exporter/fluentbit_exporter.h"
+
+#include <dlfcn.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "utils/logger.h"
+#include "utils/strings.h"
+
+namespace vek {
+namespace {
+
+constexpr const char* kStandardLayout = "flb_std";
+constexpr const char* kCustomLayout = "custom";
+
+CString copyOf(const char* text) { return CString(strdup(text ? text : "")); }
+
+// Texts for which memory ran out read as empty.
+const char* textOf(const CString& text) { return text ? text.get() : ""; }
+
+bool equal(const char* a, const char* b) { return std::strcmp(a, b) == 0; }
+
+uint64_t readChecks() {
+  const char* text = std::getenv("FLUENT_BIT_CHECKS");
+  unsigned long checks = 0;
+  return text && std::sscanf(text, "%lu", &checks) == 1 ? checks : 0;
+}
+
+uint16_t defaultPort(const char* plugin) {
+  if (equal(plugin, "influxdb")) return 8086;
+  if (equal(plugin, "es")) return 9200;
+  return 24224;
+}
+
+}  // namespace
+
+FluentBitExporter::FluentBitExporter()
+    : plugin_name_(copyOf("forward")),
+      host_(copyOf("localhost")),
+      fluent_bit_checks_(readChecks()) {
+  api_ = loadRawMsgpackApi();
+}
+
+FluentBitExporter::~FluentBitExporter() {
+  VEK_LOGD("[%s]", "~FluentBitExporter");
+  host_.reset();
+  plugin_name_.reset();
+  dump_file_.reset();
+  dump_file_path_.reset();
+  source_tags_.clear();
+  freeCounterSets();
+  if (connected_ && api_.handle) {
+    try {
+      closeConnection();
+    } catch (...) {  // the engine's: it must not end the collector
+    }
+    dlclose(api_.handle);
+  }
+  msgpack_data_layout_.reset();
+}
+
+const char* FluentBitExporter::layout() const {
+  return msgpack_data_layout_ ? msgpack_data_layout_.get() : kStandardLayout;
+}
+
+void FluentBitExporter::setPluginWithDefaultHostAndPort(const char* plugin) {
+  plugin_name_ = copyOf(plugin);
+  host_ = copyOf("localhost");
+  msgpack_data_layout_ = copyOf(kStandardLayout);
+  port_ = defaultPort(textOf(plugin_name_));
+}
+
+void FluentBitExporter::setHostAndPort(const char* host, unsigned short port) {
+  host_ = copyOf(host);
+  port_ = port;
+}
+
+void FluentBitExporter::setExportParams(void* params) {
+  export_params_ = static_cast<const fluentbit_export_parameters_t*>(params);
+}
+
+void FluentBitExporter::setMsgpackDataLayout(const char* layout) {
+  const char* const plugin = textOf(plugin_name_);
+  const CString wanted = copyOf(layout);  // the caller's text may be the one that is replaced
+  const char* const name = textOf(wanted);
+  custom_layout_allowed_ = equal(plugin, "stdout_raw") || equal(plugin, "forward");
+  const bool custom = equal(name, kCustomLayout);
+  if (!custom && !equal(name, kStandardLayout)) {
+    VEK_LOGW(
+        "[Fluent Bit Exporter] Msgpack data layout should be   flb_std' or 'custom', "
+        "provided '%s'.",
+        name);
+    msgpack_data_layout_ = copyOf(kStandardLayout);
+    VEK_LOGI("[Fluent Bit Exporter] Using '%s' layout'.", kStandardLayout);
+  } else if (!custom_layout_allowed_) {
+    if (custom) {
+      VEK_LOGW(
+          "[Fluent Bit Exporter] Ingoring '%s' msgpack data layout. '%s' plugin works only with "
+          "'flb_std' layout.",
+          name, plugin);
+    }
+    VEK_LOGI("[Fluent Bit Exporter] Setting 'flb_std' msgpack data layout.");
+    msgpack_data_layout_ = copyOf(kStandardLayout);
+  } else {
+    VEK_LOGI("[Fluent Bit Exporter] Setting '%s' msgpack data layout.", name);
+    msgpack_data_layout_ = copyOf(name);
+  }
+}
+
+void FluentBitExporter::OpenDumpFile() {
+  const char* const stem = std::getenv("FLUENTBIT_EXPORT_DUMP_FILE");
+  if (!stem) return;
+  dump_file_path_.reset(vek_expand_string_template("%s_%s", stem, textOf(plugin_name_)));
+  if (!dump_file_path_) {
+    VEK_LOGE("Cannot open dump file '%s_%s'", stem, textOf(plugin_name_));
+    return;
+  }
+  dump_file_.reset(std::fopen(dump_file_path_.get(), "w"));
+  if (!dump_file_) {
+    VEK_LOGE("Cannot open dump file '%s'. error: %s", dump_file_path_.get(), std::strerror(errno));
+    dump_file_path_.reset();
+  }
+}
+
+bool FluentBitExporter::connectToFlb() {
+  if (!api_.handle) return false;
+  const std::string port = std::to_string(port_);
+  const char* const kind = counter_set_ ? "cntr" : "evnt";
+  void* const context = api_.init ? api_.init(textOf(plugin_name_), textOf(host_), port.c_str(),
+                                              export_params_, kind, "evnt")
+                                  : nullptr;
+  if (!context) {
+    VEK_LOGE("[Fluent Bit Exporter] cannot initialize API");
+    return false;
+  }
+  flb_ctx_ = context;
+  connected_ = true;
+  VEK_LOGI("[FluentBitExporter] Connected to internal FluentBit for destination '%s'",
+           textOf(plugin_name_));
+  return true;
+}
+
+bool FluentBitExporter::closeConnection() {
+  VEK_LOGD("[%s]", "closeConnection");
+  if (!api_.handle) return false;
+  if (!api_.finalize || api_.finalize(flb_ctx_) != 0) {
+    VEK_LOGE("[Fluent Bit Exporter] cannot finalize API");
+    return false;
+  }
+  flb_ctx_ = nullptr;
+  connected_ = false;
+  return true;
+}
+
+bool FluentBitExporter::exportMsgpackBuffer(const msgpack_sbuffer* buffer) {
+  if (!api_.add_data || !buffer || !flb_ctx_) {
+    VEK_LOGE("[Fluent Bit Export] [%s] Cannot send data", "exportMsgpackBuffer");
+    return false;
+  }
+  api_.add_data(flb_ctx_, buffer->data, buffer->size);
+  return true;
+}
+
+}  // namespace vek
