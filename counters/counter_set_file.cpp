@@ -1,0 +1,116 @@
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "counters/counter_set_build.h"
+#include "counters/meta_field_line.h"
+#include "utils/logger.h"
+#include "utils/owned.h"
+#include "utils/strings.h"
+
+namespace {
+
+// Lines of a text file, of any length, each cut at its comment.
+class LineReader {
+ public:
+  explicit LineReader(std::FILE* file) : file_(file) {}
+  ~LineReader() { std::free(line_); }
+  LineReader(const LineReader&) = delete;
+  LineReader& operator=(const LineReader&) = delete;
+
+  bool next() {
+    const ssize_t length = getline(&line_, &capacity_, file_);
+    if (length < 0) return false;
+    size_t size = static_cast<size_t>(length);
+    if (void* comment = std::memchr(line_, '#', size)) {
+      size = static_cast<size_t>(static_cast<char*>(comment) - line_);
+    }
+    line_[size] = '\0';
+    has_nul_ = std::strlen(line_) != size;
+    ++number_;
+    return true;
+  }
+  char* text() { return line_; }
+  // A NUL inside the line would hide what follows it.
+  bool has_nul() const { return has_nul_; }
+  size_t number() const { return number_; }
+
+ private:
+  std::FILE* file_;
+  char* line_ = nullptr;
+  size_t capacity_ = 0;
+  size_t number_ = 0;
+  bool has_nul_ = false;
+};
+
+// The line without outer white space; null when nothing is to be read in it.
+char* clean(char* line) noexcept {
+  line = trim_white_space(line);
+  return *line == '\0' || *line == '[' ? nullptr : line;
+}
+
+bool take_meta_alias(const char* line, vek_counter_set_t* set) {
+  set_file_parser_key_val_pair_t pair;
+  bool found = false;
+  if (!vek_set_file_parser_check_custom_meta_field(line, "meta_field_alias:", pair, &found)) {
+    return false;
+  }
+  VEK_LOGD("[counter_set] found meta alias field: key='%s' val='%s'", pair.key, pair.val);
+  if (found && !vek::append_meta_alias(set, pair.key, pair.val)) {
+    VEK_LOGE("Meta field alias '%s' will be ignored", line);
+  }
+  return true;
+}
+
+bool take_meta_constant(const char* line, vek_counter_set_t* set) {
+  set_file_parser_key_val_pair_t pair;
+  bool found = false;
+  if (!vek_set_file_parser_check_custom_meta_field(line, "meta_field_add:", pair, &found)) {
+    return false;
+  }
+  VEK_LOGD("[counter_set] found meta const field: key='%s' val='%s'", pair.key, pair.val);
+  if (found && !vek::append_meta_constant(set, pair.key, pair.val)) {
+    VEK_LOGE("Meta constant field '%s' will be ignored", line);
+  }
+  return true;
+}
+
+void take_line(const char* line, vek_counter_set_t* set, vek::StringArray& tokens) {
+  // Both are asked about every line, so one line may give an alias and a constant.
+  const bool is_alias = take_meta_alias(line, set);
+  const bool is_constant = take_meta_constant(line, set);
+  if (is_alias || is_constant) return;
+  vek_string_array_t* array = tokens.release();
+  if (!vek_append_string_array(&array, line)) {
+    VEK_LOGE("[%s] Cannot append token '%s' to tokens_ string array.", "read_cset_file", line);
+  }
+  tokens.reset(array);
+}
+
+}  // namespace
+
+int vek::read_cset_file(const char* path, vek_counter_set_t* set, StringArray& tokens) {
+  tokens.reset(vek_init_string_array());
+  const File file(std::fopen(path, "re"));
+  if (!file) {
+    VEK_LOGE("Cannot open counterset file '%s'", path);
+    return -1;
+  }
+  LineReader lines(file.get());
+  while (lines.next()) {
+    if (lines.has_nul()) {
+      VEK_LOGE("Line %zu of counterset file '%s' holds a NUL character and is ignored",
+               lines.number(), path);
+      continue;
+    }
+    if (const char* line = clean(lines.text())) take_line(line, set, tokens);
+  }
+  // A folder opens like a file and fails at the first read.
+  if (std::ferror(file.get())) {
+    VEK_LOGE("Cannot open counterset file '%s'", path);
+    return -1;
+  }
+  VEK_LOGI("Tokens from file '%s':", path);
+  if (tokens) vek_log_string_array(VEK_LOG_INFO, tokens.get(), "tokens");
+  return 1;
+}
