@@ -1,1 +1,110 @@
 #include "raw_msgpack_api/raw_msgpack_api.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <deque>
+#include <exception>
+#include <memory>
+#include <mutex>
+
+#include "raw_msgpack_api/context.h"
+#include "utils/logger.h"
+
+namespace {
+
+using vek::engine::Context;
+
+// What "init" hands out. Handles stay valid for ever: a host may finalize a context again, or add
+// to it, after it was released (the plug-in does, when a finalize reported a loss), and must then
+// meet an error instead of freed memory.
+struct Handle {
+  std::unique_ptr<Context> context;
+  pid_t owner = 0;  // a forked child shares neither the thread nor the locks' owners
+};
+
+Handle* new_handle(std::unique_ptr<Context> context) {
+  static std::mutex mutex;
+  static auto& handles = *new std::deque<Handle>;  // never destroyed: hosts may outlive statics
+  const std::lock_guard lock(mutex);
+  Handle& handle = handles.emplace_back();
+  handle.context = std::move(context);
+  handle.owner = getpid();
+  return &handle;
+}
+
+bool is_foreign(const Handle& handle) { return handle.owner != getpid(); }
+
+// VEK_RAW_MSGPACK_LOG_LEVEL decides how much this library says, whatever the plug-in's level is.
+void start_logger() {
+  static const bool started = [] {
+    if (vek_log_level != VEK_LOG_LEVEL_UNSET) return true;
+    uint32_t level = VEK_LOG_WARNING;
+    if (const char* text = std::getenv("VEK_RAW_MSGPACK_LOG_LEVEL")) {
+      char* end = nullptr;
+      const unsigned long number = std::strtoul(text, &end, 10);
+      if (end != text && *end == '\0' && number <= VEK_LOG_DEBUG) {
+        level = static_cast<uint32_t>(number);
+      }
+    }
+    return vek_init_stderr_logger(level);
+  }();
+  (void)started;
+}
+
+}  // namespace
+
+void* init(const char* plugin, const char* host, const char* port,
+           const fluentbit_export_parameters_t* params, const char* kind, const char* second_tag) {
+  (void)host;  // the destinations so far lie inside this machine
+  (void)port;
+  (void)second_tag;
+  try {
+    start_logger();
+    const vek::engine::Parameters parameters(params);
+    auto context = vek::engine::make_context(plugin ? plugin : "", parameters, kind ? kind : "");
+    return context ? new_handle(std::move(context)) : nullptr;
+  } catch (const std::exception& error) {
+    VEK_LOGE("[raw msgpack API] cannot start output '%s': %s", plugin ? plugin : "", error.what());
+  } catch (...) {
+    VEK_LOGE("[raw msgpack API] cannot start output '%s'", plugin ? plugin : "");
+  }
+  return nullptr;
+}
+
+int add_data(void* context, const void* data, size_t size) {
+  auto* handle = static_cast<Handle*>(context);
+  if (!handle || (!data && size > 0)) return -1;
+  if (is_foreign(*handle)) return 0;
+  if (!handle->context) return -1;
+  if (size > 0) handle->context->add({static_cast<const uint8_t*>(data), size});
+  return 0;
+}
+
+int finalize(void* context) {
+  auto* handle = static_cast<Handle*>(context);
+  if (!handle) return -1;
+  if (is_foreign(*handle)) return 0;
+  if (!handle->context) return -1;
+  const bool all_arrived = handle->context->finish();
+  handle->context.reset();
+  return all_arrived ? 0 : 1;
+}
+
+int raw_msgpack_api_stats(void* context, char* out, size_t size) {
+  auto* handle = static_cast<Handle*>(context);
+  if (!handle || is_foreign(*handle) || !handle->context) return -1;
+  try {
+    const std::string text = vek::engine::account_json(handle->context->account());
+    if (out && size > 0) {
+      const size_t length = std::min(text.size(), size - 1);
+      std::memcpy(out, text.data(), length);
+      out[length] = '\0';
+    }
+    return static_cast<int>(text.size());
+  } catch (const std::exception&) {
+    return -1;
+  }
+}

@@ -1,4 +1,5 @@
-// The engine library: takes finished msgpack records and delivers them to one destination a context.
+// The engine library: takes finished msgpack records and delivers them to one destination a
+// context.
 //
 // Built as libraw_msgpack_api.so, which exports exactly these names. One context per destination;
 // calls for one context come from one thread at a time, contexts are independent. Nothing throws,
@@ -6,6 +7,18 @@
 //
 // Records come in four shapes, back to back in one buffer: [seconds, map], a bare map,
 // [seconds, array], and what an aggregated opaque event carries (any of these).
+//
+// Destinations: "stdout_raw" (each record as it stands, a line of JSON on standard output),
+// "stdout" (a line per event, `[0] tag: [[1700000000.500000000, {}], {"key"=>value}]`), "file"
+// (parameters "path", "file", "format" = json or msgpack; appends), "null" (counts, then forgets).
+//
+// Parameters, in any case, the last of equal names counts. With an effect on every destination:
+// "Tag" (default: `kind`), "Alias" (name in log lines), "Mem_Buf_Limit" (bound of the records in
+// memory, default 64M; beyond it the oldest are dropped), "vek.engine" (auto or builtin),
+// "vek.grace" (seconds that finalize may take, default 5). Accepted without effect, as any output
+// of a log processor takes them: "Match", "Match_Regex", "Host", "Port", "Retry_Limit",
+// "Log_Level", "Workers", "tls", "tls.*", "net.*", "storage.*". Any other name is refused by
+// "init".
 //
 // The log level is VEK_RAW_MSGPACK_LOG_LEVEL (3 error, 4 warning, 6 info, 7 debug; 4 when unset or
 // unreadable); lines go to standard error.
@@ -24,15 +37,18 @@ VEK_C_BEGIN
 VEK_API void* init(const char* plugin, const char* host, const char* port,
                    const fluentbit_export_parameters_t* params, const char* kind,
                    const char* second_tag);
-// Copies the records and returns 0, or non-zero for a null context. A malformed record is counted,
-// logged and dropped alone.
+// Copies the records and returns 0, or non-zero for a context that is null or finalized. A
+// malformed record is counted, logged and dropped alone; where the msgpack itself is broken,
+// nothing behind it in the same buffer can be told apart, and goes with it. In a forked child this
+// and finalize do nothing and answer 0.
 VEK_API int add_data(void* context, const void* data, size_t size);
-// Flushes, releases the context and returns 0; non-zero when records had to be given up, and for a
-// null context.
+// Flushes, releases the context and returns 0; non-zero when sound records had to be given up at
+// any time since "init", and for a context that is null or finalized already.
 VEK_API int finalize(void* context);
 // One JSON object, NUL-terminated, into out[0..size): "accepted", "delivered", "spooled", "queued",
-// "dropped" (reason to count), "mended", "retried", "bytes". Returns the text's full length, like
-// snprintf, or -1 for a null context.
+// "dropped" (reason to count), "mended", "retried", "bytes" (of msgpack delivered). At every moment
+// accepted = delivered + spooled + queued + the sum of dropped. Returns the text's full length,
+// like snprintf, or -1 for a null context. May be called from any thread until "finalize".
 VEK_API int raw_msgpack_api_stats(void* context, char* out, size_t size);
 
 VEK_C_END

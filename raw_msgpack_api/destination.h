@@ -1,0 +1,46 @@
+// Destination: the part of a context that knows where records go.
+//
+// A destination runs on its context's one thread and takes records from the context's queue until
+// the queue says that it is over. It settles every record that it takes: delivered, or dropped with
+// a reason. What it leaves unsettled is counted as given up. Destinations never see the collector's
+// thread; only their construction, in "init", may fail, with an error line that says why.
+#ifndef VEK_RAW_MSGPACK_API_DESTINATION_H
+#define VEK_RAW_MSGPACK_API_DESTINATION_H
+
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "raw_msgpack_api/parameters.h"
+#include "raw_msgpack_api/record_queue.h"
+#include "raw_msgpack_api/settings.h"
+
+namespace vek::engine {
+
+class Destination {
+ public:
+  virtual ~Destination() = default;
+  // The thread's body: returns once queue.take() answers null. May throw std::bad_alloc, and is
+  // called again then.
+  virtual void run(RecordQueue& queue) = 0;
+};
+
+// One row of the table of built-in destinations.
+struct DestinationKind {
+  std::string_view name;
+  std::span<const std::string_view> parameters;  // its own, beyond those that all take
+  std::unique_ptr<Destination> (*make)(const Settings&, const Parameters&);
+};
+
+// Null, with an error line that lists what works, when no destination has this name.
+const DestinationKind* find_destination(std::string_view name);
+
+extern const DestinationKind kNullDestination;
+extern const DestinationKind kStdoutDestination;
+extern const DestinationKind kStdoutRawDestination;
+extern const DestinationKind kFileDestination;
+
+}  // namespace vek::engine
+
+#endif  // VEK_RAW_MSGPACK_API_DESTINATION_H

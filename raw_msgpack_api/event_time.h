@@ -1,0 +1,26 @@
+// The time of a record, to the nanosecond.
+#ifndef VEK_RAW_MSGPACK_API_EVENT_TIME_H
+#define VEK_RAW_MSGPACK_API_EVENT_TIME_H
+
+#include <cstdint>
+
+#include "raw_msgpack_api/record_walk.h"
+
+namespace vek::engine {
+
+struct EventTime {
+  uint64_t seconds = 0;  // since the Unix epoch
+  uint32_t nanoseconds = 0;
+
+  bool operator==(const EventTime&) const = default;
+};
+
+EventTime now() noexcept;
+
+// The record's seconds; for a bare map the microseconds under its "timestamp" key. `fallback` where
+// there is none, or one that no clock shows: negative, not a number, beyond 64 bits.
+EventTime time_of(const RecordView& record, EventTime fallback) noexcept;
+
+}  // namespace vek::engine
+
+#endif  // VEK_RAW_MSGPACK_API_EVENT_TIME_H

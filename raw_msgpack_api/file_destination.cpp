@@ -1,0 +1,112 @@
+// "file": appends records to a file, as lines of JSON or as the msgpack that they are.
+//
+// Parameters: "path" (a folder, which must exist), "file" (a name in it; the tag when left out),
+// "format" ("json", the default, or "msgpack"). Without "path", "file" may itself name folders.
+// The file is made for its owner alone, and a symbolic link in its place is refused: the collector
+// may run with more rights than whoever can write to that folder.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+
+#include "raw_msgpack_api/destination.h"
+#include "raw_msgpack_api/stream_destination.h"
+#include "utils/logger.h"
+
+namespace vek::engine {
+namespace {
+
+class MsgpackRecords : public RecordFormat {
+ public:
+  void append(const RecordView& record, std::string& out) override {
+    out.append(reinterpret_cast<const char*>(record.bytes.data()), record.bytes.size());
+  }
+};
+
+class FileSink : public FdSink {
+ public:
+  using FdSink::FdSink;
+
+  WriteResult write(std::string_view bytes, const StopSignal& stop) override {
+    const WriteResult result = FdSink::write(bytes, stop);
+    end_ = lseek(fd(), 0, SEEK_CUR);
+    return result;
+  }
+
+  // Only while the partial record is the file's end: another process may append to it as well.
+  void take_back(size_t count) override {
+    struct stat status {};
+    const auto partial = static_cast<off_t>(count);
+    if (fstat(fd(), &status) != 0 || status.st_size != end_ || end_ < partial) return;
+    if (ftruncate(fd(), end_ - partial) != 0) {
+      VEK_LOGD("[raw msgpack API] cannot cut a partial record: %s", std::strerror(errno));
+    }
+  }
+
+ private:
+  off_t end_ = 0;
+};
+
+int report_open_failure(const std::string& path, const char* why) {
+  VEK_LOGE("[raw msgpack API] output 'file' cannot open '%s': %s", path.c_str(), why);
+  return -1;
+}
+
+int open_file(const std::string& path) {
+  // O_NONBLOCK: a FIFO without a reader must fail, not wait for one.
+  constexpr int kFlags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
+  const int fd = open(path.c_str(), kFlags, 0600);
+  if (fd < 0) {
+    if (errno == ELOOP) return report_open_failure(path, "it is a symbolic link");
+    if (errno == ENXIO) return report_open_failure(path, "it is not a regular file");
+    return report_open_failure(path, std::strerror(errno));
+  }
+  struct stat status {};
+  if (fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) {
+    close(fd);
+    return report_open_failure(path, "it is not a regular file");
+  }
+  return fd;
+}
+
+// Empty when neither a folder nor a name is given.
+std::string file_path(const Settings& settings, const Parameters& parameters) {
+  const std::string folder(parameters.text("path", ""));
+  const std::string_view file = parameters.text("file", "");
+  if (folder.empty()) return std::string(file);
+  const std::string name(file.empty() ? std::string_view(settings.tag) : file);
+  return folder.ends_with('/') ? folder + name : folder + '/' + name;
+}
+
+std::unique_ptr<RecordFormat> make_format(std::string_view format) {
+  if (equals_ignoring_case(format, "json")) return std::make_unique<JsonLines>();
+  if (equals_ignoring_case(format, "msgpack")) return std::make_unique<MsgpackRecords>();
+  VEK_LOGE("[raw msgpack API] output 'file' has no format '%.*s'; use 'json' or 'msgpack'",
+           static_cast<int>(format.size()), format.data());
+  return nullptr;
+}
+
+std::unique_ptr<Destination> make(const Settings& settings, const Parameters& parameters) {
+  auto format = make_format(parameters.text("format", "json"));
+  if (!format) return nullptr;
+  const std::string path = file_path(settings, parameters);
+  if (path.empty()) {
+    VEK_LOGE("[raw msgpack API] output 'file' needs plugin_path or plugin_file");
+    return nullptr;
+  }
+  const int fd = open_file(path);
+  if (fd < 0) return nullptr;
+  return std::make_unique<StreamDestination>(settings.name, std::move(format),
+                                             std::make_unique<FileSink>(fd));
+}
+
+constexpr std::array<std::string_view, 3> kParameters = {"path", "file", "format"};
+
+}  // namespace
+
+constinit const DestinationKind kFileDestination = {"file", kParameters, make};
+
+}  // namespace vek::engine

@@ -1,0 +1,50 @@
+// RecordBatch: records side by side in one block of memory, oldest first.
+#ifndef VEK_RAW_MSGPACK_API_RECORD_BATCH_H
+#define VEK_RAW_MSGPACK_API_RECORD_BATCH_H
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "raw_msgpack_api/record_walk.h"
+
+namespace vek::engine {
+
+class RecordBatch {
+ public:
+  // A larger record gets a batch of its own.
+  static constexpr size_t kTargetBytes = 64 * 1024;
+
+  bool empty() const { return first_ == entries_.size(); }
+  size_t size() const { return entries_.size() - first_; }
+  // Record `index` of those still in it.
+  RecordView operator[](size_t index) const {
+    const Entry& entry = entries_[first_ + index];
+    return {{&bytes_[entry.offset], entry.size}, entry.shape, entry.time_offset, entry.body_offset};
+  }
+  bool has_room_for(size_t bytes) const {
+    return entries_.empty() || bytes_.size() + bytes <= kTargetBytes;
+  }
+
+  // A copy; `pairs` becomes its map's count when `mended`. Throws std::bad_alloc, unchanged then.
+  void append(const RecordView& record, bool mended, uint64_t pairs);
+  void drop_first(size_t count) { first_ += count; }
+  // Empty again, with its memory kept.
+  void clear();
+
+ private:
+  struct Entry {
+    size_t offset;
+    size_t size;
+    RecordShape shape;
+    uint8_t time_offset;
+    uint8_t body_offset;
+  };
+  std::vector<uint8_t> bytes_;
+  std::vector<Entry> entries_;
+  size_t first_ = 0;
+};
+
+}  // namespace vek::engine
+
+#endif  // VEK_RAW_MSGPACK_API_RECORD_BATCH_H

@@ -1,0 +1,44 @@
+#include "raw_msgpack_api/settings.h"
+
+#include "utils/logger.h"
+
+namespace vek::engine {
+namespace {
+
+bool engine_is_served(std::string_view engine) {
+  if (equals_ignoring_case(engine, "auto") || equals_ignoring_case(engine, "builtin")) return true;
+  VEK_LOGE("[raw msgpack API] vek.engine = '%.*s' is not served; use 'auto' or 'builtin'",
+           static_cast<int>(engine.size()), engine.data());
+  return false;
+}
+
+}  // namespace
+
+std::optional<Settings> read_settings(const Parameters& parameters, std::string_view plugin,
+                                      std::string_view kind) {
+  if (!engine_is_served(parameters.text("vek.engine", "auto"))) return std::nullopt;
+  Settings settings;
+  settings.name = parameters.text("Alias", plugin);
+  settings.tag = parameters.text("Tag", kind.empty() ? "vek" : kind);
+  if (const auto text = parameters.find("Mem_Buf_Limit")) {
+    const auto size = parse_size(*text);
+    if (!size) {
+      VEK_LOGE("[raw msgpack API] Mem_Buf_Limit = '%.*s' is no size; write it as 64M",
+               static_cast<int>(text->size()), text->data());
+      return std::nullopt;
+    }
+    settings.mem_buf_limit = *size;
+  }
+  if (const auto text = parameters.find("vek.grace")) {
+    const auto seconds = parse_seconds(*text);
+    if (!seconds) {
+      VEK_LOGE("[raw msgpack API] vek.grace = '%.*s' is no number of seconds from 0 to 3600",
+               static_cast<int>(text->size()), text->data());
+      return std::nullopt;
+    }
+    settings.grace = std::chrono::milliseconds(static_cast<int64_t>(*seconds * 1000));
+  }
+  return settings;
+}
+
+}  // namespace vek::engine
