@@ -47,14 +47,22 @@ struct vek_type_definition;
 struct vek_type_system;
 struct vek_schema;
 
+// The table, in order of ids, ended by a row whose id is 0.
+const vek_builtin_type_row_t* vek_builtin_type_rows(void);
+// Null when no row has the id.
 VEK_API const char* vek_builtin_type_name(uint32_t id);
+// 0 when no row has the id.
 VEK_API uint64_t vek_builtin_type_size(uint32_t id);
+// 0 unless the name is exactly a row's.
 VEK_API uint32_t vek_builtin_type_from_name(const char* name);
 // A new JSON number read from `bytes` (as many as the type's size); null for any other id.
 VEK_API JSON_Value* vek_builtin_type_jsonify(uint32_t id, const uint8_t* bytes);
 // New definitions into out[0..max); their count, or VEK_NOT_FOUND when one cannot be made.
 VEK_API uint32_t vek_builtin_type_get_type_defs(struct vek_type_definition** out, uint32_t max);
+// Appends one definition per row to the type system's built-in schema; false when they do not all
+// fit or one cannot be made.
 VEK_API bool vek_builtin_type_register_types(struct vek_type_system* type_system);
+// Fills an empty schema with them.
 VEK_API bool vek_schema_register_builtin_types(struct vek_schema* schema);
 VEK_API void vek_builtin_type_print_info(FILE* stream);
 

@@ -1,9 +1,9 @@
 // The opaque events extractor: finds opaque events in data pages and puts extended ones together.
 //
 // A payload larger than one event travels as an extended event: a start event with key=value meta
-// data and the total size, then chunks, possibly over several pages. The extractor keeps at most one
-// unfinished extended event per source id and tag; its memory grows with the chunks that arrive,
-// never with what a start event announces.
+// data and the total size, then chunks, possibly over several pages. The extractor keeps at most
+// one unfinished extended event per source id and tag; its memory grows with the chunks that
+// arrive, never with what a start event announces.
 //
 // Not locked: one extractor serves one reader, on the thread that exports pages. docs/formats/
 // opaque_events.md shows the bytes.
@@ -44,8 +44,7 @@ typedef struct __attribute__((packed)) vek_opaque_event {
 #define VEK_OPAQUE_EVENT_HEADER_SIZE 53
 
 // Opaque to the extractor: handed back as the first argument of both callbacks.
-typedef struct vek_opaque_events_extractor_recipient_ctx
-    vek_opaque_events_extractor_recipient_ctx;
+typedef struct vek_opaque_events_extractor_recipient_ctx vek_opaque_events_extractor_recipient_ctx;
 
 typedef struct vek_opaque_event_chunk {
   unsigned char* data;
@@ -86,9 +85,9 @@ typedef struct vek_opaque_events_extractor vek_opaque_events_extractor_t;
 VEK_API vek_opaque_events_extractor_t* vek_opaque_events_extractor_create(
     const unsigned char* app_id, const vek_opaque_events_extractor_recipient_t* recipient);
 // True = page processed. The lookup is copied for the call.
-VEK_API bool vek_opaque_events_extractor_process_data_page(
-    vek_opaque_events_extractor_t* extractor, const vek_data_page_t* page,
-    const vek_opaque_type_lookup_t* lookup);
+VEK_API bool vek_opaque_events_extractor_process_data_page(vek_opaque_events_extractor_t* extractor,
+                                                           const vek_data_page_t* page,
+                                                           const vek_opaque_type_lookup_t* lookup);
 // Unfinished extended events are dropped; no callback is called. Accepts null.
 VEK_API void vek_opaque_events_extractor_delete(vek_opaque_events_extractor_t* extractor);
 

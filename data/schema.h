@@ -115,7 +115,8 @@ VEK_API char* vek_schema_serialize_type_definition(const vek_schema_t* schema, c
                                                    bool pretty);
 VEK_API char* vek_type_definition_serialize(const vek_type_definition_t* type, bool pretty);
 
-// JSON form of one raw record; `bytes` holds at least the type's size.
+// JSON form of one raw record; `bytes` holds at least the type's size. Null, with an error, for a
+// type that contains itself or whose fields lie outside its size.
 VEK_API JSON_Value* vek_type_definition_jsonify_data(const vek_type_definition_t* type,
                                                      const uint8_t* bytes);
 VEK_API JSON_Value* vek_type_field_definition_jsonify_data(const vek_type_field_definition_t* field,
@@ -127,6 +128,8 @@ VEK_API JSON_Value* vek_type_field_definition_jsonify_array(
 
 // MD5 of the schema's pretty-printed JSON; false and untouched for a schema without types.
 VEK_API bool vek_schema_extract_id(const vek_schema_t* schema, uint8_t* out_digest);
+// Sets `digest` from the schema's own JSON, as far as it has any, and `id_string` from the digest.
+void vek_schema_update_id(vek_schema_t* schema);
 
 VEK_C_END
 
