@@ -1,0 +1,35 @@
+// FailAllocation: makes one allocation fail, to see what becomes of it.
+//
+//   for (unsigned n = 1;; ++n) {
+//     FailAllocation failing(n);
+//     const bool done = operation();
+//     if (!failing.disarm()) break;  // the operation needs fewer than n allocations
+//     ...what has to hold after a failure...
+//   }
+#ifndef VEK_TESTS_SUPPORT_FAIL_ALLOCATION_H
+#define VEK_TESTS_SUPPORT_FAIL_ALLOCATION_H
+
+namespace vek::test {
+
+class FailAllocation {
+ public:
+  // False under sanitizers, which bring an allocator of their own.
+  static bool available();
+
+  // The n-th allocation from here on fails (the first is 1), of whichever thread; later ones work.
+  explicit FailAllocation(unsigned n);
+  ~FailAllocation() { disarm(); }
+  FailAllocation(const FailAllocation&) = delete;
+  FailAllocation& operator=(const FailAllocation&) = delete;
+
+  // From here on all work; true when the one to fail has failed.
+  bool disarm();
+
+ private:
+  bool failed_ = false;
+  bool armed_ = true;
+};
+
+}  // namespace vek::test
+
+#endif  // VEK_TESTS_SUPPORT_FAIL_ALLOCATION_H
