@@ -1,1 +1,135 @@
-#include "utils/export.h"
+#include "tools/cli.h"
+
+#include <CLI/CLI.hpp>
+#include <exception>
+#include <string>
+#include <vector>
+
+#include "tools/console.h"
+#include "tools/generate.h"
+#include "tools/plugin_log.h"
+#include "tools/replay.h"
+#include "tools/signals.h"
+#include "tools/suggest.h"
+#include "utils/logger.h"
+#include "utils/version.h"
+
+namespace vek::tools {
+namespace {
+
+constexpr AddVerb kVerbs[] = {add_generate, add_replay};
+
+std::vector<std::string> verb_names(CLI::App& app) {
+  std::vector<std::string> names;
+  for (const CLI::App* verb : app.get_subcommands([](CLI::App*) { return true; })) {
+    names.push_back(verb->get_name());
+  }
+  return names;
+}
+
+// "--name" of every option of a verb, those in option groups included.
+void collect_options(CLI::App& app, std::vector<std::string>& names) {
+  for (const CLI::Option* option : app.get_options()) {
+    for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+  }
+  for (CLI::App* group :
+       app.get_subcommands([](CLI::App* sub) { return sub->get_name().empty(); })) {
+    collect_options(*group, names);
+  }
+}
+
+std::string did_you_mean(const std::string& word, const std::vector<std::string>& names) {
+  const std::string guess = nearest(word, names);
+  return guess.empty() ? std::string() : "; did you mean '" + guess + "'?";
+}
+
+ExitStatus usage_error(const std::string& message, const std::string& help_of) {
+  say_error("%s", message.c_str());
+  say("Try 'vektool %s--help'.", help_of.c_str());
+  return ExitStatus::kUsage;
+}
+
+// A mistyped option often shows as another complaint (its value becomes a page file, a required
+// option is missing), so it is looked for first.
+ExitStatus explain_parse_error(CLI::App& app, const CLI::ParseError& error) {
+  for (CLI::App* verb : app.get_subcommands()) {
+    const std::string help_of = verb->get_name() + " ";
+    for (const std::string& word : verb->remaining()) {
+      if (!word.starts_with("-") || word == "-" || word == "--") continue;
+      const std::string option = word.substr(0, word.find('='));
+      std::vector<std::string> names;
+      collect_options(*verb, names);
+      return usage_error(
+          verb->get_name() + ": unknown option '" + option + "'" + did_you_mean(option, names),
+          help_of);
+    }
+    return usage_error(verb->get_name() + ": " + error.what(), help_of);
+  }
+  return usage_error(error.what(), "");
+}
+
+// What stands before the verb: the verb itself, or one of the tool's own two options. CLI11 would
+// report a mistyped verb as a missing one.
+bool wrong_first_word(CLI::App& app, int argc, const char* const* argv, ExitStatus& status) {
+  const std::string word = argc > 1 ? argv[1] : "";
+  const std::vector<std::string> verbs = verb_names(app);
+  if (word.empty()) {
+    say_error("no command given");
+    say("%s", app.help().c_str());
+    status = ExitStatus::kUsage;
+    return true;
+  }
+  if (word == "-h" || word == "--help" || word == "--version") return false;
+  for (const std::string& verb : verbs) {
+    if (verb == word) return false;
+  }
+  const bool option = word.starts_with("-");
+  const std::string guess =
+      option ? did_you_mean(word, {"--help", "--version"}) : did_you_mean(word, verbs);
+  status =
+      usage_error((option ? "unknown option '" : "unknown command '") + word + "'" + guess, "");
+  return true;
+}
+
+ExitStatus parse_and_run(int argc, const char* const* argv) {
+  CLI::App app(
+      "Works with telemetry data pages: makes them, and sends them through an exporter "
+      "plug-in.\nExit status: 0 good, 1 the input is bad, 2 wrong usage, 4 something in "
+      "the environment\nis missing, 5 not everything was delivered.");
+  app.name("vektool");
+  app.set_version_flag("--version", std::string("vektool ") + vek_version_string());
+  app.require_subcommand(1);
+  Action action;
+  for (const AddVerb add : kVerbs) add(app, action);
+
+  ExitStatus status = ExitStatus::kGood;
+  if (wrong_first_word(app, argc, argv, status)) return status;
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::CallForVersion& version) {
+    write_output(std::string(version.what()) + "\n");
+    return ExitStatus::kGood;
+  } catch (const CLI::CallForHelp&) {
+    write_output(app.help());
+    return ExitStatus::kGood;
+  } catch (const CLI::ParseError& error) {
+    return explain_parse_error(app, error);
+  }
+  return action();
+}
+
+}  // namespace
+
+ExitStatus run_command_line(int argc, const char* const* argv) {
+  install_signal_handlers();
+  // The tool's own copy of the framework logs like the plug-in's.
+  vek_init_stderr_logger(environment_log_level(VEK_LOG_WARNING));
+  try {
+    return parse_and_run(argc, argv);
+  } catch (const std::exception& exception) {
+    say_error("%s", exception.what());
+  }
+  return ExitStatus::kEnvironment;
+}
+
+}  // namespace vek::tools

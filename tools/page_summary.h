@@ -1,0 +1,29 @@
+// What can be told about a page without converting it: its first sample time and how many records
+// its counters and events blocks hold.
+#ifndef VEK_TOOLS_PAGE_SUMMARY_H
+#define VEK_TOOLS_PAGE_SUMMARY_H
+
+#include <cstdint>
+#include <optional>
+
+#include "data/data_page.h"
+#include "data/exporter_schema_manager.h"
+
+namespace vek::tools {
+
+struct PageSummary {
+  // One a counters block, and one an event. Pages of opaque events and of dictionaries hold chunks
+  // of records, which are not counted.
+  uint64_t records = 0;
+  bool holds_chunks = false;
+  std::optional<uint64_t> first_time_us;  // of the first counters or events block
+};
+
+// `page` is a whole image. An events block of an unknown type counts its events and ends its block,
+// because only the type says where the next one begins.
+PageSummary summarize_page(const vek_data_page_t* page,
+                           const vek_exporter_schema_manager_t& schemas);
+
+}  // namespace vek::tools
+
+#endif  // VEK_TOOLS_PAGE_SUMMARY_H

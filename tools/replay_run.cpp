@@ -1,0 +1,83 @@
+#include "tools/replay_run.h"
+
+#include <sys/stat.h>
+
+#include "tools/console.h"
+#include "tools/page_summary.h"
+#include "tools/plugin_log.h"
+#include "tools/signals.h"
+
+namespace vek::tools {
+namespace {
+
+// Bytes that the whole run will read; 0 when one of the files has no length.
+uint64_t expected_bytes(const ReplayOptions& options) {
+  uint64_t sum = 0;
+  for (const std::string& path : options.pages) {
+    struct stat status {};
+    if (path == "-" || stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return 0;
+    sum += static_cast<uint64_t>(status.st_size);
+  }
+  return sum * options.repeat;
+}
+
+}  // namespace
+
+ReplayRun::ReplayRun(PluginSession& session, const PluginSchemas& schemas,
+                     const ReplayOptions& options)
+    : session_(session), schemas_(schemas), options_(options), progress_(expected_bytes(options)) {}
+
+void ReplayRun::send_all() {
+  for (uint64_t round = 0; round < options_.repeat; ++round) {
+    pacer_.restart();
+    for (const std::string& path : options_.pages) {
+      if (!send_file(path, round == 0)) {
+        progress_.finish();
+        return;
+      }
+    }
+  }
+  progress_.finish();
+}
+
+bool ReplayRun::send_file(const std::string& path, bool first_round) {
+  PageFile::Result result = PageFile::Result::kReadFailed;
+  if (file_.open(path)) {
+    while ((result = file_.next()) == PageFile::Result::kPage) {
+      if (!send_page()) result = PageFile::Result::kInterrupted;
+      if (result == PageFile::Result::kInterrupted) break;
+    }
+  }
+  if (result == PageFile::Result::kInterrupted) {
+    ledger_.interrupted = true;
+    return false;
+  }
+  if (result == PageFile::Result::kDamaged && first_round) {
+    ++ledger_.damaged_files;
+    say_error("%s", file_.problem().c_str());
+    say("The %llu pages before it were sent; nothing behind that byte was.",
+        static_cast<unsigned long long>(file_.page_number()));
+  }
+  if (result == PageFile::Result::kReadFailed) {
+    ledger_.unreadable = true;
+    say_error("%s", file_.problem().c_str());
+  }
+  return true;
+}
+
+bool ReplayRun::send_page() {
+  const PageSummary summary = summarize_page(file_.page(), schemas_.record());
+  if (options_.pace == Pace::kRecorded && !pacer_.wait_for(summary.first_time_us)) return false;
+  if (stop_requested()) return false;
+  const uint64_t failures_before = plugin_log_counts().failed_pages;
+  const bool answered = session_.export_page(file_.page(), schemas_.record());
+  if (!answered || plugin_log_counts().failed_pages > failures_before) ++ledger_.failed_pages;
+  ++ledger_.pages;
+  ledger_.bytes += file_.image().size();
+  ledger_.records += summary.records;
+  if (summary.holds_chunks) ++ledger_.chunk_pages;
+  progress_.update(ledger_.pages, ledger_.bytes);
+  return true;
+}
+
+}  // namespace vek::tools

@@ -1,0 +1,53 @@
+// ReplayRun: the pages of some files, sent through a connected plug-in, and the ledger of it.
+#ifndef VEK_TOOLS_REPLAY_RUN_H
+#define VEK_TOOLS_REPLAY_RUN_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "tools/pacer.h"
+#include "tools/page_file.h"
+#include "tools/plugin_schemas.h"
+#include "tools/plugin_session.h"
+#include "tools/progress.h"
+#include "tools/replay.h"
+
+namespace vek::tools {
+
+struct ReplayLedger {
+  uint64_t pages = 0;
+  uint64_t bytes = 0;
+  uint64_t failed_pages = 0;  // the plug-in said so, by its answer or in its log
+  uint64_t records = 0;       // offered: counters blocks and events in the pages
+  uint64_t chunk_pages = 0;   // pages whose records cannot be counted from outside
+  uint64_t damaged_files = 0;
+  bool unreadable = false;  // the system failed to read a file
+  bool interrupted = false;
+};
+
+class ReplayRun {
+ public:
+  ReplayRun(PluginSession& session, const PluginSchemas& schemas, const ReplayOptions& options);
+
+  // Every file, as often as asked. Damage is reported once a file, in the first round.
+  void send_all();
+  const ReplayLedger& ledger() const { return ledger_; }
+
+ private:
+  // False when the run is over.
+  bool send_file(const std::string& path, bool first_round);
+  bool send_page();
+
+  PluginSession& session_;
+  const PluginSchemas& schemas_;
+  const ReplayOptions& options_;
+  PageFile file_;
+  Pacer pacer_;
+  Progress progress_;
+  ReplayLedger ledger_;
+};
+
+}  // namespace vek::tools
+
+#endif  // VEK_TOOLS_REPLAY_RUN_H
