@@ -39,6 +39,19 @@ class MsgpackBuffer {
     return true;
   }
 
+  // Room for a record of up to `bytes`, written from the start: for a buffer that serves one record
+  // after the other. What it held is gone. A failure is not remembered.
+  bool restart(size_t bytes) noexcept {
+    if (capacity_ >= bytes) [[likely]] {
+      return true;
+    }
+    std::free(data_);
+    data_ = static_cast<char*>(std::malloc(bytes));
+    capacity_ = data_ ? bytes : 0;
+    failed_ = false;
+    return data_ != nullptr;
+  }
+
   char* data() { return data_; }
   size_t capacity() const { return capacity_; }
 

@@ -15,7 +15,7 @@
 
 namespace vek {
 
-inline constexpr size_t kMsgpackMaxNumber = 9;  // room for put_uint, put_int and put_double
+inline constexpr size_t kMsgpackMaxNumber = 9;  // room for a number of any type
 inline constexpr size_t kMsgpackMaxHeader = 5;  // room for the headers of str, map and array
 
 namespace msgpack_detail {
@@ -129,6 +129,13 @@ inline char* put_int(char* p, int64_t value) noexcept {
 inline char* put_double(char* p, double value) noexcept {
   *p = static_cast<char>(0xcb);
   return msgpack_detail::put_big_endian(p + 1, std::bit_cast<uint64_t>(value));
+}
+
+inline char* put_float(char* p, float value) noexcept {
+  *p = static_cast<char>(0xca);
+  const uint32_t bits = __builtin_bswap32(std::bit_cast<uint32_t>(value));
+  std::memcpy(p + 1, &bits, sizeof(bits));
+  return p + 1 + sizeof(bits);
 }
 
 inline char* put_str_header(char* p, uint32_t length) noexcept {

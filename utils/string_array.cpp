@@ -138,9 +138,11 @@ bool vek_string_array_append_file_lines(vek_string_array_t** array, const char* 
     appended = vek_append_string_array(array, line);
   }
   std::free(buffer);
-  if (std::ferror(file.get())) {
+  if (!appended) return false;
+  // A folder, a failing disk or a line that memory does not hold: the list is not the whole one.
+  if (std::feof(file.get()) == 0) {
     VEK_LOGD("Reading of %s ended early", path);
     return false;
   }
-  return appended;
+  return true;
 }
