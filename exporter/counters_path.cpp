@@ -2,7 +2,7 @@
 #include "counters/counters_msgpack.h"
 #include "exporter/block_path.h"
 #include "exporter/fluentbit_exporter.h"
-#include "exporter/msgpack_buffer.h"
+#include "exporter/record_buffer.h"
 #include "utils/clock.h"
 #include "utils/logger.h"
 
@@ -48,7 +48,7 @@ void FluentBitExporter::exportCountersBlock(const PageView& page, Bytes block, B
     }
     return;
   }
-  MsgpackBuffer record;
+  RecordBuffer record;
   vek_counter_block_to_msgpack_filtered(record.get(), block.data(), counters.set,
                                         page.source_id.data(), layout());
   send(*record);
