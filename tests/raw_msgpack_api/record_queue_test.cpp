@@ -1,0 +1,216 @@
+#include "raw_msgpack_api/record_queue.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "tests/raw_msgpack_api/pack.h"
+#include "tests/support/fail_allocation.h"
+#include "tests/support/msgpack_json.h"
+
+namespace vek::engine {
+namespace {
+
+using test::Pack;
+
+// A record of `size` bytes (at least 4), told apart by its number.
+std::vector<uint8_t> record_bytes(uint8_t number, size_t size = 10) {
+  std::vector<uint8_t> bytes = Pack().map(1).u(number).str(std::string(size - 3, 'x')).bytes();
+  bytes.resize(size);
+  return bytes;
+}
+
+DropReason push_reason(RecordQueue& queue, uint8_t number, size_t size, size_t& dropped) {
+  const auto bytes = record_bytes(number, size);
+  const auto result = queue.push({bytes, RecordShape::kBareMap, 0, 0}, false, 0);
+  dropped = result.dropped;
+  return result.reason;
+}
+
+size_t push(RecordQueue& queue, uint8_t number, size_t size = 10) {
+  size_t dropped = 0;
+  push_reason(queue, number, size, dropped);
+  return dropped;
+}
+
+std::string numbers(const RecordBatch& batch) {
+  std::string text;
+  for (size_t i = 0; i < batch.size(); ++i) text += std::to_string(batch[i].bytes[1]) + " ";
+  return text;
+}
+
+void expect_exact(const RecordQueue& queue) {
+  const Account account = queue.account();
+  EXPECT_EQ(account.accepted,
+            account.delivered + account.spooled + account.queued + account.dropped_sum());
+}
+
+constexpr auto kNoTime = std::chrono::seconds(0);
+constexpr auto kLong = std::chrono::minutes(1);
+
+TEST(RecordQueue, HandsRecordsOverInOrderAndCountsThemUntilSettled) {
+  RecordQueue queue(1000);
+  for (uint8_t i = 1; i <= 3; ++i) EXPECT_EQ(push(queue, i), 0u);
+  const RecordBatch* batch = queue.take();
+  ASSERT_NE(batch, nullptr);
+  EXPECT_EQ(numbers(*batch), "1 2 3 ");
+  EXPECT_EQ(queue.account().queued, 3u);  // in flight
+  queue.settle_delivered(1);
+  EXPECT_EQ(numbers(*queue.take()), "2 3 ");
+  expect_exact(queue);
+  queue.settle_dropped(1, DropReason::kWriteFailed);
+  queue.drop_taken(DropReason::kOutOfMemory);
+  expect_exact(queue);
+  const Account account = queue.account();
+  EXPECT_EQ(account.accepted, 3u);
+  EXPECT_EQ(account.delivered, 1u);
+  EXPECT_EQ(account.bytes, 10u);
+  EXPECT_EQ(account.queued, 0u);
+  EXPECT_EQ(account.dropped_for(DropReason::kWriteFailed), 1u);
+  EXPECT_EQ(account.dropped_for(DropReason::kOutOfMemory), 1u);
+  EXPECT_EQ(account.given_up(), 2u);
+}
+
+TEST(RecordQueue, LetsTheOldestGoWhenItIsFull) {
+  RecordQueue queue(30);
+  for (uint8_t i = 1; i <= 3; ++i) EXPECT_EQ(push(queue, i), 0u);
+  EXPECT_EQ(push(queue, 4), 1u);
+  EXPECT_EQ(push(queue, 5, 20), 2u);
+  expect_exact(queue);
+  EXPECT_EQ(queue.account().dropped_for(DropReason::kQueueFull), 3u);
+  EXPECT_EQ(numbers(*queue.take()), "4 5 ");
+}
+
+TEST(RecordQueue, DropsOldestAcrossBatches) {
+  constexpr size_t kSize = 30'000;  // two to a batch
+  RecordQueue queue(6 * kSize);
+  for (uint8_t i = 1; i <= 6; ++i) EXPECT_EQ(push(queue, i, kSize), 0u);
+  for (uint8_t i = 7; i <= 9; ++i) EXPECT_EQ(push(queue, i, kSize), 1u);
+  std::string seen;
+  queue.close(Clock::now() + kLong);
+  while (const RecordBatch* batch = queue.take()) {
+    seen += numbers(*batch);
+    queue.settle_delivered(batch->size());
+  }
+  EXPECT_EQ(seen, "4 5 6 7 8 9 ");
+  expect_exact(queue);
+}
+
+TEST(RecordQueue, RefusesARecordThatCanNeverFit) {
+  RecordQueue queue(30);
+  push(queue, 1);
+  size_t dropped = 0;
+  EXPECT_EQ(push_reason(queue, 2, 31, dropped), DropReason::kTooLarge);
+  EXPECT_EQ(dropped, 1u);
+  EXPECT_EQ(push_reason(queue, 3, 30, dropped), DropReason::kQueueFull);
+  EXPECT_EQ(numbers(*queue.take()), "3 ");
+  expect_exact(queue);
+}
+
+TEST(RecordQueue, CannotCallBackWhatIsInFlight) {
+  RecordQueue queue(20);
+  push(queue, 1);
+  push(queue, 2);
+  ASSERT_EQ(numbers(*queue.take()), "1 2 ");
+  EXPECT_EQ(push(queue, 3), 0u);  // nothing waits that could give way
+  EXPECT_EQ(push(queue, 4), 1u);
+  queue.settle_delivered(2);
+  EXPECT_EQ(numbers(*queue.take()), "4 ");
+  expect_exact(queue);
+}
+
+TEST(RecordQueue, SetsTheCountOfAMendedRecordsMap) {
+  const auto bytes = Pack().array(2).u(1).map(3).str("a").nil().bytes();
+  RecordWalk walk{Bytes(bytes)};
+  ASSERT_EQ(walk.next(), RecordWalk::Step::kRecord);
+  RecordQueue queue(100);
+  queue.push(walk.record(), walk.mended(), walk.pairs());
+  EXPECT_EQ(test::to_hex((*queue.take())[0].bytes), "920181a161c0");
+  EXPECT_EQ(queue.account().mended, 1u);
+}
+
+TEST(RecordQueue, EndsWhenItIsClosedAndEmpty) {
+  RecordQueue queue(100);
+  push(queue, 1);
+  queue.close(Clock::now() + kLong);
+  ASSERT_NE(queue.take(), nullptr);
+  queue.settle_delivered(1);
+  EXPECT_EQ(queue.take(), nullptr);
+}
+
+TEST(RecordQueue, EndsAtItsDeadlineWhateverIsLeft) {
+  RecordQueue queue(100);
+  push(queue, 1);
+  queue.close(Clock::now() + kNoTime);
+  EXPECT_EQ(queue.take(), nullptr);
+  queue.drop_rest(DropReason::kGraceOver);
+  expect_exact(queue);
+  EXPECT_EQ(queue.account().dropped_for(DropReason::kGraceOver), 1u);
+}
+
+TEST(RecordQueue, WakesAConsumerThatWaits) {
+  RecordQueue queue(1 << 20);
+  std::string seen;
+  std::thread consumer([&] {
+    while (const RecordBatch* batch = queue.take()) {
+      seen += numbers(*batch);
+      queue.settle_delivered(batch->size());
+    }
+  });
+  std::string expected;
+  for (uint8_t i = 0; i < 100; ++i) {
+    push(queue, i);
+    expected += std::to_string(i) + " ";
+    if (i % 10 == 0) std::this_thread::yield();
+    expect_exact(queue);
+  }
+  queue.close(Clock::now() + kLong);
+  consumer.join();
+  EXPECT_EQ(seen, expected);
+  EXPECT_EQ(queue.account().delivered, 100u);
+}
+
+TEST(RecordQueue, PausesNoLongerThanItIsOpen) {
+  RecordQueue queue(100);
+  const auto start = Clock::now();
+  std::thread closer([&] { queue.close(Clock::now() + kLong); });
+  queue.pause(std::chrono::seconds(30));
+  EXPECT_LT(Clock::now() - start, std::chrono::seconds(20));
+  closer.join();
+}
+
+TEST(RecordQueue, CountsARecordThatMemoryHasNoRoomFor) {
+  if (!test::FailAllocation::available()) GTEST_SKIP();
+  const auto bytes = record_bytes(1);
+  for (unsigned n = 1;; ++n) {
+    RecordQueue queue(1000);
+    test::FailAllocation failing(n);
+    const auto result = queue.push({bytes, RecordShape::kBareMap, 0, 0}, false, 0);
+    if (!failing.disarm()) break;
+    EXPECT_EQ(result.reason, DropReason::kOutOfMemory);
+    EXPECT_EQ(result.dropped, 1u);
+    expect_exact(queue);
+    EXPECT_EQ(push(queue, 2), 0u);
+    EXPECT_EQ(numbers(*queue.take()), "2 ");
+  }
+}
+
+TEST(AccountJson, NamesWhatOccurred) {
+  Account account;
+  EXPECT_EQ(account_json(account),
+            R"({"accepted":0,"delivered":0,"spooled":0,"queued":0,"dropped":{},)"
+            R"("mended":0,"retried":0,"bytes":0})");
+  account.accepted = 6;
+  account.delivered = 1;
+  account.queued = 2;
+  account.dropped_for(DropReason::kCut) = 1;
+  account.dropped_for(DropReason::kQueueFull) = 2;
+  account.bytes = UINT64_MAX;
+  EXPECT_EQ(
+      account_json(account),
+      R"({"accepted":6,"delivered":1,"spooled":0,"queued":2,"dropped":{"cut":1,"queue_full":2},)"
+      R"("mended":0,"retried":0,"bytes":18446744073709551615})");
+}
+
+}  // namespace
+}  // namespace vek::engine
