@@ -5,7 +5,7 @@ set(VEK_MODULE_DIR "${CMAKE_INSTALL_LIBDIR}/vekora")
 install(TARGETS fluentbit_exporter raw_msgpack_api LIBRARY DESTINATION "${VEK_MODULE_DIR}"
         NAMELINK_SKIP COMPONENT runtime)
 install(TARGETS vektool RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT tools)
-foreach(folder utils json data counters schema_manager exporter raw_msgpack_api)
+foreach(folder utils json data counters schema_manager field_set exporter raw_msgpack_api)
   file(GLOB headers "${PROJECT_SOURCE_DIR}/${folder}/*.h")
   install(FILES ${headers} DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/vekora/${folder}"
           COMPONENT development)

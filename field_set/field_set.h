@@ -3,7 +3,8 @@
 //
 // Life: created empty, loaded once from a field-set file or from lines (field_set_file.cpp), bound
 // to event schemas now and whenever a page names a new one (schema_binding.cpp), then asked to pack
-// events (event_msgpack.cpp). Binding works out everything that does not change from event to event.
+// events (event_msgpack.cpp). Binding works out everything that does not change from event to
+// event.
 //
 // One field set serves one exporter and is used from the thread that exports pages. Not copyable.
 #ifndef VEK_FIELD_SET_FIELD_SET_H
@@ -11,11 +12,9 @@
 
 #include <msgpack.h>
 
-#include <array>
 #include <cstdint>
 #include <map>
 #include <memory>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -27,11 +26,12 @@
 
 namespace vek {
 
-// One exported leaf value of an event type.
+// One exported leaf value of an event type. Copies share the texts, which are good until the type
+// is bound again or the field set goes.
 struct field_t {
   uint64_t name_len;
-  char* name;       // owned by the field set: the flattened path, such as "b.d" or "ports.0"
-  char* type_name;  // owned by the field set
+  char* name;             // owned by the field set: the flattened path, such as "b.d" or "ports.0"
+  char* type_name;        // owned by the field set
   uint64_t data_str_len;  // length of the text when a character array is packed
   uint32_t array_length;
   int32_t field_type;  // vek_builtin_type_t
@@ -50,6 +50,8 @@ struct field_set_t {
 };
 
 class EventPlan;
+class MsgpackBuffer;
+struct FieldSetState;
 
 class VEK_API FieldSet {
  public:
@@ -75,7 +77,11 @@ class VEK_API FieldSet {
   const std::map<std::string, std::vector<std::string>>& tokens_by_type() const;
   const std::map<std::string, NameMap>& meta_fields_aliases_by_type() const;
   const std::map<std::string, NameMap>& meta_fields_constants_by_type() const;
+  // Patterns in the order of the map; empty means that every type is of interest.
   const std::vector<std::string>& types_of_interest() const;
+  // Default output names of the meta fields, by index: 0 "timestamp", 1 "type", 2 "type_name",
+  // 3 "source".
+  static const std::map<int32_t, std::string>& meta_field_names();
 
   // --- Binding.
   void updateWithNewSchema(const vek_schema_t* schema);
@@ -98,7 +104,10 @@ class VEK_API FieldSet {
   std::vector<field_t> getFields(const vek_event_header_t* header,
                                  const vek_schema_block_t* block) const;
   std::vector<field_t> getFields(const vek_schema_t* schema, uint8_t type_id) const;
+  // Copies the fields of a cached type into the working vector; empties it for an unknown one.
   void PrepareAccess(uint8_t schema_id, uint16_t type_id);
+  const std::vector<field_t>& prepared_fields() const;
+  // The type bound last; see below for others.
   void PrintFieldSet() const;
   static void PrintFieldSet(const field_set_t* field_set);
 
@@ -108,10 +117,24 @@ class VEK_API FieldSet {
   void MsgPackToSimpleBuffer(msgpack_sbuffer* buffer, const uint8_t* event,
                              const vek_event_header_t* header, const char* source,
                              const char* layout);
+  // Packs one meta field of a "flb_std" record, unless `used_keys` says that a field of the event
+  // has taken its key. A null alias stands for the default name.
+  static void msgpackMetaField(msgpack_packer* packer, int index, const char* alias,
+                               const std::map<std::string, bool>& used_keys,
+                               const std::string& type_name, uint64_t timestamp,
+                               const char* source);
+
+  // --- Packing whole blocks: find the plan once a block, pack its events into a reused buffer.
+  // The plan of the block's type, good until the next load or binding; null, with the reason
+  // logged, when schema or type is unknown.
+  const EventPlan* findPlan(const vek_event_header_t* header);
+  // Packs one event of at least plan.record_size() bytes from the start of a buffer that is used
+  // again and again; the record's size, or 0 when nothing is to be sent or memory ran out.
+  static size_t packEvent(MsgpackBuffer& buffer, const EventPlan& plan, const uint8_t* event,
+                          uint64_t timestamp_us, const char* source, const char* layout);
 
  private:
-  struct State;
-  std::unique_ptr<State> state_;
+  std::unique_ptr<FieldSetState> state_;
 };
 
 }  // namespace vek

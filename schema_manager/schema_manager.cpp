@@ -1,5 +1,6 @@
 #include "schema_manager/schema_manager.h"
 
+#include <algorithm>
 #include <stdexcept>
 #include <utility>
 
@@ -67,6 +68,22 @@ std::shared_ptr<vek_schema_t> SchemaManager::getEventsSchema(const data::SchemaI
   const std::lock_guard<std::mutex> lock(mutex_);
   const auto known = events_schemas_.find(id);
   return known != events_schemas_.end() ? known->second : tryLoadEventsSchema(id);
+}
+
+SchemaManager::EventsSchemas SchemaManager::getEventsSchemas() {
+  EventsSchemas schemas;
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    schemas.assign(events_schemas_.begin(), events_schemas_.end());
+  }
+  std::sort(schemas.begin(), schemas.end(),
+            [](const auto& a, const auto& b) { return a.first.str() < b.first.str(); });
+  return schemas;
+}
+
+size_t SchemaManager::countEventsSchemas() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return events_schemas_.size();
 }
 
 // A failed load leaves no entry, so that a file that arrives later is found.

@@ -11,6 +11,7 @@
 #include <mutex>
 #include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "counters/counters_schema.h"
@@ -31,6 +32,12 @@ class VEK_API SchemaManager {
   // Empty, with a line at most every ten seconds, when nothing is found.
   std::shared_ptr<vek_counters_schema_t> getCountersSchema(const data::SchemaId& id);
   std::shared_ptr<vek_schema_t> getEventsSchema(const data::SchemaId& id);
+
+  // The events schemas held now, in the order of their identifiers' texts. Schemas are never given
+  // up, so an unchanged count means that there is nothing new.
+  using EventsSchemas = std::vector<std::pair<data::SchemaId, std::shared_ptr<vek_schema_t>>>;
+  EventsSchemas getEventsSchemas();
+  size_t countEventsSchemas();
 
   // Schemas whose identifier is known already are not replaced. Throws std::runtime_error when an
   // identifier cannot be worked out, or the text is no type system.

@@ -1,0 +1,305 @@
+// The rules of what a record of an event holds, worked out once for each bound type.
+
+#include "field_set/event_plan.h"
+
+#include <algorithm>
+#include <map>
+#include <utility>
+
+#include "counters/counters_msgpack.h"
+#include "data/builtin_types.h"
+#include "field_set/bound_type.h"
+#include "field_set/meta_fields.h"
+#include "utils/filters.h"
+#include "utils/msgpack_encode.h"
+
+namespace vek {
+namespace {
+
+constexpr size_t kHexRoom = 1 + 18;  // "0x" and 16 digits behind a one-byte header
+constexpr std::string_view kUnknownValue = "0";
+
+const FieldSet::NameMap& pairsOf(const std::map<std::string, FieldSet::NameMap>& table,
+                                 const std::string& type_name) {
+  static const FieldSet::NameMap none;
+  const auto found = table.find(type_name);
+  return found == table.end() ? none : found->second;
+}
+
+StepValue numberOf(const field_t& field, const std::string& key) {
+  switch (field.field_type) {
+    case VEK_TYPE_BOOL:
+      return StepValue::kBool;
+    case VEK_TYPE_SHORT:
+    case VEK_TYPE_INT16:
+      return StepValue::kInt16;
+    case VEK_TYPE_INT:
+    case VEK_TYPE_INT32:
+      return StepValue::kInt32;
+    case VEK_TYPE_LONG:
+    case VEK_TYPE_LONG_LONG:
+    case VEK_TYPE_INT64:
+      return StepValue::kInt64;
+    case VEK_TYPE_INT8:
+      return StepValue::kInt8;
+    case VEK_TYPE_UNSIGNED_SHORT:
+    case VEK_TYPE_UINT16:
+      return StepValue::kUint16;
+    case VEK_TYPE_UNSIGNED_INT:
+    case VEK_TYPE_UINT32:
+      return StepValue::kUint32;
+    case VEK_TYPE_UNSIGNED_LONG:
+    case VEK_TYPE_UNSIGNED_LONG_LONG:
+    case VEK_TYPE_TIMESTAMP:
+      return StepValue::kUint64;
+    case VEK_TYPE_UINT8:
+      return StepValue::kUint8;
+    case VEK_TYPE_FLOAT:
+      return StepValue::kFloat;
+    case VEK_TYPE_DOUBLE:
+      return StepValue::kDouble;
+    case VEK_TYPE_UINT64:
+      // The key decides: an alias can turn hexadecimal text on or off.
+      return if_display_hex(key.c_str()) ? StepValue::kHex : StepValue::kUint64;
+    default:
+      return StepValue::kNone;
+  }
+}
+
+// Fields read by name as 64-bit values may be narrower; none is read beyond the event.
+bool holdsWord(const field_t& field, uint64_t record_size) {
+  return record_size >= sizeof(uint64_t) && field.offset <= record_size - sizeof(uint64_t);
+}
+
+bool isNamedGuid(const field_t& field) {
+  std::string name(field.name, field.name_len);
+  vek_filter_to_lower(name.data());
+  return name.find("guid") != std::string::npos;
+}
+
+// Appends steps to one section. Constant bytes gather until a value follows.
+class SectionWriter {
+ public:
+  explicit SectionWriter(PlanSection& section) : section_(section) {}
+
+  void text(std::string_view text) {
+    char header[kMsgpackMaxHeader];
+    const char* end = put_str_header(header, static_cast<uint32_t>(text.size()));
+    raw({header, static_cast<size_t>(end - header)});
+    raw(text);
+  }
+  void map_header(uint64_t pairs) {
+    char header[kMsgpackMaxHeader];
+    const char* end = put_map_header(header, static_cast<uint32_t>(pairs));
+    raw({header, static_cast<size_t>(end - header)});
+  }
+
+  void value(StepValue kind, uint64_t offset, size_t room) {
+    section_.steps.push_back({offset, pending_, 0, kind});
+    section_.room += room;
+    pending_ = 0;
+  }
+  void text_value(StepValue kind, uint64_t offset, uint32_t limit) {
+    value(kind, offset, kMsgpackMaxHeader);
+    PlanStep& step = section_.steps.back();
+    step.text_limit = static_cast<uint16_t>(std::min(limit, kMaxTextLength));
+    section_.texts.push_back(step);
+  }
+  void source() {
+    value(StepValue::kSource, 0, kMsgpackMaxHeader);
+    ++section_.sources;
+  }
+
+  // What follows is a step of its own, so that it can be left out alone.
+  void flush() {
+    if (pending_ > 0) value(StepValue::kNone, 0, 0);
+  }
+  void finish() {
+    flush();
+    section_.literals.resize(section_.literals.size() + PlanSection::kLiteralPadding);
+  }
+
+ private:
+  void raw(std::string_view bytes) {
+    section_.literals += bytes;
+    section_.room += bytes.size();
+    pending_ += static_cast<uint32_t>(bytes.size());
+  }
+
+  PlanSection& section_;
+  uint32_t pending_ = 0;  // constant bytes without a step so far
+};
+
+}  // namespace
+
+class EventPlanBuilder {
+ public:
+  EventPlanBuilder(const BoundType& type, const FieldSetTables& tables, EventPlan& plan)
+      : type_(type),
+        fields_(type.field_set.fields),
+        aliases_(pairsOf(tables.meta_fields_aliases_by_type, type.name)),
+        constants_(pairsOf(tables.meta_fields_constants_by_type, type.name)),
+        plan_(plan) {}
+
+  void build() {
+    plan_.record_size_ = type_.record_size;
+    plan_.included_ = type_.field_set.num_included;
+    plan_.skip_empty_strings_ = type_.field_set.skip_empty_strings;
+    if (plan_.packs_nothing()) return;
+    find_words();
+    build_flb_std_head();
+    build_custom_head();
+    build_fields();
+    plan_.text_lengths_.resize(plan_.flb_std_head_.texts.size() + plan_.fields_.texts.size());
+  }
+
+ private:
+  using UsedKeys = std::map<std::string, bool>;
+
+  // Where the source and the time of "custom" records come from, skipped fields included.
+  void find_words() {
+    for (const field_t& field : fields_) {
+      if (!holdsWord(field, type_.record_size)) continue;
+      if (!plan_.guid_offset_ && isNamedGuid(field)) plan_.guid_offset_ = field.offset;
+      if (default_name(kMetaTimestamp) == field.name) plan_.own_timestamp_offset_ = field.offset;
+    }
+  }
+
+  void build_flb_std_head() {
+    SectionWriter out(plan_.flb_std_head_);
+    const UsedKeys used = used_keys();
+    for (int32_t index = 0; index < kMetaFieldCount; ++index) {
+      meta_field(out, index, default_name(index), used);
+    }
+    for (const int32_t index : type_.aliased_meta_fields) {
+      if (const std::string* alias = alias_of(default_name(index))) {
+        meta_field(out, index, *alias, used);
+      }
+    }
+    uint64_t aliased_fields = 0;
+    for (const size_t position : type_.aliased_fields) {
+      const field_t& field = fields_[position];
+      const std::string* alias = alias_of(field.name);
+      if (!alias) continue;
+      ++aliased_fields;
+      pair(out, *alias, field, StepValue::kText);
+    }
+    for (const auto& [key, value] : constants_) {
+      out.text(key);
+      out.text(value);
+    }
+    out.finish();
+    const auto unused =
+        std::count_if(used.begin(), used.end(), [](const auto& key) { return !key.second; });
+    // Counted by keys, not by what is written: a meta field without a source, an empty alias or two
+    // equal aliases are counted all the same. Readers of these records reckon with it.
+    plan_.pairs_ =
+        static_cast<uint64_t>(unused) + aliased_fields + constants_.size() + plan_.included_;
+  }
+
+  void build_custom_head() {
+    constexpr uint64_t kEntries = 5;
+    SectionWriter out(plan_.custom_head_);
+    out.map_header(kEntries);
+    out.text(default_name(kMetaTimestamp));
+    out.value(StepValue::kTime, 0, kMsgpackMaxNumber);
+    out.text(default_name(kMetaType));
+    out.text(kEventsType);
+    out.text(default_name(kMetaTypeName));
+    out.text(type_.name);
+    out.text(default_name(kMetaSource));
+    out.source();
+    out.text("values");
+    out.map_header(plan_.included_);
+    out.finish();
+  }
+
+  void build_fields() {
+    SectionWriter out(plan_.fields_);
+    const bool skip_empty = type_.field_set.skip_empty_strings;
+    for (const field_t& field : fields_) {
+      if (field.skip) continue;
+      const bool may_go = skip_empty && field.field_type == VEK_TYPE_CHAR;
+      if (may_go) out.flush();
+      pair(out, field.name, field, may_go ? StepValue::kTextUnlessEmpty : StepValue::kText);
+    }
+    out.finish();
+  }
+
+  // Every key of a meta field, and whether a field of the event takes it.
+  UsedKeys used_keys() const {
+    UsedKeys used;
+    for (const auto& entry : FieldSet::meta_field_names()) used[entry.second] = false;
+    for (const int32_t index : type_.aliased_meta_fields) {
+      if (const std::string* alias = alias_of(default_name(index))) used[*alias] = false;
+    }
+    for (const field_t& field : fields_) {
+      const auto found = used.find(field.name);
+      if (found != used.end()) found->second = !field.skip;
+    }
+    return used;
+  }
+
+  void meta_field(SectionWriter& out, int32_t index, const std::string& key, const UsedKeys& used) {
+    if (key.empty()) {
+      out.value(StepValue::kNoAlias, 0, 0);
+      return;
+    }
+    if (used.at(key)) return;
+    if (index == kMetaSource) out.flush();
+    out.text(key);
+    switch (index) {
+      case kMetaTimestamp:
+        out.value(StepValue::kTime, 0, kMsgpackMaxNumber);
+        break;
+      case kMetaType:
+        out.text(kEventsType);
+        break;
+      case kMetaTypeName:
+        out.text(type_.name);
+        break;
+      default:
+        out.source();
+        break;
+    }
+  }
+
+  void pair(SectionWriter& out, const std::string& key, const field_t& field, StepValue text_kind) {
+    out.text(key);
+    const StepValue number = numberOf(field, key);
+    if (number == StepValue::kHex) {
+      out.value(number, field.offset, kHexRoom);
+    } else if (number != StepValue::kNone) {
+      out.value(number, field.offset, kMsgpackMaxNumber);
+    } else if (field.field_type == VEK_TYPE_CHAR && !field.skip) {
+      out.text_value(text_kind, field.offset, field.array_length);
+    } else if (field.field_type == VEK_TYPE_CHAR || field.field_type == VEK_TYPE_UNSIGNED_CHAR) {
+      // The length of a text is only ever looked up for "char" fields that are exported.
+      out.text("");
+    } else {
+      out.text(kUnknownValue);
+    }
+  }
+
+  static const std::string& default_name(int32_t index) {
+    return FieldSet::meta_field_names().at(index);
+  }
+  const std::string* alias_of(const std::string& name) const {
+    const auto found = aliases_.find(name);
+    return found == aliases_.end() ? nullptr : &found->second;
+  }
+
+  const BoundType& type_;
+  const std::vector<field_t>& fields_;
+  const FieldSet::NameMap& aliases_;
+  const FieldSet::NameMap& constants_;
+  EventPlan& plan_;
+};
+
+std::unique_ptr<EventPlan> makeEventPlan(const BoundType& type, const FieldSetTables& tables) {
+  auto plan = std::make_unique<EventPlan>();
+  EventPlanBuilder(type, tables, *plan).build();
+  return plan;
+}
+
+}  // namespace vek
