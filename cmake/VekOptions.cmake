@@ -5,8 +5,9 @@ target_compile_options(vek_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror
   -fstack-protector-strong -fno-omit-frame-pointer
   $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-fno-gnu-unique>)
-target_compile_definitions(vek_options INTERFACE
-  $<$<AND:$<NOT:$<CONFIG:Debug>>,$<STREQUAL:${VEK_SANITIZE},>>:_FORTIFY_SOURCE=2>)
+if(NOT VEK_SANITIZE)
+  target_compile_definitions(vek_options INTERFACE $<$<NOT:$<CONFIG:Debug>>:_FORTIFY_SOURCE=2>)
+endif()
 target_link_options(vek_options INTERFACE -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
 
 if(VEK_SANITIZE)
@@ -23,6 +24,8 @@ endif()
 # plug-in's own calls; data stays interposable so that executables may link vek_log_level.
 # Sanitizer runtimes live in the executable, so libraries may leave their symbols open then.
 function(vek_module_link_options target)
-  target_link_options(${target} PRIVATE -Wl,-Bsymbolic-functions
-    $<$<STREQUAL:${VEK_SANITIZE},>:-Wl,--no-undefined>)
+  target_link_options(${target} PRIVATE -Wl,-Bsymbolic-functions)
+  if(NOT VEK_SANITIZE)
+    target_link_options(${target} PRIVATE -Wl,--no-undefined)
+  endif()
 endfunction()
