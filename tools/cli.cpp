@@ -70,9 +70,13 @@ ExitStatus explain_parse_error(CLI::App& app, const CLI::ParseError& error) {
 
 // What stands before the verb: the verb itself, or one of the tool's own two options. CLI11 would
 // report a mistyped verb as a missing one.
-bool wrong_first_word(CLI::App& app, int argc, const char* const* argv, ExitStatus& status) {
+bool answered_by_first_word(CLI::App& app, int argc, const char* const* argv, ExitStatus& status) {
   const std::string word = argc > 1 ? argv[1] : "";
   const std::vector<std::string> verbs = verb_names(app);
+  if (word == "help") {
+    write_output(app.help());
+    return true;
+  }
   if (word.empty()) {
     say_error("no command given");
     say("%s", app.help().c_str());
@@ -103,7 +107,7 @@ ExitStatus parse_and_run(int argc, const char* const* argv) {
   for (const AddVerb add : kVerbs) add(app, action);
 
   ExitStatus status = ExitStatus::kGood;
-  if (wrong_first_word(app, argc, argv, status)) return status;
+  if (answered_by_first_word(app, argc, argv, status)) return status;
   try {
     app.parse(argc, argv);
   } catch (const CLI::CallForVersion& version) {

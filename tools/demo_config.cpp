@@ -10,20 +10,19 @@ constexpr size_t kExporterPathLimit = 127;
 
 constexpr char kCounterSet[] =
     R"(# Which counters leave, and under which names. Each line is one rule; the first that takes a counter
-# also names it. "alias=filter" renames, "+a+b-c" means: has a, has b, has no c; "^" and "$" anchor.
+# also names it. "+a+b-c" means: has a, has b, has no c; "^" and "$" anchor; "alias=rule" renames.
+# (A rule of exclusions alone, such as "-prio", takes every counter that it does not exclude.)
 
 # Fields beside the counters: another counter's value, a built-in field, a constant.
-meta_field_alias:port_guid=guid
+meta_field_alias:node_guid=GUID
 meta_field_alias:timestamp=sampled_at_us
 meta_field_add:site=lab1
 
 [traffic]
-# Never the per-priority counters, whatever the rules below say.
--_prio
 received_bytes=^rx_bytes$
 sent_bytes=^tx_bytes$
-+rx_+packets-multicast-broadcast
-+tx_+packets-multicast-broadcast
++rx_+packets-prio-multicast-broadcast
++tx_+packets-prio-multicast-broadcast
 _discards
 _errors-lane
 

@@ -17,6 +17,7 @@
 #include "tools/demo_counters.h"
 #include "tools/demo_pages.h"
 #include "tools/text_file.h"
+#include "tools/whole_number.h"
 #include "utils/owned.h"
 
 namespace vek::tools {
@@ -158,10 +159,11 @@ void add_generate(CLI::App& app, Action& action) {
       ->required()
       ->type_name("DIR");
   verb->add_option("--seed", options->seed, "The same seed gives the same data")
+      ->check(whole_number(0, std::numeric_limits<uint64_t>::max()))
       ->capture_default_str()
       ->type_name("N");
   verb->add_option("--pages", options->pages, "How many pages")
-      ->check(CLI::Range(uint64_t{1}, uint64_t{10'000'000}))
+      ->check(whole_number(1, 10'000'000))
       ->capture_default_str()
       ->type_name("N");
   verb->add_flag("--force", options->force, "Write into a directory that is not empty");

@@ -9,7 +9,6 @@
 #include <cinttypes>
 #include <cstring>
 #include <filesystem>
-#include <map>
 #include <memory>
 
 #include "tools/console.h"
@@ -18,6 +17,7 @@
 #include "tools/plugin_schemas.h"
 #include "tools/plugin_session.h"
 #include "tools/replay_run.h"
+#include "tools/whole_number.h"
 #include "utils/logger.h"
 
 namespace vek::tools {
@@ -151,17 +151,20 @@ void add_replay(CLI::App& app, Action& action) {
       ->type_name("FILE");
   schemas->require_option(1);
   verb->add_option("--repeat", options->repeat, "Send everything N times")
-      ->check(CLI::Range(uint64_t{1}, uint64_t{1'000'000'000}))
+      ->check(whole_number(1, 1'000'000'000))
       ->capture_default_str()
       ->type_name("N");
-  const std::map<std::string, Pace> paces{{"max", Pace::kMax}, {"recorded", Pace::kRecorded}};
-  verb->add_option("--pace", options->pace,
-                   "max: without a pause; recorded: by the pages' own times (default max)")
-      ->transform(CLI::CheckedTransformer(paces).description(""))
+  const auto pace = std::make_shared<std::string>("max");
+  verb->add_option("--pace", *pace, "Without a pause, or by the pages' own times")
+      ->check(CLI::IsMember({"max", "recorded"}).description(""))
+      ->capture_default_str()
       ->type_name("max|recorded");
-  verb->add_option("PAGES", options->pages, "Page files; '-' is standard input")->required();
+  verb->add_option("PAGES", options->pages, "Page files; '-' is standard input")
+      ->required()
+      ->type_name("");
   verb->footer("Records go to the destinations of DIR, the summary to standard error.");
-  verb->callback([options, &action] {
+  verb->callback([options, pace, &action] {
+    options->pace = *pace == "recorded" ? Pace::kRecorded : Pace::kMax;
     check_standard_input(*options);
     action = [options] { return replay(*options); };
   });
