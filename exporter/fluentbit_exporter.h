@@ -45,6 +45,8 @@ class VEK_API FluentBitExporter {
   FluentBitExporter& operator=(const FluentBitExporter&) = delete;
 
   bool SharedObjectAPILoaded() const { return api_.handle != nullptr; }
+  // The number in FLUENT_BIT_CHECKS when the exporter was made; nothing here depends on it.
+  uint64_t fluentBitChecks() const { return fluent_bit_checks_; }
 
   void setPluginWithDefaultHostAndPort(const char* plugin);
   void setHostAndPort(const char* host, unsigned short port);

@@ -1,0 +1,178 @@
+#include "exporter/counter_set_cache.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "counters/counters_msgpack.h"
+#include "data/schema_id.h"
+#include "exporter/counters_schema_signature.h"
+#include "tests/exporter/schemas.h"
+#include "tests/support/log_capture.h"
+
+namespace vek::test {
+namespace {
+
+using ::testing::ElementsAre;
+
+std::string idText(const vek_counters_schema_t& schema) {
+  uint8_t digest[VEK_SCHEMA_ID_SIZE];
+  EXPECT_TRUE(vek_calc_counters_schema_id(digest, &schema));
+  char text[VEK_SCHEMA_ID_TEXT_SIZE];
+  vek_schema_id_to_schema_string(digest, text);
+  return text;
+}
+
+class Cache : public ::testing::Test {
+ protected:
+  // Debug lines of the cache itself.
+  std::vector<std::string> talk() const {
+    std::vector<std::string> lines;
+    for (const std::string& line : log_.at(7)) {
+      if (line.starts_with("[getCset]")) lines.push_back(line);
+    }
+    return lines;
+  }
+
+  LogCapture log_;
+  CounterSetCache cache_;
+};
+
+TEST_F(Cache, GivesASchemaSeenTwiceTheSameSet) {
+  const OwnedCounters schema = countersSchema({"rx", "tx"});
+  const std::string id = idText(*schema);
+  const BoundCounterSet first = cache_.get(schema.get(), nullptr);
+  const BoundCounterSet second = cache_.get(schema.get(), nullptr);
+  ASSERT_NE(first.set, nullptr);
+  EXPECT_EQ(first.set, second.set);
+  EXPECT_THAT(talk(), ElementsAre("[getCset] Creating new cset for schema id = '" + id + "'",
+                                  "[getCset] Found cset for schema id = '" + id + "'"));
+}
+
+TEST_F(Cache, GoesByIdentifierNotByAddress) {
+  OwnedCounters schema = countersSchema({"rx", "tx"});
+  const vek_counter_set_t* first = cache_.get(schema.get(), nullptr).set;
+  schema = countersSchema({"rx", "tx"});
+  EXPECT_EQ(cache_.get(schema.get(), nullptr).set, first);
+  schema = countersSchema({"rx", "other"});
+  EXPECT_NE(cache_.get(schema.get(), nullptr).set, first);
+}
+
+TEST_F(Cache, KnowsASchemaThatWasChangedInPlace) {
+  const OwnedCounters schema = countersSchema({"rx"});
+  const vek_counter_set_t* first = cache_.get(schema.get(), nullptr).set;
+  free(schema->groups[0]->counters[0]->name);
+  schema->groups[0]->counters[0]->name = strdup("tx");
+  EXPECT_NE(cache_.get(schema.get(), nullptr).set, first);
+}
+
+TEST_F(Cache, LooksAtSharedSchemasByTheirOwner) {
+  auto share = [](OwnedCounters schema) {
+    return std::shared_ptr<vek_counters_schema_t>(std::move(schema));
+  };
+  auto first = share(countersSchema({"rx"}));
+  const vek_counter_set_t* rx = cache_.get(first, nullptr).set;
+  EXPECT_EQ(cache_.get(first, nullptr).set, rx);
+  EXPECT_EQ(first.use_count(), 1) << "the cache keeps no schema alive";
+  auto second = share(countersSchema({"tx"}));
+  const vek_counter_set_t* tx = cache_.get(second, nullptr).set;
+  EXPECT_NE(tx, rx);
+  EXPECT_EQ(cache_.get(first, nullptr).set, rx);
+  // The same address under a new owner is looked at afresh.
+  vek_counters_schema_t* const raw = first.get();
+  const std::shared_ptr<vek_counters_schema_t> other(raw, [](vek_counters_schema_t*) {});
+  free(raw->groups[0]->counters[0]->name);
+  raw->groups[0]->counters[0]->name = strdup("tx");
+  EXPECT_EQ(cache_.get(other, nullptr).set, tx);
+}
+
+TEST_F(Cache, TellsTwoSchemasOfOneOwnerApart) {
+  const OwnedCounters a = countersSchema({"a"});
+  const OwnedCounters b = countersSchema({"b"});
+  const auto owner = std::make_shared<int>(0);
+  const std::shared_ptr<vek_counters_schema_t> shared_a(owner, a.get());
+  const std::shared_ptr<vek_counters_schema_t> shared_b(owner, b.get());
+  EXPECT_NE(cache_.get(shared_a, nullptr).set, cache_.get(shared_b, nullptr).set);
+}
+
+TEST_F(Cache, KeepsTheFirstFileForAnIdentifier) {
+  const OwnedCounters schema = countersSchema({"rx"});
+  const vek_counter_set_t* first = cache_.get(schema.get(), nullptr).set;
+  EXPECT_EQ(cache_.get(schema.get(), "/some/other.cset").set, first);
+  EXPECT_STREQ(first->name, "default");
+}
+
+TEST_F(Cache, WorksOutTheExtentOfABlock) {
+  const OwnedCounters schema = countersSchema({"a", "b", "c"});
+  const BoundCounterSet bound = cache_.get(schema.get(), nullptr);
+  EXPECT_EQ(bound.block_extent, 16u + 3 * 8);
+  EXPECT_EQ(bound.block_extent, vek_counter_set_block_extent(bound.set));
+}
+
+TEST_F(Cache, HasNoSetForNoSchema) {
+  EXPECT_EQ(cache_.get(nullptr, nullptr).set, nullptr);
+  EXPECT_EQ(cache_.get(std::shared_ptr<vek_counters_schema_t>(), nullptr).set, nullptr);
+}
+
+TEST_F(Cache, StartsAfreshOnceCleared) {
+  const OwnedCounters schema = countersSchema({"rx"});
+  cache_.get(schema.get(), nullptr);
+  cache_.clear();
+  log_.clear();
+  EXPECT_NE(cache_.get(schema.get(), nullptr).set, nullptr);
+  EXPECT_THAT(talk(),
+              ElementsAre("[getCset] Creating new cset for schema id = '" + idText(*schema) + "'"));
+}
+
+// Whatever an identifier is worked out from has to change the signature: else a schema would be
+// taken for another one.
+TEST(CountersSchemaSignature, ChangesWithTheIdentifier) {
+  using Change = void (*)(vek_counter_group_t&, vek_counter_info_t&);
+  const auto retext = [](char*& text, const char* to) {
+    free(text);
+    text = to ? strdup(to) : nullptr;
+  };
+  static const auto set = retext;
+  const Change changes[] = {
+      [](vek_counter_group_t&, vek_counter_info_t& c) { set(c.name, "x"); },
+      [](vek_counter_group_t&, vek_counter_info_t& c) { set(c.description, "x"); },
+      [](vek_counter_group_t&, vek_counter_info_t& c) { set(c.units, "x"); },
+      [](vek_counter_group_t&, vek_counter_info_t& c) { c.data_type = VEK_DATA_TYPE_INT64; },
+      [](vek_counter_group_t&, vek_counter_info_t& c) { c.counting_type = 1; },
+      [](vek_counter_group_t&, vek_counter_info_t& c) { c.offset += 1; },
+      [](vek_counter_group_t&, vek_counter_info_t& c) { c.length += 1; },
+      [](vek_counter_group_t&, vek_counter_info_t& c) { c.hidden = true; },
+      [](vek_counter_group_t&, vek_counter_info_t& c) { c.mandatory = true; },
+      [](vek_counter_group_t& g, vek_counter_info_t&) { g.granularity = VEK_GRANULARITY_CPU; },
+      [](vek_counter_group_t& g, vek_counter_info_t&) { g.num_counter_sets = 2; },
+      [](vek_counter_group_t& g, vek_counter_info_t&) { set(g.name, "x"); },
+      [](vek_counter_group_t& g, vek_counter_info_t&) { set(g.name, nullptr); },
+      [](vek_counter_group_t& g, vek_counter_info_t&) { set(g.provider_name, "x"); },
+  };
+  const OwnedCounters original = countersSchema({"a", "b"});
+  std::string signature;
+  makeCountersSchemaSignature(*original, signature);
+  size_t number = 0;
+  for (const Change change : changes) {
+    const OwnedCounters changed = countersSchema({"a", "b"});
+    std::string other;
+    makeCountersSchemaSignature(*changed, other);
+    EXPECT_EQ(other, signature);
+    change(*changed->groups[0], *changed->groups[0]->counters[1]);
+    makeCountersSchemaSignature(*changed, other);
+    EXPECT_NE(idText(*changed), idText(*original)) << number;
+    EXPECT_NE(other, signature) << number;
+    ++number;
+  }
+}
+
+// Texts that run into one another differently.
+TEST(CountersSchemaSignature, TellsWhereATextEnds) {
+  std::string one;
+  std::string other;
+  makeCountersSchemaSignature(*countersSchema({"ab", "c"}), one);
+  makeCountersSchemaSignature(*countersSchema({"a", "bc"}), other);
+  EXPECT_NE(one, other);
+}
+
+}  // namespace
+}  // namespace vek::test
