@@ -34,7 +34,19 @@ endif()
 
 if(VEK_HAVE_PARSON)
   target_compile_definitions(vek_options INTERFACE VEK_HAVE_PARSON=1)
+  # Each folder sees the header; only the json folder links the library.
+  target_include_directories(vek_options SYSTEM INTERFACE
+    $<TARGET_PROPERTY:${VEK_JSON_TARGET},INTERFACE_INCLUDE_DIRECTORIES>)
   message(STATUS "JSON library: installed parson (${VEK_JSON_TARGET})")
 else()
   message(STATUS "JSON library: built in (json/)")
 endif()
+
+# Keeps the JSON calls inside a library; only json_free_serialized_string leaves it.
+function(vek_keep_json_inside target)
+  if(VEK_HAVE_PARSON)
+    set(map "${PROJECT_SOURCE_DIR}/cmake/json_exports.map")
+    target_link_options(${target} PRIVATE "-Wl,--version-script=${map}")
+    set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS "${map}")
+  endif()
+endfunction()
