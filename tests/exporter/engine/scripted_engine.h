@@ -5,6 +5,7 @@
 #ifndef VEK_TESTS_EXPORTER_ENGINE_SCRIPTED_ENGINE_H
 #define VEK_TESTS_EXPORTER_ENGINE_SCRIPTED_ENGINE_H
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <utility>
@@ -29,8 +30,10 @@ struct ScriptedEngine {
 
   bool refuse_init = false;
   std::string refuse_plugin;  // refuse_init for this plug-in alone
+  size_t refuse_nth = 0;      // refuse_init for this call of "init" alone; the first is 1
   int finalize_result = 0;    // for a context; null always answers 1
   bool throws = false;
+  std::string throws_from;  // throws for this entry point alone
 };
 
 }  // namespace vek::test
