@@ -12,6 +12,7 @@
 #include <memory>
 
 #include "tools/console.h"
+#include "tools/output_relay.h"
 #include "tools/plugin_library.h"
 #include "tools/plugin_log.h"
 #include "tools/plugin_schemas.h"
@@ -38,6 +39,19 @@ bool inputs_exist(const ReplayOptions& options) {
     good = false;
   }
   return good;
+}
+
+// A pipe has its pages only once, under whatever name.
+bool repeatable(const ReplayOptions& options) {
+  if (options.repeat == 1) return true;
+  std::error_code error;
+  for (const std::string& path : options.pages) {
+    if (std::filesystem::is_regular_file(path, error)) continue;
+    say_error("%s: is no regular file and can be read only once; --repeat needs files",
+              path.c_str());
+    return false;
+  }
+  return true;
 }
 
 void warn_without_destinations(const std::string& config_dir) {
@@ -104,7 +118,9 @@ void check_standard_input(const ReplayOptions& options) {
 
 ExitStatus replay(const ReplayOptions& options) {
   if (!inputs_exist(options)) return ExitStatus::kEnvironment;
+  if (!repeatable(options)) return ExitStatus::kUsage;
   warn_without_destinations(options.config_dir);
+  const OutputRelay relay;
   std::string problem;
   const std::unique_ptr<PluginLibrary> library = PluginLibrary::load(options.plugin, problem);
   if (!library) {

@@ -11,6 +11,8 @@ namespace vek::tools {
 // Whatever the parent process had set, also "ignore".
 void install_signal_handlers();
 bool stop_requested();
+// Ends the process as a closed pipe does. Async-signal-safe.
+[[noreturn]] void end_of_closed_pipe();
 
 }  // namespace vek::tools
 
