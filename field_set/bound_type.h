@@ -24,6 +24,7 @@ struct BoundType {
   std::string name;
   uint64_t record_size = 0;
   std::forward_list<std::string> texts;  // what the fields' names and type names point into
+  size_t name_bytes = 0;                 // of the fields' names together
 
   // Positions in field_set.fields, and meta-field indexes, that have an alias.
   std::vector<size_t> aliased_fields;
@@ -62,6 +63,8 @@ struct FieldSetState {
   std::map<std::string, uint8_t> cache_ids;  // by identifier text
   std::vector<BoundSchema> schemas;          // by cache id
   const vek_schema_block_t* last_schema_block = nullptr;
+  size_t bound_fields = 0;               // of all types
+  size_t bound_name_bytes = 0;           // likewise
   const field_set_t* current = nullptr;  // the set built last
   std::vector<field_t> prepared_fields;
 

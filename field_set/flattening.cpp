@@ -35,10 +35,12 @@ bool Flattener::GetAllTypeNames(const vek_type_definition_t& type, std::set<std:
   out_.texts.clear();
   out_.field_set.fields.reserve(type.num_fields);
   out_.field_set.num_included = 0;
+  out_.name_bytes = 0;
   record_size_ = type.size;
   if (ProcessEventType(type, "", 0, names)) return true;
   out_.field_set.fields = {};
   out_.texts.clear();
+  out_.name_bytes = 0;
   return false;
 }
 
@@ -115,9 +117,9 @@ bool Flattener::AppendField(const Field& field, const std::string& name, uint64_
   if (!add(base, field.offset, offset) || offset > record_size_ || size > record_size_ - offset) {
     return refuse("its field '" + name + "' lies outside the record");
   }
-  name_bytes_ += name.size();
+  out_.name_bytes += name.size();
   std::vector<field_t>& fields = out_.field_set.fields;
-  if (fields.size() >= limits_.fields || name_bytes_ > limits_.name_bytes) {
+  if (fields.size() >= limits_.fields || out_.name_bytes > limits_.name_bytes) {
     return refuse("it has too many fields");
   }
   std::string& kept_name = out_.texts.emplace_front(name);

@@ -22,9 +22,12 @@ namespace vek {
 struct FlatteningLimits {
   size_t fields = 1'000'000;
   size_t name_bytes = 64u << 20;  // of all path names together
-  size_t steps = 4'000'000;       // fields and array elements looked at, empty types included
+  size_t steps = 2'000'000;       // fields and array elements looked at, empty types included
   size_t depth = 512;             // nested types
 };
+// What all types of a field set may have together, and the steps that one schema may take.
+inline constexpr FlatteningLimits kFieldSetLimits{
+    .fields = 2'000'000, .name_bytes = 128u << 20, .steps = 4'000'000};
 
 class Flattener {
  public:
@@ -36,6 +39,8 @@ class Flattener {
   // type is refused; error() then says why, and the field set is empty.
   bool GetAllTypeNames(const vek_type_definition_t& type, std::set<std::string>& names);
   const std::string& error() const { return error_; }
+  // Used up so far, also by a type that was refused.
+  size_t steps() const { return steps_; }
 
  private:
   using Field = vek_type_field_definition_t;
@@ -60,7 +65,6 @@ class Flattener {
   FlatteningLimits limits_;
   std::vector<const vek_type_definition_t*> open_types_;  // from the outermost in
   uint64_t record_size_ = 0;
-  size_t name_bytes_ = 0;
   size_t steps_ = 0;
   std::string error_;
 };

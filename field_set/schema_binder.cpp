@@ -1,6 +1,8 @@
 #include "field_set/schema_binder.h"
 
+#include <algorithm>
 #include <string_view>
+#include <utility>
 
 #include "field_set/field_filter.h"
 #include "field_set/flattening.h"
@@ -56,6 +58,7 @@ void SchemaBinder::bind_schema(const Candidate& candidate) {
   const vek_schema_t& schema = *candidate.schema;
   if (types.size() < schema.num_types) types.resize(schema.num_types);
 
+  steps_left_ = kFieldSetLimits.steps;
   std::vector<BoundType*> bound_types;
   for (unsigned i = 0; i < schema.num_types && i < VEK_MAX_TYPES; ++i) {
     auto bound = std::make_unique<BoundType>();
@@ -65,12 +68,38 @@ void SchemaBinder::bind_schema(const Candidate& candidate) {
     } else {
       log_missing_type(candidate, i);
     }
-    state_.current = &bound->field_set;
-    types[i] = std::move(bound);
+    put_in_place(types[i], std::move(bound));
     bound_types.push_back(types[i].get());
   }
   // Last, for binding a type can change the tables of another.
   for (BoundType* bound : bound_types) state_.plan_of(*bound);
+}
+
+void SchemaBinder::put_in_place(std::unique_ptr<BoundType>& place,
+                                std::unique_ptr<BoundType> bound) {
+  state_.bound_fields += bound->field_set.fields.size();
+  state_.bound_name_bytes += bound->name_bytes;
+  state_.current = &bound->field_set;
+  place.swap(bound);
+  if (!bound) return;
+  state_.bound_fields -= bound->field_set.fields.size();
+  state_.bound_name_bytes -= bound->name_bytes;
+}
+
+bool SchemaBinder::flatten(BoundType& bound, const vek_type_definition_t& type, Names& names) {
+  FlatteningLimits limits;
+  limits.fields = std::min(limits.fields, kFieldSetLimits.fields - state_.bound_fields);
+  limits.name_bytes =
+      std::min(limits.name_bytes, kFieldSetLimits.name_bytes - state_.bound_name_bytes);
+  limits.steps = std::min(limits.steps, steps_left_);
+  Flattener flattener(bound, limits);
+  const bool flattened = flattener.GetAllTypeNames(type, names);
+  steps_left_ -= std::min(steps_left_, flattener.steps());
+  if (!flattened) {
+    VEK_LOGE("[FieldSet] type '%s' is left without fields: %s", bound.name.c_str(),
+             flattener.error().c_str());
+  }
+  return flattened;
 }
 
 void SchemaBinder::log_missing_type(const Candidate& candidate, unsigned type_index) const {
@@ -91,12 +120,7 @@ void SchemaBinder::bind_type(BoundType& bound, const vek_type_definition_t& type
   bound.name = type.name ? type.name : "";
   bound.record_size = type.size;
   Names names;
-  Flattener flattener(bound);
-  if (!flattener.GetAllTypeNames(type, names)) {
-    VEK_LOGE("[FieldSet] type '%s' is left without fields: %s", bound.name.c_str(),
-             flattener.error().c_str());
-    return;
-  }
+  if (!flatten(bound, type, names)) return;
   VEK_LOGD("types for td=%s", bound.name.c_str());
   for (const std::string& name : names) {
     VEK_LOGD("%s contains %s", bound.name.c_str(), name.c_str());

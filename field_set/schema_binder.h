@@ -3,6 +3,7 @@
 #define VEK_FIELD_SET_SCHEMA_BINDER_H
 
 #include <cstdint>
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>
@@ -33,7 +34,10 @@ class SchemaBinder {
 
   uint8_t cache_id_for(const std::string& id_text);
   void bind_schema(const Candidate& candidate);
+  void put_in_place(std::unique_ptr<BoundType>& place, std::unique_ptr<BoundType> bound);
   void bind_type(BoundType& bound, const vek_type_definition_t& type);
+  // False, with an error, when the type is refused.
+  bool flatten(BoundType& bound, const vek_type_definition_t& type, Names& names);
   void log_missing_type(const Candidate& candidate, unsigned type_index) const;
 
   bool isTypeOfInterest(const std::string& type_name, const Names& names);
@@ -43,6 +47,7 @@ class SchemaBinder {
 
   FieldSetState& state_;
   Origin origin_;
+  size_t steps_left_ = 0;  // of the schema being bound
 };
 
 }  // namespace vek
