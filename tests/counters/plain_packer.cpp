@@ -59,11 +59,23 @@ void pack_counter(msgpack_packer* packer, const vek_counter_set_element_t& count
   }
 }
 
-bool exports(const vek_counter_set_t* set, const char* name) {
+// Which of the record's own keys an exported counter takes.
+struct Taken {
+  bool timestamp = false;
+  bool type = false;
+  bool source = false;
+};
+
+Taken taken_keys(const vek_counter_set_t* set) {
+  Taken taken;
   for (uint64_t i = 0; i < set->num_counters; ++i) {
-    if (!set->skip[i] && std::strcmp(set->counters[i].name, name) == 0) return true;
+    if (set->skip[i]) continue;
+    const char* name = set->counters[i].name;
+    if (std::strcmp(name, "timestamp") == 0) taken.timestamp = true;
+    if (std::strcmp(name, "type") == 0) taken.type = true;
+    if (std::strcmp(name, "source") == 0) taken.source = true;
   }
-  return false;
+  return taken;
 }
 
 void pack_event_head(msgpack_packer* packer, uint64_t us, const vek_counter_set_t* set,
@@ -71,20 +83,18 @@ void pack_event_head(msgpack_packer* packer, uint64_t us, const vek_counter_set_
   msgpack_pack_array(packer, 2);
   msgpack_pack_double(
       packer, static_cast<double>(us / 1000000) + static_cast<double>(us % 1000000) / 1000000.0);
-  const bool timestamp = !exports(set, "timestamp");
-  const bool type = !exports(set, "type");
-  const bool from = !exports(set, "source");
-  msgpack_pack_map(packer, set->num_exported + set->num_shown_meta + (timestamp ? 1 : 0) +
-                               (type ? 1 : 0) + (from ? 1 : 0));
-  if (timestamp) {
+  const Taken taken = taken_keys(set);
+  msgpack_pack_map(packer, set->num_exported + set->num_shown_meta + (taken.timestamp ? 0 : 1) +
+                               (taken.type ? 0 : 1) + (taken.source ? 0 : 1));
+  if (!taken.timestamp) {
     pack_text(packer, "timestamp");
     msgpack_pack_uint64(packer, us);
   }
-  if (type) {
+  if (!taken.type) {
     pack_text(packer, "type");
     pack_text(packer, "counters");
   }
-  if (from && source[0]) {
+  if (!taken.source && source[0]) {
     pack_text(packer, "source");
     pack_text(packer, source);
   }

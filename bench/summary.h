@@ -1,0 +1,37 @@
+// Comparisons of benchmarks that belong together, printed when all have run.
+//
+// Benchmarks named "<case>/ours", "<case>/plain" and "<case>/memcpy" become one line of a table:
+// the medians over the (interleaved) repetitions, and how they relate.
+#ifndef VEK_BENCH_SUMMARY_H
+#define VEK_BENCH_SUMMARY_H
+
+#include <benchmark/benchmark.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace vek::bench {
+
+// Prints what the console reporter prints, and remembers the medians.
+class SummaryReporter : public benchmark::ConsoleReporter {
+ public:
+  void ReportRuns(const std::vector<Run>& runs) override;
+  // To standard output; nothing when no case is complete.
+  void print_summary() const;
+
+ private:
+  struct Figures {
+    double nanoseconds = 0;
+    double allocations = 0;
+    double bytes = 0;
+  };
+  using Variants = std::map<std::string, Figures>;
+
+  std::vector<std::string> order_;  // of the cases, as they ran
+  std::map<std::string, Variants> cases_;
+};
+
+}  // namespace vek::bench
+
+#endif  // VEK_BENCH_SUMMARY_H
