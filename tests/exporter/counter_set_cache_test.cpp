@@ -4,23 +4,14 @@
 #include <gtest/gtest.h>
 
 #include "counters/counters_msgpack.h"
-#include "data/schema_id.h"
 #include "exporter/counters_schema_signature.h"
-#include "tests/exporter/schemas.h"
 #include "tests/support/log_capture.h"
+#include "tests/support/schema_documents.h"
 
 namespace vek::test {
 namespace {
 
 using ::testing::ElementsAre;
-
-std::string idText(const vek_counters_schema_t& schema) {
-  uint8_t digest[VEK_SCHEMA_ID_SIZE];
-  EXPECT_TRUE(vek_calc_counters_schema_id(digest, &schema));
-  char text[VEK_SCHEMA_ID_TEXT_SIZE];
-  vek_schema_id_to_schema_string(digest, text);
-  return text;
-}
 
 class Cache : public ::testing::Test {
  protected:
@@ -39,7 +30,7 @@ class Cache : public ::testing::Test {
 
 TEST_F(Cache, GivesASchemaSeenTwiceTheSameSet) {
   const OwnedCounters schema = countersSchema({"rx", "tx"});
-  const std::string id = idText(*schema);
+  const std::string id = countersIdOf(*schema);
   const BoundCounterSet first = cache_.get(schema.get(), nullptr);
   const BoundCounterSet second = cache_.get(schema.get(), nullptr);
   ASSERT_NE(first.set, nullptr);
@@ -119,8 +110,8 @@ TEST_F(Cache, StartsAfreshOnceCleared) {
   cache_.clear();
   log_.clear();
   EXPECT_NE(cache_.get(schema.get(), nullptr).set, nullptr);
-  EXPECT_THAT(talk(),
-              ElementsAre("[getCset] Creating new cset for schema id = '" + idText(*schema) + "'"));
+  EXPECT_THAT(talk(), ElementsAre("[getCset] Creating new cset for schema id = '" +
+                                  countersIdOf(*schema) + "'"));
 }
 
 // Whatever an identifier is worked out from has to change the signature: else a schema would be
@@ -159,7 +150,7 @@ TEST(CountersSchemaSignature, ChangesWithTheIdentifier) {
     EXPECT_EQ(other, signature);
     change(*changed->groups[0], *changed->groups[0]->counters[1]);
     makeCountersSchemaSignature(*changed, other);
-    EXPECT_NE(idText(*changed), idText(*original)) << number;
+    EXPECT_NE(countersIdOf(*changed), countersIdOf(*original)) << number;
     EXPECT_NE(other, signature) << number;
     ++number;
   }

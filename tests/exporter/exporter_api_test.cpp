@@ -6,7 +6,7 @@
 #include "data/page_writer.h"
 #include "schema_manager/fillings.h"
 #include "tests/exporter/exporter_fixture.h"
-#include "tests/exporter/schemas.h"
+#include "tests/support/schema_documents.h"
 #include "utils/owned.h"
 
 namespace vek::test {

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "tests/exporter/exporter_fixture.h"
-#include "tests/exporter/schemas.h"
+#include "tests/support/schema_documents.h"
 #include "utils/logger.h"
 
 namespace vek::test {

@@ -15,8 +15,8 @@
 #include "schema_manager/fillings.h"
 #include "schema_manager/schema_manager.h"
 #include "tests/exporter/exporter_fixture.h"
-#include "tests/exporter/schemas.h"
 #include "tests/support/msgpack_json.h"
+#include "tests/support/schema_documents.h"
 
 namespace vek::test {
 
