@@ -2,6 +2,7 @@
 // probing and in-place growth are part of what callers see and must stay as they are.
 #include "utils/dictionary.h"
 
+#include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <utility>
@@ -49,7 +50,7 @@ size_t flag_bytes(uint32_t bucket_count) {
 }
 
 uint32_t threshold_of(uint32_t bucket_count) {
-  return static_cast<uint32_t>(bucket_count * 0.77 + 0.5);
+  return static_cast<uint32_t>(std::floor(bucket_count * 0.77 + 0.5));
 }
 
 // Walks the buckets in which a key may lie: the i-th retry moves i buckets further.

@@ -505,6 +505,26 @@ TEST_F(HostLogger, KeepsItsMutexWhenThePluginExits) {
   });
 }
 
+TEST_F(HostLogger, WithoutAMutexGetsNoneFromThePlugin) {
+  log_of([this] {
+    vek_logger_ctx_t host = context();
+    host.mutex = nullptr;
+    EXPECT_TRUE(_vek_register_logger(&host));
+    logger::set_up_mutex();
+    EXPECT_EQ(current()->mutex, nullptr);
+  });
+}
+
+TEST_F(HostLogger, KeepsItsMutexWhateverThePluginsEnvironmentSays) {
+  log_of([this] {
+    const vek_logger_ctx_t host = context();
+    EXPECT_TRUE(_vek_register_logger(&host));
+    setenv("VEK_LOG_THREAD_SAFE", "No", 1);
+    logger::set_up_mutex();
+    EXPECT_EQ(current()->mutex, &mutex);
+  });
+}
+
 TEST_F(HostLogger, ThatWasNeverInitialisedIsUsableAllTheSame) {
   const auto lines = log_of([] {
     vek_logger_ctx_t host{};

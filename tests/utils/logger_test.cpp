@@ -1,7 +1,7 @@
 #include "utils/logger.h"
 
+#include <barrier>
 #include <climits>
-#include <fstream>
 #include <thread>
 
 #include "tests/support/temp_dir.h"
@@ -204,9 +204,11 @@ TEST(LoggerThreads, LinesOfEightThreadsNeverInterleave) {
   constexpr int kLines = 500;
   const auto lines = log_of([] {
     vek_init_stderr_logger(6);
+    std::barrier start(kThreads);  // so that the first thread is not done before the last begins
     std::vector<std::thread> threads;
     for (int t = 0; t < kThreads; ++t) {
-      threads.emplace_back([t] {
+      threads.emplace_back([t, &start] {
+        start.arrive_and_wait();
         for (int n = 0; n < kLines; ++n) VEK_LOGI("%s", numbered_line(t, n).c_str());
       });
     }
