@@ -2,7 +2,8 @@
 //
 // Offsets and sizes may come from a document that lies, and types may contain themselves. Rendering
 // a type therefore reads nothing outside the type's own size, goes no deeper than a chain of
-// distinct types can be, and gives up when a record unfolds into more values than a real one holds.
+// distinct types can be, and gives up on a record of more values than its bytes can hold.
+#include <algorithm>
 #include <cctype>
 #include <new>
 #include <string>
@@ -18,11 +19,21 @@ namespace {
 
 // A chain of types, each containing the next, has at most as many links as there are types in a
 // schema and its parent.
-constexpr int kMaxDepth = 2 * VEK_MAX_TYPES;
-constexpr uint32_t kMaxValues = 1u << 22;
+constexpr uint64_t kMaxDepth = 2 * VEK_MAX_TYPES;
+
+// A value takes at least one byte of its record and stands below at most that many others; the rest
+// is for records that have members of no size. Only types that overlap unfold into more.
+uint64_t most_values(uint64_t size) {
+  constexpr uint64_t kForMembersOfNoSize = 1u << 16;
+  constexpr uint64_t kAnyRealSize = uint64_t{1} << 40;
+  return kForMembersOfNoSize + std::min(size, kAnyRealSize) * kMaxDepth;
+}
 
 class RecordRenderer {
  public:
+  // `size` is the number of bytes that the record, or the field, takes.
+  explicit RecordRenderer(uint64_t size) : values_left_(most_values(size)) {}
+
   vek::JsonValue record(const vek_type_definition_t* type, const uint8_t* bytes);
   vek::JsonValue field(const vek_type_field_definition_t* field, const uint8_t* bytes);
   vek::JsonValue scalar(const vek_type_field_definition_t* field, const uint8_t* bytes);
@@ -31,8 +42,8 @@ class RecordRenderer {
  private:
   vek::JsonValue fields(const vek_type_definition_t* type, const uint8_t* bytes);
 
-  int depth_ = 0;
-  uint32_t values_ = 0;
+  uint64_t depth_ = 0;
+  uint64_t values_left_;
 };
 
 bool is_text(const vek_type_field_definition_t* field) {
@@ -111,11 +122,12 @@ vek::JsonValue RecordRenderer::field(const vek_type_field_definition_t* field,
 vek::JsonValue RecordRenderer::scalar(const vek_type_field_definition_t* field,
                                       const uint8_t* bytes) {
   if (!field->type) return nullptr;
-  if (++values_ > kMaxValues) {
-    VEK_LOGE("Failed to serialize field %s: the record unfolds into more than %u values",
-             printable(field->field_name), kMaxValues);
+  if (values_left_ == 0) {
+    VEK_LOGE("Failed to serialize field %s: the record has more values than bytes",
+             printable(field->field_name));
     return nullptr;
   }
+  --values_left_;
   if (field->type->id == 0) return record(field->type, bytes);
   return vek::JsonValue(vek_builtin_type_jsonify(field->type->id, bytes));
 }
@@ -134,24 +146,32 @@ vek::JsonValue RecordRenderer::array(const vek_type_field_definition_t* field,
   return json;
 }
 
+RecordRenderer renderer_of(const vek_type_field_definition_t* field) {
+  uint64_t size = 0;
+  if (!field->type || __builtin_mul_overflow(field->type->size, field->array_length, &size)) {
+    size = 0;
+  }
+  return RecordRenderer(size);
+}
+
 }  // namespace
 
 JSON_Value* vek_type_definition_jsonify_data(const vek_type_definition_t* type,
                                              const uint8_t* bytes) {
-  return RecordRenderer().record(type, bytes).release();
+  return RecordRenderer(type ? type->size : 0).record(type, bytes).release();
 }
 
 JSON_Value* vek_type_field_definition_jsonify_data(const vek_type_field_definition_t* field,
                                                    const uint8_t* bytes) {
-  return RecordRenderer().field(field, bytes).release();
+  return renderer_of(field).field(field, bytes).release();
 }
 
 JSON_Value* vek_type_field_definition_jsonify_scalar(const vek_type_field_definition_t* field,
                                                      const uint8_t* bytes) {
-  return RecordRenderer().scalar(field, bytes).release();
+  return renderer_of(field).scalar(field, bytes).release();
 }
 
 JSON_Value* vek_type_field_definition_jsonify_array(const vek_type_field_definition_t* field,
                                                     const uint8_t* bytes) {
-  return RecordRenderer().array(field, bytes).release();
+  return renderer_of(field).array(field, bytes).release();
 }
