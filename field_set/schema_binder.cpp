@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "field_set/field_filter.h"
-#include "field_set/flattening.h"
 #include "utils/logger.h"
 
 namespace vek {
@@ -58,7 +57,7 @@ void SchemaBinder::bind_schema(const Candidate& candidate) {
   const vek_schema_t& schema = *candidate.schema;
   if (types.size() < schema.num_types) types.resize(schema.num_types);
 
-  steps_left_ = kFieldSetLimits.steps;
+  steps_left_ = limits_.steps;
   std::vector<BoundType*> bound_types;
   for (unsigned i = 0; i < schema.num_types && i < VEK_MAX_TYPES; ++i) {
     auto bound = std::make_unique<BoundType>();
@@ -88,9 +87,8 @@ void SchemaBinder::put_in_place(std::unique_ptr<BoundType>& place,
 
 bool SchemaBinder::flatten(BoundType& bound, const vek_type_definition_t& type, Names& names) {
   FlatteningLimits limits;
-  limits.fields = std::min(limits.fields, kFieldSetLimits.fields - state_.bound_fields);
-  limits.name_bytes =
-      std::min(limits.name_bytes, kFieldSetLimits.name_bytes - state_.bound_name_bytes);
+  limits.fields = std::min(limits.fields, limits_.fields - state_.bound_fields);
+  limits.name_bytes = std::min(limits.name_bytes, limits_.name_bytes - state_.bound_name_bytes);
   limits.steps = std::min(limits.steps, steps_left_);
   Flattener flattener(bound, limits);
   const bool flattened = flattener.GetAllTypeNames(type, names);

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "field_set/bound_type.h"
+#include "field_set/flattening.h"
 
 namespace vek {
 
@@ -24,7 +25,9 @@ class SchemaBinder {
     unsigned index;  // in its type system
   };
 
-  SchemaBinder(FieldSetState& state, Origin origin) : state_(state), origin_(origin) {}
+  SchemaBinder(FieldSetState& state, Origin origin,
+               const FlatteningLimits& limits = kFieldSetLimits)
+      : state_(state), origin_(origin), limits_(limits) {}
 
   // Binds the schemas in order, each under the cache id that it has or gets.
   void bind(const std::vector<Candidate>& candidates);
@@ -47,6 +50,7 @@ class SchemaBinder {
 
   FieldSetState& state_;
   Origin origin_;
+  FlatteningLimits limits_;
   size_t steps_left_ = 0;  // of the schema being bound
 };
 

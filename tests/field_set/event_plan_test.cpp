@@ -9,9 +9,10 @@
 
 #include "data/builtin_types.h"
 #include "tests/field_set/events_fixture.h"
+#include "tests/field_set/plain_events.h"
 #include "tests/support/guarded_bytes.h"
+#include "tests/support/log_capture.h"
 #include "tests/support/msgpack_json.h"
-#include "tests/support/plain_events.h"
 
 namespace vek::test {
 namespace {
@@ -111,31 +112,41 @@ Record random_event(Chance& chance, size_t size) {
 
 class Differential : public ::testing::TestWithParam<uint32_t> {
  protected:
+  static constexpr uint32_t kSeedsEach = 25;
+
+  // Everything of one seed: a schema, a field-set file, some events of every type.
+  void run(uint32_t seed);
   void compare(FieldSet& set, PlainFieldSet& plain, const PlainType& type, uint16_t index,
-               Chance& chance) {
-    const vek_event_header_t header =
-        header_of(index, chance.one_in(8) ? 0 : uint64_t{chance.below(UINT32_MAX)} * 524287);
-    ASSERT_EQ(set.GetTypeSize(&header), type.size);
-    const GuardedBytes event(random_event(chance, type.size));
-    const char* source = chance.one_in(6) ? nullptr : chance.one_in(6) ? "" : "host-1";
-    for (const char* layout : {"flb_std", "custom"}) {
-      msgpack_sbuffer expected;
-      msgpack_sbuffer_init(&expected);
-      plain.pack(&expected, type, event.data(), header.timestamp, source, layout);
-      msgpack_sbuffer actual;
-      set.MsgPackToSimpleBuffer(&actual, event.data(), &header, source, layout);
-      EXPECT_EQ(to_hex(actual.data, actual.size), to_hex(expected.data, expected.size))
-          << layout << "\n"
-          << msgpack_to_text(actual.data, actual.size) << "\n"
-          << msgpack_to_text(expected.data, expected.size);
-      std::free(actual.data);
-      msgpack_sbuffer_destroy(&expected);
-    }
-  }
+               Chance& chance);
+
+  size_t records_ = 0;
 };
 
-TEST_P(Differential, PlansWriteWhatTheRulesSay) {
-  Chance chance(GetParam());
+void Differential::compare(FieldSet& set, PlainFieldSet& plain, const PlainType& type,
+                           uint16_t index, Chance& chance) {
+  const vek_event_header_t header =
+      header_of(index, chance.one_in(8) ? 0 : uint64_t{chance.below(UINT32_MAX)} * 524287);
+  ASSERT_EQ(set.GetTypeSize(&header), type.size);
+  const GuardedBytes event(random_event(chance, type.size));
+  const char* source = chance.one_in(6) ? nullptr : chance.one_in(6) ? "" : "host-1";
+  for (const char* layout : {"flb_std", "custom"}) {
+    msgpack_sbuffer expected;
+    msgpack_sbuffer_init(&expected);
+    plain.pack(&expected, type, event.data(), header.timestamp, source, layout);
+    msgpack_sbuffer actual;
+    set.MsgPackToSimpleBuffer(&actual, event.data(), &header, source, layout);
+    EXPECT_EQ(to_hex(actual.data, actual.size), to_hex(expected.data, expected.size))
+        << layout << "\n"
+        << msgpack_to_text(actual.data, actual.size) << "\n"
+        << msgpack_to_text(expected.data, expected.size);
+    records_ += actual.size > 0;
+    std::free(actual.data);
+    msgpack_sbuffer_destroy(&expected);
+  }
+}
+
+void Differential::run(uint32_t seed) {
+  Chance chance(seed);
   const TypeSystem ts(vek_create_type_system());
   vek_schema_t* schema = vek_type_system_add_schema(ts.get(), "p", 1, nullptr);
   std::vector<std::string> defined;
@@ -169,7 +180,17 @@ TEST_P(Differential, PlansWriteWhatTheRulesSay) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Seeds, Differential, ::testing::Range(0u, 400u));
+TEST_P(Differential, PlansWriteWhatTheRulesSay) {
+  // Files with an empty alias report it for every event.
+  const LogCapture quiet(2);
+  for (uint32_t seed = GetParam(); seed < GetParam() + kSeedsEach && !HasFailure(); ++seed) {
+    SCOPED_TRACE(seed);
+    run(seed);
+  }
+  EXPECT_GT(records_, kSeedsEach * 30);  // most events make records
+}
+
+INSTANTIATE_TEST_SUITE_P(Seeds, Differential, ::testing::Range(0u, 400u, 25u));
 
 }  // namespace
 }  // namespace vek::test

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include "field_set/schema_binder.h"
 #include "tests/field_set/events_fixture.h"
 #include "tests/support/log_capture.h"
 
@@ -143,9 +144,39 @@ TEST_F(Flattening, RefusesEmptyTypesWithoutEnd) {
   const uint8_t index = type("d", {{"x", "c", 65535}});
   BoundType bound;
   std::set<std::string> names;
-  Flattener flattener(bound);
+  Flattener flattener(bound, {.steps = 100'000});
   EXPECT_FALSE(flattener.GetAllTypeNames(definition(index), names));
   EXPECT_EQ(flattener.error(), "it has too many fields");
+  EXPECT_EQ(flattener.steps(), 100'001u);
+}
+
+// Types share what a field set may hold; one that is replaced gives its part back.
+TEST_F(Flattening, HoldsTheLimitsOfAllTypesTogether) {
+  type("t", {{"a", "uint8_t", 3}});
+  type("u", {{"a", "uint8_t", 3}});
+  vek_type_system_update_md5_hashes(ts_.get());
+  const std::vector<SchemaBinder::Candidate> candidates{{"id", schema_, 0}};
+  const FlatteningLimits exact{.fields = 6, .name_bytes = 18, .steps = 8};
+  const std::string refused = "[FieldSet] type 'u' is left without fields: it has too many fields";
+  for (int missing = 0; missing <= 3; ++missing) {
+    FlatteningLimits limits = exact;
+    if (missing == 1) --limits.fields;
+    if (missing == 2) --limits.name_bytes;
+    if (missing == 3) --limits.steps;
+    FieldSetState state;
+    const LogCapture log(3);
+    SchemaBinder(state, SchemaBinder::Origin::kSchema, limits).bind(candidates);
+    EXPECT_EQ(state.bound_fields, missing ? 3u : 6u);
+    EXPECT_EQ(log.errors().size(), missing ? 1u : 0u);
+    EXPECT_EQ(log.count(3, refused), missing ? 1u : 0u);
+  }
+  FieldSetState state;
+  const FlatteningLimits roomy{.fields = 100, .name_bytes = 1000, .steps = 100};
+  for (int round = 0; round < 3; ++round) {
+    SchemaBinder(state, SchemaBinder::Origin::kSchema, roomy).bind(candidates);
+    EXPECT_EQ(state.bound_fields, 6u);
+    EXPECT_EQ(state.bound_name_bytes, 18u);
+  }
 }
 
 TEST_F(Flattening, HoldsItsLimitsExactly) {

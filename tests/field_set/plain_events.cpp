@@ -1,4 +1,4 @@
-#include "tests/support/plain_events.h"
+#include "tests/field_set/plain_events.h"
 
 #include <algorithm>
 #include <cctype>

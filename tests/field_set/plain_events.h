@@ -3,8 +3,8 @@
 //
 // It is what the packing by plans is compared with, byte for byte in tests and by the clock in
 // benchmarks. It shares the matching of tokens with the field set, and nothing else.
-#ifndef VEK_TESTS_SUPPORT_PLAIN_EVENTS_H
-#define VEK_TESTS_SUPPORT_PLAIN_EVENTS_H
+#ifndef VEK_TESTS_FIELD_SET_PLAIN_EVENTS_H
+#define VEK_TESTS_FIELD_SET_PLAIN_EVENTS_H
 
 #include <msgpack.h>
 
@@ -70,4 +70,4 @@ class PlainFieldSet {
 
 }  // namespace vek::test
 
-#endif  // VEK_TESTS_SUPPORT_PLAIN_EVENTS_H
+#endif  // VEK_TESTS_FIELD_SET_PLAIN_EVENTS_H
