@@ -1,0 +1,112 @@
+#include "tools/cli.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/tools/tool_runner.h"
+
+namespace vek::test {
+namespace {
+
+using Words = std::vector<std::string>;
+
+struct UsageCase {
+  Words arguments;
+  std::string message;  // behind "vektool: error: "
+};
+
+class UsageError : public testing::TestWithParam<UsageCase> {};
+
+TEST_P(UsageError, GoesToStandardErrorAndEndsWithTwo) {
+  const ChildResult result = run_tool(GetParam().arguments);
+  EXPECT_EQ(result.exit_code, 2);
+  EXPECT_EQ(result.standard_output, "");
+  EXPECT_EQ(result.standard_error.substr(0, result.standard_error.find('\n')),
+            "vektool: error: " + GetParam().message);
+  EXPECT_NE(result.standard_error.find("vektool"), std::string::npos);
+}
+
+// Enough of a replay to be complete but for what a case adds.
+Words replay_with(Words more) {
+  Words words{"replay", "--plugin", "p.so", "--config", "c", "--schema-dir", "s"};
+  words.insert(words.end(), more.begin(), more.end());
+  return words;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, UsageError,
+    testing::Values(
+        UsageCase{{}, "no command given"},
+        UsageCase{{"genrate"}, "unknown command 'genrate'; did you mean 'generate'?"},
+        UsageCase{{"relpay"}, "unknown command 'relpay'; did you mean 'replay'?"},
+        UsageCase{{"frobnicate"}, "unknown command 'frobnicate'"},
+        UsageCase{{"--hlep"}, "unknown option '--hlep'; did you mean '--help'?"},
+        UsageCase{{"-x"}, "unknown option '-x'"},
+        UsageCase{{"generate"}, "generate: --output is required"},
+        UsageCase{{"generate", "--output"}, "generate: --output: 1 required DIR missing"},
+        UsageCase{{"generate", "--otput", "d"},
+                  "generate: unknown option '--otput'; did you mean '--output'?"},
+        UsageCase{{"generate", "--output=d", "--sed=3"},
+                  "generate: unknown option '--sed'; did you mean '--seed'?"},
+        UsageCase{{"generate", "--output", "d", "more"},
+                  "generate: The following argument was not expected: more"},
+        UsageCase{{"generate", "--output", "d", "--pages", "0"},
+                  "generate: --pages: '0' is no whole number from 1 to 10000000"},
+        UsageCase{{"generate", "--output", "d", "--pages", "12x"},
+                  "generate: --pages: '12x' is no whole number from 1 to 10000000"},
+        UsageCase{{"generate", "--output", "d", "--seed", "-5"},
+                  "generate: --seed: '-5' is no whole number from 0 to 18446744073709551615"},
+        UsageCase{{"generate", "--output", "d", "--seed", "18446744073709551616"},
+                  "generate: --seed: '18446744073709551616' is no whole number from 0 to "
+                  "18446744073709551615"},
+        UsageCase{{"replay", "--plugn", "p.so", "--config", "c", "--schema-dir", "s", "f"},
+                  "replay: unknown option '--plugn'; did you mean '--plugin'?"},
+        UsageCase{{"replay", "--plugin", "p.so", "--config", "c", "--schema-dr", "s", "f"},
+                  "replay: unknown option '--schema-dr'; did you mean '--schema-dir'?"},
+        UsageCase{replay_with({}), "replay: PAGES is required"},
+        UsageCase{{"replay", "--plugin", "p.so", "--config", "c", "f"},
+                  "replay: Exactly 1 option from [--schema-dir,--type-system] is required"},
+        UsageCase{replay_with({"--type-system", "t", "f"}),
+                  "replay: Exactly 1 option from [--schema-dir,--type-system] is required and 2 "
+                  "were given"},
+        UsageCase{replay_with({"--pace", "slow", "f"}),
+                  "replay: --pace: slow not in {max,recorded}"},
+        UsageCase{replay_with({"--repeat", "0", "f"}),
+                  "replay: --repeat: '0' is no whole number from 1 to 1000000000"},
+        UsageCase{replay_with({"-", "-"}),
+                  "replay: PAGES: standard input ('-') can be named only once"},
+        UsageCase{replay_with({"--repeat", "2", "-"}),
+                  "replay: --repeat: standard input ('-') can be read only once"}));
+
+TEST(CommandLine, HelpAndVersionGoToStandardOutput) {
+  for (const Words& words :
+       {Words{"--help"}, Words{"-h"}, Words{"help"}, Words{"generate", "--help"},
+        Words{"replay", "-h"}, Words{"--version"}}) {
+    SCOPED_TRACE(words[0]);
+    const ChildResult result = run_tool(words);
+    EXPECT_EQ(result.exit_code, 0);
+    EXPECT_NE(result.standard_output, "");
+    EXPECT_EQ(result.standard_error, "");
+  }
+  EXPECT_EQ(run_tool({"--version"}).standard_output, "vektool 1.22.1\n");
+}
+
+TEST(CommandLine, HelpNamesEveryVerbAndEveryOption) {
+  const std::string help = run_tool({"--help"}).standard_output;
+  EXPECT_NE(help.find("generate"), std::string::npos);
+  EXPECT_NE(help.find("replay"), std::string::npos);
+  const std::string replay = run_tool({"replay", "--help"}).standard_output;
+  for (const char* option :
+       {"--plugin", "--config", "--schema-dir", "--type-system", "--repeat", "--pace", "PAGES"}) {
+    EXPECT_NE(replay.find(option), std::string::npos) << option;
+  }
+}
+
+TEST(CommandLine, AClosedPipeEndsQuietly) {
+  // The reader is gone before the tool writes.
+  const ChildResult result =
+      run_shell("{ sleep 0.2; \"$TOOL\" --help; echo \"status ${?}\" >&2; } | true");
+  EXPECT_EQ(result.standard_error, "status 141\n");
+}
+
+}  // namespace
+}  // namespace vek::test

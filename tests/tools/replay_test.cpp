@@ -1,0 +1,452 @@
+#include "tools/replay.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "data/page_writer.h"
+#include "tests/support/temp_dir.h"
+#include "tests/tools/tool_runner.h"
+
+namespace vek::test {
+namespace {
+
+using Words = std::vector<std::string>;
+
+std::string image_of(PageWriter& page) {
+  const std::vector<uint8_t> image = page.finish();
+  return {image.begin(), image.end()};
+}
+
+// A page of one counters block with eight bytes of value, all `fill`.
+std::string small_page(uint8_t fill, uint64_t time_us = 1'000'000) {
+  PageWriter page("source", "tag");
+  page.counters_block(time_us, std::vector<uint8_t>(8, fill));
+  return image_of(page);
+}
+
+size_t count_lines(const std::string& text) {
+  return static_cast<size_t>(std::count(text.begin(), text.end(), '\n'));
+}
+
+bool has(const std::string& text, const std::string& part) {
+  return text.find(part) != std::string::npos;
+}
+
+// --- what the plug-in sees, with a plug-in that writes it down --------------------------------
+
+class ReplayScriptTest : public testing::Test {
+ protected:
+  ReplayScriptTest() {
+    dir_.write("config/a.exp", "name = a\n");
+    std::filesystem::create_directory(dir_.file("schemas"));
+    dir_.write("ts.json", R"({"version":"1.5.0","counter_groups":[]})");
+  }
+
+  std::string pages(const std::string& contents, const std::string& name = "pages.bin") {
+    return dir_.write(name, contents);
+  }
+
+  ChildResult replay(Words words, const std::string& script = "", ToolSetting setting = {}) {
+    setting.environment.emplace_back("VEK_SCRIPT", script);
+    setting.environment.emplace_back("VEK_SCRIPT_LOG", dir_.file("calls"));
+    Words all{"replay", "--plugin", VEK_SCRIPTED_PLUGIN_PATH, "--config", dir_.file("config")};
+    if (std::find(words.begin(), words.end(), "--type-system") == words.end()) {
+      all.insert(all.end(), {"--schema-dir", dir_.file("schemas")});
+    }
+    all.insert(all.end(), words.begin(), words.end());
+    return run_tool(all, setting);
+  }
+
+  Words calls() const {
+    std::istringstream text(read_file(dir_.file("calls")));
+    Words lines;
+    for (std::string line; std::getline(text, line);) lines.push_back(line);
+    return lines;
+  }
+
+  TempDir dir_;
+};
+
+TEST_F(ReplayScriptTest, CallsThePluginInTheOrderOfACollector) {
+  const ChildResult result = replay({pages(small_page(1) + small_page(2))});
+  EXPECT_EQ(result.exit_code, 0) << result.standard_error;
+  EXPECT_EQ(calls(), (Words{"init " + dir_.file("config"), "connect object",
+                            "page source tag 744 bytes sum 451 by manager",
+                            "page source tag 744 bytes sum 459 by manager", "disconnect",
+                            "destroy object"}));
+  EXPECT_EQ(result.standard_output, "");
+}
+
+TEST_F(ReplayScriptTest, ATypeSystemIsHandedOverInsteadOfAManager) {
+  replay({"--type-system", dir_.file("ts.json"), pages(small_page(1))});
+  ASSERT_EQ(calls().size(), 5u);
+  EXPECT_EQ(calls()[2], "page source tag 744 bytes sum 451 by type system");
+}
+
+TEST_F(ReplayScriptTest, TheSummaryCountsPagesBytesFailuresAndRecords) {
+  const ChildResult result = replay({pages(small_page(1) + small_page(2))});
+  EXPECT_TRUE(has(result.standard_error, "pages               2\n"));
+  EXPECT_TRUE(has(result.standard_error, "bytes               1488 (1.5 KiB)\n"));
+  EXPECT_TRUE(has(result.standard_error, "failed pages        0\n"));
+  EXPECT_TRUE(has(result.standard_error, "records offered     2\n"));
+  EXPECT_TRUE(has(result.standard_error, "records per second  "));
+}
+
+TEST_F(ReplayScriptTest, RepeatSendsEveryFileAgainInOrder) {
+  const std::string first = pages(small_page(1), "1.bin");
+  const std::string second = pages(small_page(2), "2.bin");
+  EXPECT_EQ(replay({"--repeat", "2", first, second}).exit_code, 0);
+  const Words all = calls();
+  ASSERT_EQ(all.size(), 8u);
+  EXPECT_EQ(all[2], all[4]);
+  EXPECT_EQ(all[3], all[5]);
+  EXPECT_NE(all[2], all[3]);
+}
+
+TEST_F(ReplayScriptTest, PagesComeFromStandardInput) {
+  ToolSetting setting;
+  setting.stdin_path = pages(small_page(1) + small_page(2));
+  EXPECT_EQ(replay({"-"}, "", setting).exit_code, 0);
+  EXPECT_EQ(calls().size(), 6u);
+}
+
+TEST_F(ReplayScriptTest, ADamagedFileIsNamedAndItsIntactPagesAreSent) {
+  const std::string whole = small_page(1) + small_page(2);
+  const std::string cut = pages(whole.substr(0, whole.size() - 1), "cut.bin");
+  const std::string next = pages(small_page(3), "next.bin");
+  const ChildResult result = replay({cut, next});
+  EXPECT_EQ(result.exit_code, 1);
+  EXPECT_TRUE(has(result.standard_error,
+                  "vektool: error: " + cut +
+                      ": page 2 at byte 744: ends inside the page: 743 of 744 bytes are there\n"
+                      "The 1 pages before it were sent; nothing behind that byte was.\n"))
+      << result.standard_error;
+  EXPECT_TRUE(has(result.standard_error, "pages               2\n"));
+  EXPECT_EQ(calls().size(), 6u);  // the next file is sent all the same
+}
+
+TEST_F(ReplayScriptTest, DamageInStandardInputNamesIt) {
+  ToolSetting setting;
+  setting.stdin_path = pages(std::string(800, '\0'));
+  const ChildResult result = replay({"-"}, "", setting);
+  EXPECT_EQ(result.exit_code, 1);
+  EXPECT_TRUE(has(result.standard_error,
+                  "vektool: error: standard input: page 1 at byte 0: the header says that the "
+                  "page is 0 bytes long"));
+}
+
+TEST_F(ReplayScriptTest, DamageIsReportedOnceHoweverOftenTheFileIsSent) {
+  const ChildResult result = replay({"--repeat", "3", pages(small_page(1) + "x")});
+  EXPECT_EQ(result.exit_code, 1);
+  const size_t first = result.standard_error.find("page 2 at byte 744");
+  ASSERT_NE(first, std::string::npos);
+  EXPECT_EQ(result.standard_error.find("page 2 at byte 744", first + 1), std::string::npos);
+  EXPECT_TRUE(has(result.standard_error, "pages               3\n"));
+}
+
+struct FailureCase {
+  const char* script;
+  int exit_code;
+  const char* message;
+};
+
+class ReplayFailureTest : public ReplayScriptTest,
+                          public testing::WithParamInterface<FailureCase> {};
+
+TEST_P(ReplayFailureTest, GetsItsExitStatusAndMessage) {
+  const ChildResult result =
+      replay({pages(small_page(1) + small_page(2) + small_page(3))}, GetParam().script);
+  EXPECT_EQ(result.exit_code, GetParam().exit_code);
+  EXPECT_TRUE(has(result.standard_error, GetParam().message)) << result.standard_error;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Scripts, ReplayFailureTest,
+    testing::Values(FailureCase{"no record", 4, "vek_exporter_get_api returned no record"},
+                    FailureCase{
+                        "another version", 4,
+                        "speaks version 2 of the exporter interface; this tool speaks version 1"},
+                    FailureCase{"no entry points", 4, "its API record lacks entry points"},
+                    FailureCase{"init fails", 4, "set FLUENT_BIT_EXPORT_API_SO to the path of"},
+                    FailureCase{"connect fails", 5, "not everything was delivered"},
+                    FailureCase{"connect logs an error", 5, "cannot reach anything"},
+                    FailureCase{"second page answers 0", 5, "failed pages        1\n"},
+                    FailureCase{"second page logs a failure", 5, "failed pages        1\n"},
+                    FailureCase{"disconnect logs an error", 5, "errors logged       1\n"}));
+
+TEST_F(ReplayScriptTest, AFailedPageDoesNotStopTheOthers) {
+  replay({pages(small_page(1) + small_page(2) + small_page(3))}, "second page answers 0");
+  EXPECT_EQ(calls().size(), 7u);
+}
+
+TEST_F(ReplayScriptTest, FailuresAreCountedAlsoWhereTheLogLevelHidesThem) {
+  ToolSetting quiet;
+  quiet.environment = {{"VEK_API_LOG_LEVEL", "0"}};
+  const ChildResult result =
+      replay({pages(small_page(1) + small_page(2))}, "second page logs a failure", quiet);
+  EXPECT_EQ(result.exit_code, 5);
+  EXPECT_FALSE(has(result.standard_error, "export for vek data page failed"));
+  EXPECT_TRUE(has(result.standard_error, "(VEK_API_LOG_LEVEL=4 shows them)"));
+}
+
+TEST_F(ReplayScriptTest, ShowsThePluginsLinesUpToTheEnvironmentsLevel) {
+  const struct {
+    const char* variable;
+    const char* level;
+    size_t shown;
+  } kCases[] = {{"VEK_API_LOG_LEVEL", "", 2},  {"VEK_API_LOG_LEVEL", "3", 1},
+                {"VEK_API_LOG_LEVEL", "6", 3}, {"VEK_API_LOG_LEVEL", "7", 4},
+                {"API_LOG_LEVEL", "7", 4},     {"VEK_API_LOG_LEVEL", "x", 0}};
+  const Words lines{"[error] an error", "[warning] a warning", "[info] some information",
+                    "[debug] a detail"};
+  for (const auto& row : kCases) {
+    SCOPED_TRACE(std::string(row.variable) + "=" + row.level);
+    ToolSetting setting;
+    setting.environment = {{row.variable, row.level}};
+    const ChildResult result = replay({pages(small_page(1))}, "talks", setting);
+    for (size_t i = 0; i < lines.size(); ++i) {
+      EXPECT_EQ(has(result.standard_error, lines[i]), i < row.shown) << lines[i];
+    }
+  }
+}
+
+TEST_F(ReplayScriptTest, NothingIsSentWhenAnInputIsMissing) {
+  const std::string good = pages(small_page(1));
+  const ChildResult result = replay({good, dir_.file("none.bin")});
+  EXPECT_EQ(result.exit_code, 4);
+  EXPECT_EQ(result.standard_error, "vektool: error: " + dir_.file("none.bin") +
+                                       ": cannot be opened: No such file or directory\n");
+  EXPECT_FALSE(std::filesystem::exists(dir_.file("calls")));
+}
+
+TEST_F(ReplayScriptTest, ADirectoryInPlaceOfPagesIsNamed) {
+  const ChildResult result = replay({dir_.path()});
+  EXPECT_EQ(result.exit_code, 4);
+  EXPECT_TRUE(has(result.standard_error, dir_.path() + ": is a directory, not a page file"));
+}
+
+TEST_F(ReplayScriptTest, MissingDirectoriesAndDocumentsAreNamed) {
+  const std::string good = pages(small_page(1));
+  std::filesystem::remove_all(dir_.file("schemas"));
+  ChildResult result = replay({good});
+  EXPECT_EQ(result.exit_code, 4);
+  EXPECT_TRUE(has(result.standard_error, dir_.file("schemas") + ": is no directory"));
+  result = replay({"--type-system", dir_.file("none.json"), good});
+  EXPECT_EQ(result.exit_code, 4);
+  EXPECT_TRUE(has(result.standard_error, "none.json: cannot be opened: No such file"));
+  result = replay({"--type-system", dir_.write("bad.json", "{"), good});
+  EXPECT_EQ(result.exit_code, 1);
+  EXPECT_TRUE(has(result.standard_error, "bad.json: is no type system document"));
+  std::filesystem::remove_all(dir_.file("config"));
+  result = replay({good});
+  EXPECT_EQ(result.exit_code, 4);
+  EXPECT_TRUE(has(result.standard_error, dir_.file("config") + ": is no configuration directory"));
+}
+
+TEST_F(ReplayScriptTest, AConfigurationWithoutDestinationsIsWarnedOf) {
+  std::filesystem::remove(dir_.file("config/a.exp"));
+  const ChildResult result = replay({pages(small_page(1))});
+  EXPECT_EQ(result.exit_code, 0);
+  EXPECT_TRUE(has(result.standard_error, "vektool: warning: " + dir_.file("config") +
+                                             ": holds no .exp file, so there is no destination"));
+}
+
+TEST_F(ReplayScriptTest, RecordedPaceKeepsTheTimesOfThePages) {
+  const std::string file = pages(small_page(1, 5'000'000) + small_page(2, 5'200'000) +
+                                 small_page(3, 5'100'000) + small_page(4, 5'400'000));
+  const auto timed = [&](const char* pace) {
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(replay({"--pace", pace, file}).exit_code, 0);
+    const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
+    return elapsed.count();
+  };
+  EXPECT_GE(timed("recorded"), 0.4);
+  EXPECT_EQ(calls().size(), 8u);
+}
+
+TEST_F(ReplayScriptTest, AnInterruptedRunStopsInOrderAndSaysSo) {
+  const std::string file = pages(small_page(1, 1'000'000) + small_page(2, 60'000'000));
+  ToolSetting setting;
+  setting.environment = {{"VEK_SCRIPT_LOG", dir_.file("calls")}};
+  const ChildResult result = run_shell(
+      "\"$TOOL\" replay --pace recorded --plugin " VEK_SCRIPTED_PLUGIN_PATH " --config " +
+          dir_.file("config") + " --schema-dir " + dir_.file("schemas") + " " + file +
+          " & for i in $(seq 100); do grep -q ^page " + dir_.file("calls") +
+          " 2>/dev/null && break; sleep 0.05; done; kill -TERM $!; wait $!; echo status $?",
+      setting);
+  EXPECT_EQ(result.standard_output, "status 5\n");
+  EXPECT_TRUE(has(result.standard_error, "pages               1\n"));
+  EXPECT_TRUE(has(result.standard_error, "interrupted: only the pages counted above were sent"));
+  ASSERT_EQ(calls().size(), 5u);
+  EXPECT_EQ(calls()[3], "disconnect");
+  EXPECT_EQ(calls()[4], "destroy object");
+}
+
+TEST_F(ReplayScriptTest, ProgressShowsOnATerminalOnlyAndIsGoneAtTheEnd) {
+  const std::string file =
+      pages(small_page(1, 1'000'000) + small_page(2, 1'250'000) + small_page(3, 1'500'000));
+  ToolSetting setting;
+  setting.environment = {{"VEK_SCRIPT_LOG", dir_.file("calls")}};
+  const Words words{"replay",
+                    "--plugin",
+                    VEK_SCRIPTED_PLUGIN_PATH,
+                    "--config",
+                    dir_.file("config"),
+                    "--schema-dir",
+                    dir_.file("schemas"),
+                    "--pace",
+                    "recorded",
+                    file};
+  const std::string seen = run_tool_on_terminal(words, setting).standard_error;
+  EXPECT_TRUE(has(seen, "\r\033[K[################........]  67%  2 pages, ")) << seen;
+  const size_t last_bar = seen.rfind("pages/s");
+  const size_t summary = seen.find("pages               3");
+  ASSERT_NE(summary, std::string::npos);
+  EXPECT_EQ(seen.substr(last_bar, summary - last_bar), "pages/s\r\r\033[K");
+  // Ten updates a second at most: the bars of half a second.
+  size_t bars = 0;
+  for (size_t at = 0; (at = seen.find("pages/s", at)) != std::string::npos; ++at) ++bars;
+  EXPECT_LE(bars, 7u);
+  EXPECT_FALSE(has(run_tool(words, setting).standard_error, "pages/s"));
+}
+
+TEST_F(ReplayScriptTest, APipeCannotBeRepeatedUnderAnotherName) {
+  const std::string file = pages(small_page(1));
+  const ChildResult result = run_shell(
+      "\"$TOOL\" replay --plugin " VEK_SCRIPTED_PLUGIN_PATH " --config " + dir_.file("config") +
+      " --schema-dir " + dir_.file("schemas") + " --repeat 2 <(cat " + file + ")");
+  EXPECT_EQ(result.exit_code, 2);
+  EXPECT_TRUE(has(result.standard_error, "is no regular file and can be read only once"));
+}
+
+// --- the built plug-in and the built engine ----------------------------------------------------
+
+class ReplayDemoTest : public testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    demo_ = new TempDir;
+    ASSERT_EQ(run_tool({"generate", "--output", demo_->file("d"), "--pages", "60"}).exit_code, 0);
+  }
+  static void TearDownTestSuite() { delete demo_; }
+
+  static std::string demo(const std::string& name) { return demo_->file("d/" + name); }
+
+  static Words replay_words(const std::string& config, const Words& more) {
+    Words words{"replay", "--plugin", VEK_PLUGIN_PATH, "--config", config};
+    words.insert(words.end(), more.begin(), more.end());
+    return words;
+  }
+
+  // A configuration that prints records as they stand.
+  std::string printing_config() {
+    dir_.write("print/p.exp", "plugin_name = stdout_raw\n");
+    return dir_.file("print");
+  }
+
+  static TempDir* demo_;
+  TempDir dir_;
+};
+
+TempDir* ReplayDemoTest::demo_ = nullptr;
+
+TEST_F(ReplayDemoTest, DemonstrationRecordsReachBothDestinations) {
+  const ChildResult result =
+      run_tool(replay_words(demo("config"), {"--schema-dir", demo("schemas"), demo("pages.bin")}));
+  ASSERT_EQ(result.exit_code, 0) << result.standard_error;
+  EXPECT_EQ(result.standard_output, "");
+  const std::string all = read_file(demo("records/all-counters.json"));
+  EXPECT_TRUE(
+      has(result.standard_error, "records offered     " + std::to_string(count_lines(all)) + "\n"));
+  EXPECT_TRUE(has(all, "\"source\":\"spine01.core\""));
+  EXPECT_TRUE(has(all, "\"firmware_version\":\"4.12."));
+  EXPECT_TRUE(has(all, "\"port_guid\":\"0x2005efffe0000"));
+  const std::string some = read_file(demo("records/port-traffic.json"));
+  EXPECT_GT(count_lines(some), 20u);
+  EXPECT_LT(count_lines(some), count_lines(all));
+  EXPECT_TRUE(has(some, "\"received_bytes\":"));
+  EXPECT_TRUE(has(some, "\"site\":\"lab1\""));
+  EXPECT_TRUE(has(some, "\"GUID\":\"0x"));
+  EXPECT_TRUE(has(some, "\"source\":\"bench-node\""));  // no tag, let in by "counters"
+  EXPECT_FALSE(has(some, "spine01"));
+  EXPECT_FALSE(has(some, "hall-b"));
+}
+
+TEST_F(ReplayDemoTest, BothWaysToTheSchemasGiveTheSameRecords) {
+  const std::string config = printing_config();
+  const ChildResult by_dir =
+      run_tool(replay_words(config, {"--schema-dir", demo("schemas"), demo("pages.bin")}));
+  const ChildResult by_document = run_tool(
+      replay_words(config, {"--type-system", demo("type_system.json"), demo("pages.bin")}));
+  EXPECT_EQ(by_dir.exit_code, 0) << by_dir.standard_error;
+  EXPECT_GT(count_lines(by_dir.standard_output), 60u);
+  EXPECT_EQ(by_dir.standard_output, by_document.standard_output);
+}
+
+TEST_F(ReplayDemoTest, StandardInputGivesTheSameRecordsAsTheFile) {
+  const std::string config = printing_config();
+  const std::string command = "\"$TOOL\" replay --plugin " VEK_PLUGIN_PATH " --config " + config +
+                              " --schema-dir " + demo("schemas") + " ";
+  const ChildResult from_file = run_shell(command + demo("pages.bin"));
+  const ChildResult from_pipe = run_shell("cat " + demo("pages.bin") + " | " + command + "-");
+  EXPECT_EQ(from_pipe.exit_code, 0) << from_pipe.standard_error;
+  EXPECT_EQ(from_pipe.standard_output, from_file.standard_output);
+}
+
+TEST_F(ReplayDemoTest, RecordsBeforeADamagedPageArrive) {
+  const std::string whole = read_file(demo("pages.bin"));
+  const std::string cut = dir_.write("cut.bin", whole.substr(0, whole.size() - 100));
+  const ChildResult result =
+      run_tool(replay_words(printing_config(), {"--schema-dir", demo("schemas"), cut}));
+  EXPECT_EQ(result.exit_code, 1);
+  EXPECT_TRUE(has(result.standard_error, cut + ": page 60 at byte ")) << result.standard_error;
+  EXPECT_GT(count_lines(result.standard_output), 55u);
+}
+
+TEST_F(ReplayDemoTest, AMissingEngineIsExplained) {
+  ToolSetting setting;
+  setting.environment = {{"FLUENT_BIT_EXPORT_API_SO", ""}, {"LD_LIBRARY_PATH", ""}};
+  const ChildResult result = run_tool(
+      replay_words(demo("config"), {"--schema-dir", demo("schemas"), demo("pages.bin")}), setting);
+  EXPECT_EQ(result.exit_code, 4);
+  EXPECT_TRUE(has(result.standard_error, "set FLUENT_BIT_EXPORT_API_SO to the path of"));
+  EXPECT_TRUE(has(result.standard_error, "Failed to init enabled exporters"));
+}
+
+TEST_F(ReplayDemoTest, ADestinationThatCannotBeMadeMeansNotEverythingWasDelivered) {
+  dir_.write("config/x.exp", "plugin_name = no_such_output\n");
+  const ChildResult result = run_tool(
+      replay_words(dir_.file("config"), {"--schema-dir", demo("schemas"), demo("pages.bin")}));
+  EXPECT_EQ(result.exit_code, 5);
+  EXPECT_TRUE(has(result.standard_error, "[Fluent Bit Exporter] cannot initialize API"));
+}
+
+TEST_F(ReplayDemoTest, AClosedPipeBehindARecordPrintingDestinationEndsTheRunQuietly) {
+  const std::string command = "\"$TOOL\" replay --plugin " VEK_PLUGIN_PATH " --config " +
+                              printing_config() + " --schema-dir " + demo("schemas") +
+                              " --repeat 100000 " + demo("pages.bin");
+  for (const char* inherited : {"", "trap '' PIPE; "}) {
+    SCOPED_TRACE(inherited);
+    const ChildResult result =
+        run_shell(inherited + command + " | head -n 1 >/dev/null; echo ${PIPESTATUS[0]}");
+    EXPECT_EQ(result.standard_output, "141\n");
+    EXPECT_EQ(result.standard_error, "");
+  }
+}
+
+TEST_F(ReplayDemoTest, EveryRecordPassesThroughAPipeToASlowReader) {
+  const std::string command = "\"$TOOL\" replay --plugin " VEK_PLUGIN_PATH " --config " +
+                              printing_config() + " --schema-dir " + demo("schemas") +
+                              " --repeat 5 " + demo("pages.bin");
+  const ChildResult result = run_shell(command + " | { sleep 0.5; cat; } | wc -l");
+  const ChildResult once = run_shell(command + " > " + dir_.file("out"));
+  EXPECT_EQ(once.exit_code, 0);
+  EXPECT_EQ(result.standard_output,
+            std::to_string(count_lines(read_file(dir_.file("out")))) + "\n");
+}
+
+}  // namespace
+}  // namespace vek::test
