@@ -1,1 +1,0 @@
-#include "utils/export.h"
