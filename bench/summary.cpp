@@ -28,7 +28,6 @@ void SummaryReporter::ReportRuns(const std::vector<Run>& runs) {
     const size_t slash = name.rfind('/');
     if (slash == std::string::npos) continue;
     const std::string key = name.substr(0, slash);
-    if (!cases_.contains(key)) order_.push_back(key);
     cases_[key][name.substr(slash + 1)] = {run.GetAdjustedCPUTime(), figure(run, "allocs"),
                                            figure(run, "bytes")};
   }
@@ -37,8 +36,7 @@ void SummaryReporter::ReportRuns(const std::vector<Run>& runs) {
 
 void SummaryReporter::print_summary() const {
   bool headed = false;
-  for (const std::string& key : order_) {
-    const Variants& variants = cases_.at(key);
+  for (const auto& [key, variants] : cases_) {
     const auto ours = variants.find("ours");
     const auto plain = variants.find("plain");
     const auto copy = variants.find("memcpy");

@@ -28,8 +28,13 @@ class SummaryReporter : public benchmark::ConsoleReporter {
   };
   using Variants = std::map<std::string, Figures>;
 
-  std::vector<std::string> order_;  // of the cases, as they ran
-  std::map<std::string, Variants> cases_;
+  // Shorter names first, so that 100 comes before 1000; random interleaving leaves no other order.
+  struct ByLength {
+    bool operator()(const std::string& a, const std::string& b) const {
+      return a.size() != b.size() ? a.size() < b.size() : a < b;
+    }
+  };
+  std::map<std::string, Variants, ByLength> cases_;
 };
 
 }  // namespace vek::bench

@@ -10,6 +10,7 @@
 
 #include "counters/counter_set.h"
 #include "utils/logger.h"
+#include "utils/msgpack_encode.h"
 
 namespace vek {
 
@@ -20,54 +21,72 @@ T load_unaligned(const char* bytes) noexcept {
   return value;
 }
 
-inline bool is_guid_name(std::string_view name) noexcept {
+[[gnu::cold, gnu::noinline]] inline void log_unknown_type(const char* name) {
+  VEK_LOGE("[%s] VEK_DATA_TYPE is unknown for counter '%s', should not be here!", "msgpack_counter",
+           name);
+}
+
+[[gnu::always_inline]] inline bool is_guid_name(std::string_view name) noexcept {
   return name == "port_guid" || name == "node_guid" || name == "GUID";
 }
 
 // The text "0x%lx".
 class GuidText {
  public:
+  static constexpr size_t kMaxSize = 18;  // "0x" and 16 digits
+
   explicit GuidText(uint64_t value) noexcept {
     end_ = std::to_chars(text_ + 2, text_ + sizeof(text_), value, 16).ptr;
   }
   std::string_view view() const noexcept { return {text_, static_cast<size_t>(end_ - text_)}; }
 
  private:
-  char text_[18] = {'0', 'x'};  // and up to 16 digits
+  char text_[kMaxSize] = {'0', 'x'};
   char* end_;
 };
 
-// Writer has key(name) and pair(name, value) for uint64_t, int64_t, double and std::string_view.
-// The counter's name is the one it goes out under; it alone decides about hexadecimal text.
+// Room for any value that is not a STRING.
+inline constexpr size_t kCounterValueRoom = kMsgpackMaxHeader + GuidText::kMaxSize;
+static_assert(kCounterValueRoom >= kMsgpackMaxNumber);
+
+// Writer has key(name, room), which answers whether to go on, and value(v) for uint64_t, int64_t,
+// double and std::string_view (utils/msgpack_buffer.h). The counter's name is the one that it goes
+// out under; it alone decides about hexadecimal text. Inlined into the loop over counters, so that
+// the writer's positions stay in registers.
 template <typename Writer>
-void write_counter(Writer& writer, const vek_counter_set_element_t& counter, const char* block) {
+[[gnu::always_inline]] inline void write_counter(Writer& writer,
+                                                 const vek_counter_set_element_t& counter,
+                                                 const char* block) {
   const std::string_view name(counter.name, counter.name_len);
-  const char* value = block + counter.offset;
+  const char* bytes = block + counter.offset;
+  size_t room = kCounterValueRoom;
+  size_t length = 0;
+  if (counter.data_type == VEK_DATA_TYPE_STRING) {
+    // Without a NUL the text ends where the next counter begins.
+    length = strnlen(bytes, counter.length);
+    room = kMsgpackMaxHeader + length;
+  }
+  if (!writer.key(name, room)) return;
   switch (counter.data_type) {
     case VEK_DATA_TYPE_UINT64:
-    case VEK_DATA_TYPE_BIT64: {
-      const auto number = load_unaligned<uint64_t>(value);
+    case VEK_DATA_TYPE_BIT64:
       if (is_guid_name(name)) [[unlikely]] {
-        writer.pair(name, GuidText(number).view());
+        writer.value(GuidText(load_unaligned<uint64_t>(bytes)).view());
       } else {
-        writer.pair(name, number);
+        writer.value(load_unaligned<uint64_t>(bytes));
       }
       break;
-    }
     case VEK_DATA_TYPE_FP64:
-      writer.pair(name, load_unaligned<double>(value));
+      writer.value(load_unaligned<double>(bytes));
       break;
     case VEK_DATA_TYPE_INT64:
-      writer.pair(name, load_unaligned<int64_t>(value));
+      writer.value(load_unaligned<int64_t>(bytes));
       break;
     case VEK_DATA_TYPE_STRING:
-      // Without a NUL the text ends where the next counter begins.
-      writer.pair(name, std::string_view(value, strnlen(value, counter.length)));
+      writer.value(std::string_view(bytes, length));
       break;
     default:
-      writer.key(name);
-      VEK_LOGE("[%s] VEK_DATA_TYPE is unknown for counter '%s', should not be here!",
-               "msgpack_counter", counter.name);
+      log_unknown_type(counter.name);
       break;
   }
 }

@@ -95,7 +95,7 @@ void write_custom_head(vek::MsgpackWriter& out, const Sample& sample) {
   out.pair(kTimestampKey, sample.timestamp_us);
   out.pair(kTypeKey, kTypeText);
   if (!sample.source.empty()) out.pair(kSourceKey, sample.source);
-  out.key(kValuesKey);
+  if (!out.key(kValuesKey, vek::kMsgpackMaxHeader)) return;
   out.map_header(static_cast<uint32_t>(sample.set.num_exported));
 }
 
@@ -137,9 +137,11 @@ void write_meta_fields(vek::MsgpackWriter& out, const Sample& sample) {
 
 void write_counters(vek::MsgpackWriter& out, const Sample& sample) {
   const vek_counter_set_t& set = sample.set;
+  vek::MsgpackWriter writer = out;
   for (uint64_t i = 0; i < set.num_counters; ++i) {
-    if (!set.skip[i]) vek::write_counter(out, set.counters[i], sample.block);
+    if (!set.skip[i]) vek::write_counter(writer, set.counters[i], sample.block);
   }
+  out = writer;
 }
 
 // UINT64_MAX when the end overflows.

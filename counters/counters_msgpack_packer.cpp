@@ -14,21 +14,14 @@ void pack(msgpack_packer* packer, std::string_view text) {
 struct PackerWriter {
   msgpack_packer* packer;
 
-  void key(std::string_view name) { pack(packer, name); }
-  void pair(std::string_view name, uint64_t value) {
-    pack_key_val_uint64(packer, name.data(), name.size(), value);
-  }
-  void pair(std::string_view name, int64_t value) {
+  bool key(std::string_view name, size_t) {
     pack(packer, name);
-    msgpack_pack_int64(packer, value);
+    return true;
   }
-  void pair(std::string_view name, double value) {
-    pack(packer, name);
-    msgpack_pack_double(packer, value);
-  }
-  void pair(std::string_view name, std::string_view value) {
-    pack_key_val_str(packer, name.data(), name.size(), value.data(), value.size());
-  }
+  void value(uint64_t number) { msgpack_pack_uint64(packer, number); }
+  void value(int64_t number) { msgpack_pack_int64(packer, number); }
+  void value(double number) { msgpack_pack_double(packer, number); }
+  void value(std::string_view text) { pack(packer, text); }
 };
 
 }  // namespace

@@ -73,14 +73,14 @@ class MsgpackBuffer {
 };
 
 // The keys and texts handed in are borrowed for the call; texts beyond 4 GiB - 1 are cut there.
+// A copy continues where the original stands: a loop writes through a local copy, which the
+// compiler can keep in registers as nothing else points to it, and assigns it back at its end.
 class MsgpackWriter {
  public:
   // Starts with `first_capacity` bytes of room.
-  MsgpackWriter(MsgpackBuffer& buffer, size_t first_capacity) : buffer_(buffer) {
+  MsgpackWriter(MsgpackBuffer& buffer, size_t first_capacity) : buffer_(&buffer) {
     more(first_capacity);
   }
-  MsgpackWriter(const MsgpackWriter&) = delete;
-  MsgpackWriter& operator=(const MsgpackWriter&) = delete;
 
   size_t size() const { return static_cast<size_t>(at_ - begin_); }
 
@@ -94,34 +94,31 @@ class MsgpackWriter {
     if (room(kMsgpackMaxNumber)) at_ = put_double(at_, value);
   }
 
-  void key(std::string_view key) {
-    if (room(str_room(key))) put(key);
-  }
-  void pair(std::string_view key, uint64_t value) {
-    if (!room(str_room(key) + kMsgpackMaxNumber)) return;
+  // A key whose value follows: true when there was room for it and for `value_room` bytes more.
+  [[gnu::always_inline]] bool key(std::string_view key, size_t value_room) {
+    if (!room(str_room(key) + value_room)) return false;
     put(key);
-    at_ = put_uint(at_, value);
+    return true;
   }
-  void pair(std::string_view key, int64_t value) {
-    if (!room(str_room(key) + kMsgpackMaxNumber)) return;
-    put(key);
-    at_ = put_int(at_, value);
+  // Values, in the room that key() has made sure of.
+  void value(uint64_t value) { at_ = put_uint(at_, value); }
+  void value(int64_t value) { at_ = put_int(at_, value); }
+  void value(double value) { at_ = put_double(at_, value); }
+  void value(std::string_view value) { put(value); }
+
+  // Key and value with one check of the room.
+  void pair(std::string_view name, uint64_t number) {
+    if (key(name, kMsgpackMaxNumber)) value(number);
   }
-  void pair(std::string_view key, double value) {
-    if (!room(str_room(key) + kMsgpackMaxNumber)) return;
-    put(key);
-    at_ = put_double(at_, value);
-  }
-  void pair(std::string_view key, std::string_view value) {
-    if (!room(str_room(key) + str_room(value))) return;
-    put(key);
-    put(value);
+  void pair(std::string_view name, std::string_view text) {
+    if (key(name, str_room(text))) value(text);
   }
 
- private:
+  // Bytes that a text takes at most.
   static size_t str_room(std::string_view text) { return kMsgpackMaxHeader + text.size(); }
 
-  void put(std::string_view text) {
+ private:
+  [[gnu::always_inline]] void put(std::string_view text) {
     constexpr size_t kLongest = std::numeric_limits<uint32_t>::max();
     const size_t size = text.size() < kLongest ? text.size() : kLongest;
     at_ = put_str(at_, text.data(), static_cast<uint32_t>(size));
@@ -137,17 +134,17 @@ class MsgpackWriter {
   // Hands the buffer copies of the positions only, so that they can live in registers.
   bool more(size_t bytes) {
     const size_t used = size();
-    if (!buffer_.grow(used, bytes)) {
+    if (!buffer_->grow(used, bytes)) {
       end_ = at_;
       return false;
     }
-    begin_ = buffer_.data();
+    begin_ = buffer_->data();
     at_ = begin_ + used;
-    end_ = begin_ + buffer_.capacity();
+    end_ = begin_ + buffer_->capacity();
     return true;
   }
 
-  MsgpackBuffer& buffer_;
+  MsgpackBuffer* buffer_;
   char* begin_ = nullptr;
   char* at_ = nullptr;
   char* end_ = nullptr;

@@ -83,7 +83,7 @@ inline char* put_length(char* p, uint8_t type, uint32_t length, size_t size) noe
 }
 
 // Copies without a call where two overlapping moves do it, as they do for almost every key.
-inline char* put_bytes(char* p, const char* bytes, size_t size) noexcept {
+[[gnu::always_inline]] inline char* put_bytes(char* p, const char* bytes, size_t size) noexcept {
   const auto ends = [&](auto word) {
     std::memcpy(&word, bytes + size - sizeof(word), sizeof(word));
     auto first = word;
@@ -147,7 +147,7 @@ inline char* put_str_header(char* p, uint32_t length) noexcept {
 }
 
 // Needs kMsgpackMaxHeader + length bytes.
-inline char* put_str(char* p, const char* text, uint32_t length) noexcept {
+[[gnu::always_inline]] inline char* put_str(char* p, const char* text, uint32_t length) noexcept {
   return msgpack_detail::put_bytes(put_str_header(p, length), text, length);
 }
 

@@ -1,0 +1,102 @@
+#include "bench/event_samples.h"
+
+#include <cstring>
+#include <random>
+#include <string>
+
+#include "data/builtin_types.h"
+
+namespace vek::bench {
+namespace {
+
+constexpr size_t kEvents = 32;
+constexpr uint64_t kTime = 1700000000123456;
+constexpr char kTypeName[] = "link_state";
+constexpr uint32_t kTextLength = 24;
+
+struct Kind {
+  const char* name;
+  const char* type;
+};
+
+constexpr Kind kKinds[] = {
+    {"port_number", "uint16_t"}, {"state", "uint8_t"},       {"interface", "char"},
+    {"rx_bytes", "uint64_t"},    {"tx_bytes", "uint64_t"},   {"speed", "uint32_t"},
+    {"temperature", "float"},    {"error_delta", "int32_t"}, {"is_up", "bool"},
+    {"load", "double"},
+};
+
+vek_schema_t* make_schema(vek_type_system_t* type_system, size_t num_fields) {
+  vek_schema_t* schema = vek_type_system_add_schema(type_system, "bench", 1, nullptr);
+  std::vector<std::string> names;
+  for (size_t i = 0; i < num_fields; ++i) {
+    const char* name = kKinds[i % std::size(kKinds)].name;
+    names.push_back(i == 3 ? "port_guid" : name + ("_" + std::to_string(i)));
+  }
+  std::vector<vek_type_field_info_t> infos;
+  for (size_t i = 0; i < num_fields; ++i) {
+    const char* type = kKinds[i % std::size(kKinds)].type;
+    const bool is_text = std::strcmp(type, "char") == 0;
+    infos.push_back({names[i].c_str(), "", type, VEK_VALUE_ABSOLUTE, is_text ? kTextLength : 1});
+  }
+  vek_schema_add_type(schema, kTypeName, infos.data(), static_cast<uint32_t>(infos.size()),
+                      nullptr);
+  vek_type_system_update_md5_hashes(type_system);
+  return schema;
+}
+
+void fill_value(const vek_type_field_definition_t& field, std::mt19937_64& random, uint8_t* at) {
+  const uint64_t bits = random() >> random() % 64;
+  const double real = 20 + static_cast<double>(bits % 8000) / 100;
+  const auto narrow = static_cast<float>(real);
+  switch (field.type->id) {
+    case VEK_TYPE_CHAR:
+      std::memcpy(at, "ethernet-port-name", bits % 19);
+      break;
+    case VEK_TYPE_FLOAT:
+      std::memcpy(at, &narrow, sizeof(narrow));
+      break;
+    case VEK_TYPE_DOUBLE:
+      std::memcpy(at, &real, sizeof(real));
+      break;
+    default:
+      std::memcpy(at, &bits, field.type_size);
+      break;
+  }
+}
+
+std::vector<uint8_t> make_event(const vek_type_definition_t& type, std::mt19937_64& random) {
+  std::vector<uint8_t> event(type.size);
+  for (uint16_t i = 0; i < type.num_fields; ++i) {
+    fill_value(*type.fields[i], random, event.data() + type.fields[i]->offset);
+  }
+  return event;
+}
+
+}  // namespace
+
+EventSamples::EventSamples(size_t num_fields) : type_system_(vek_create_type_system()) {
+  const vek_schema_t* schema = make_schema(type_system_.get(), num_fields);
+  field_set_.loadFromLines({"[" + std::string(kTypeName) + "]", "if_name=interface_2",
+                            "meta_field_alias:source=host", "meta_field_add:site=lab1", "_"});
+  field_set_.UpdateTypesOfInterest();
+  plain_ = test::PlainFieldSet(
+      {field_set_.tokens_by_type(), field_set_.meta_fields_aliases_by_type(),
+       field_set_.meta_fields_constants_by_type(), field_set_.types_of_interest()});
+  plain_type_ = plain_.bind(*schema->types[0]);
+  field_set_.updateWithNewSchemas(type_system_.get(), false);
+
+  schemas_block_.resize(VEK_BLOCK_HEADER_SIZE + VEK_SCHEMA_ID_SIZE);
+  const auto length = static_cast<uint16_t>(schemas_block_.size());
+  std::memcpy(schemas_block_.data() + offsetof(vek_schema_block_t, length), &length,
+              sizeof(length));
+  vek_copy_schema_id(schemas_block_.data() + VEK_BLOCK_HEADER_SIZE, schema->digest);
+  field_set_.SaveLastSchemaBlock(
+      reinterpret_cast<const vek_schema_block_t*>(schemas_block_.data()));
+  header_.timestamp = kTime;
+
+  std::mt19937_64 random(num_fields);
+  for (size_t i = 0; i < kEvents; ++i) events_.push_back(make_event(*schema->types[0], random));
+}
+
+}  // namespace vek::bench
