@@ -2,6 +2,8 @@
 
 #include <sys/stat.h>
 
+#include <cinttypes>
+
 #include "tools/console.h"
 #include "tools/page_summary.h"
 #include "tools/plugin_log.h"
@@ -19,6 +21,12 @@ uint64_t expected_bytes(const ReplayOptions& options) {
     sum += static_cast<uint64_t>(status.st_size);
   }
   return sum * options.repeat;
+}
+
+void say_what_was_sent(uint64_t pages) {
+  if (pages == 0) return say("No page of it was sent.");
+  say("The %" PRIu64 " page%s before it %s sent; nothing behind that byte was.", pages,
+      pages == 1 ? "" : "s", pages == 1 ? "was" : "were");
 }
 
 }  // namespace
@@ -55,8 +63,7 @@ bool ReplayRun::send_file(const std::string& path, bool first_round) {
   if (result == PageFile::Result::kDamaged && first_round) {
     ++ledger_.damaged_files;
     say_error("%s", file_.problem().c_str());
-    say("The %llu pages before it were sent; nothing behind that byte was.",
-        static_cast<unsigned long long>(file_.page_number()));
+    say_what_was_sent(file_.page_number());
   }
   if (result == PageFile::Result::kReadFailed) {
     ledger_.unreadable = true;

@@ -123,7 +123,7 @@ TEST_F(ReplayScriptTest, ADamagedFileIsNamedAndItsIntactPagesAreSent) {
   EXPECT_TRUE(has(result.standard_error,
                   "vektool: error: " + cut +
                       ": page 2 at byte 744: ends inside the page: 743 of 744 bytes are there\n"
-                      "The 1 pages before it were sent; nothing behind that byte was.\n"))
+                      "The 1 page before it was sent; nothing behind that byte was.\n"))
       << result.standard_error;
   EXPECT_TRUE(has(result.standard_error, "pages               2\n"));
   EXPECT_EQ(calls().size(), 6u);  // the next file is sent all the same
