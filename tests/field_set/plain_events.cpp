@@ -12,8 +12,11 @@
 namespace vek::test {
 namespace {
 
-const std::map<int, std::string> kMetaNames{
-    {0, "timestamp"}, {1, "type"}, {2, "type_name"}, {3, "source"}};
+const std::map<int, std::string>& meta_names() {
+  static const std::map<int, std::string> names{
+      {0, "timestamp"}, {1, "type"}, {2, "type_name"}, {3, "source"}};
+  return names;
+}
 
 template <typename T>
 T load(const uint8_t* bytes) {
@@ -31,7 +34,7 @@ void flatten(const vek_type_definition_t& type, const std::string& prefix, uint6
         prefix.empty() ? field.field_name : prefix + "." + std::string(field.field_name);
     const uint32_t id = field.type->id;
     const auto append = [&](const std::string& name, uint64_t at) {
-      out.push_back({name, id, field.array_length, field.offset + at, false, 0, false});
+      out.push_back({name, id, field.array_length, field.offset + at, false});
     };
     if (field.array_length == 1) {
       if (id != 0) {
@@ -71,15 +74,16 @@ void pack_chars(msgpack_packer* packer, const uint8_t* chars, uint64_t length) {
   pack_text(packer, copy.data());
 }
 
-void pack_value(msgpack_packer* packer, const PlainField& field, const uint8_t* value,
-                const std::string& name) {
+void pack_value(msgpack_packer* packer, const PlainField& field, const PlainText& text,
+                const uint8_t* event, const std::string& name) {
+  const uint8_t* value = event + field.offset;
   switch (field.type_id) {
     case 1:
       *value != 0 ? msgpack_pack_true(packer) : msgpack_pack_false(packer);
       return;
     case 2:
     case 7:
-      return pack_chars(packer, value, field.text_length);
+      return pack_chars(packer, value, text.length);
     case 3:
     case 15:
       msgpack_pack_short(packer, load<int16_t>(value));
@@ -115,9 +119,9 @@ void pack_value(msgpack_packer* packer, const PlainField& field, const uint8_t* 
       return;
     case 21:
       if (name == "port_guid" || name == "node_guid" || name == "GUID") {
-        char text[32];
-        std::snprintf(text, sizeof(text), "0x%" PRIx64, load<uint64_t>(value));
-        pack_text(packer, text);
+        char hex[32];
+        std::snprintf(hex, sizeof(hex), "0x%" PRIx64, load<uint64_t>(value));
+        pack_text(packer, hex);
         return;
       }
       [[fallthrough]];
@@ -231,7 +235,7 @@ PlainType PlainFieldSet::bind(const vek_type_definition_t& definition) {
       for (size_t i = 0; i < type.fields.size(); ++i) {
         if (aliases.count(type.fields[i].name)) type.aliased_fields.push_back(i);
       }
-      for (const auto& [index, name] : kMetaNames) {
+      for (const auto& [index, name] : meta_names()) {
         if (aliases.count(name)) type.aliased_meta_fields.push_back(index);
       }
     }
@@ -246,13 +250,14 @@ PlainType PlainFieldSet::bind(const vek_type_definition_t& definition) {
 void PlainFieldSet::pack(msgpack_sbuffer* out, const PlainType& type, const uint8_t* event,
                          uint64_t timestamp_us, const char* source, const std::string& layout) {
   if (type.num_included == 0) return;
-  std::vector<PlainField> fields = type.fields;
   const bool is_flb_std = layout == "flb_std";
-  for (PlainField& field : fields) {
+  std::vector<PlainText> texts(type.fields.size());
+  for (size_t i = 0; i < texts.size(); ++i) {
+    const PlainField& field = type.fields[i];
     if (field.skip || field.type_id != 2) continue;
-    const auto* text = reinterpret_cast<const char*>(event + field.offset);
-    field.text_length = strnlen(text, std::min<uint32_t>(field.array_length, 65535));
-    field.empty = is_flb_std && type.skip_empty_strings && field.text_length == 0;
+    const auto* chars = reinterpret_cast<const char*>(event + field.offset);
+    texts[i].length = strnlen(chars, std::min<uint32_t>(field.array_length, 65535));
+    texts[i].left_out = is_flb_std && type.skip_empty_strings && texts[i].length == 0;
   }
   const std::string guid = guid_source(type, event);
   if (!guid.empty()) source = guid.c_str();
@@ -260,19 +265,20 @@ void PlainFieldSet::pack(msgpack_sbuffer* out, const PlainType& type, const uint
   msgpack_packer packer;
   msgpack_packer_init(&packer, out, msgpack_sbuffer_write);
   if (is_flb_std) {
-    pack_flb_std(&packer, type, fields, event, timestamp_us, source);
+    pack_flb_std(&packer, type, texts, event, timestamp_us, source);
   } else {
-    pack_custom(&packer, type, fields, event, timestamp_us, source);
+    pack_custom(&packer, type, event, timestamp_us, source);
   }
-  for (const PlainField& field : fields) {
-    if (field.skip || field.empty) continue;
+  for (size_t i = 0; i < texts.size(); ++i) {
+    const PlainField& field = type.fields[i];
+    if (field.skip || texts[i].left_out) continue;
     pack_text(&packer, field.name);
-    pack_value(&packer, field, event + field.offset, field.name);
+    pack_value(&packer, field, texts[i], event, field.name);
   }
 }
 
 void PlainFieldSet::pack_flb_std(msgpack_packer* packer, const PlainType& type,
-                                 const std::vector<PlainField>& fields, const uint8_t* event,
+                                 const std::vector<PlainText>& texts, const uint8_t* event,
                                  uint64_t timestamp_us, const char* source) {
   msgpack_pack_array(packer, 2);
   msgpack_pack_double(packer, static_cast<double>(timestamp_us / 1000000) +
@@ -281,43 +287,42 @@ void PlainFieldSet::pack_flb_std(msgpack_packer* packer, const PlainType& type,
   const auto aliases = tables_.aliases.find(type.name);
   const auto constants = tables_.constants.find(type.name);
   std::map<std::string, bool> used;
-  for (const auto& [index, name] : kMetaNames) used[name] = false;
+  for (const auto& [index, name] : meta_names()) used[name] = false;
   for (const int index : type.aliased_meta_fields) {
-    used[aliases->second.at(kMetaNames.at(index))] = false;
+    used[aliases->second.at(meta_names().at(index))] = false;
   }
   uint64_t empty = 0;
-  for (const PlainField& field : fields) {
-    const auto key = used.find(field.name);
-    if (key != used.end()) key->second = !field.skip;
-    if (field.empty) ++empty;
+  for (size_t i = 0; i < texts.size(); ++i) {
+    const auto key = used.find(type.fields[i].name);
+    if (key != used.end()) key->second = !type.fields[i].skip;
+    if (texts[i].left_out) ++empty;
   }
   uint64_t pairs = type.aliased_fields.size() + type.num_included - empty;
   if (constants != tables_.constants.end()) pairs += constants->second.size();
   for (const auto& [key, taken] : used) pairs += taken ? 0 : 1;
   msgpack_pack_map(packer, pairs);
 
-  for (const auto& [index, name] : kMetaNames) {
+  for (const auto& [index, name] : meta_names()) {
     pack_meta(packer, index, name, used, type, timestamp_us, source);
   }
   for (const int index : type.aliased_meta_fields) {
-    pack_meta(packer, index, aliases->second.at(kMetaNames.at(index)), used, type, timestamp_us,
+    pack_meta(packer, index, aliases->second.at(meta_names().at(index)), used, type, timestamp_us,
               source);
   }
   for (const size_t position : type.aliased_fields) {
-    const PlainField& field = fields[position];
+    const PlainField& field = type.fields[position];
     const std::string& alias = aliases->second.at(field.name);
     pack_text(packer, alias);
-    pack_value(packer, field, event + field.offset, alias);
+    pack_value(packer, field, texts[position], event, alias);
   }
   if (constants == tables_.constants.end()) return;
   for (const auto& [key, value] : constants->second) pack_pair(packer, key, value);
 }
 
-void PlainFieldSet::pack_custom(msgpack_packer* packer, const PlainType& type,
-                                const std::vector<PlainField>& fields, const uint8_t* event,
+void PlainFieldSet::pack_custom(msgpack_packer* packer, const PlainType& type, const uint8_t* event,
                                 uint64_t timestamp_us, const char* source) {
   uint64_t time = 0;
-  for (const PlainField& field : fields) {
+  for (const PlainField& field : type.fields) {
     if (field.name == "timestamp" && fits_word(field, type)) {
       time = load<uint64_t>(event + field.offset);
     }

@@ -31,8 +31,12 @@ struct PlainField {
   uint32_t array_length = 0;
   uint64_t offset = 0;
   bool skip = false;
-  uint64_t text_length = 0;
-  bool empty = false;
+};
+
+// What one event has in a field.
+struct PlainText {
+  uint64_t length = 0;
+  bool left_out = false;
 };
 
 struct PlainType {
@@ -59,10 +63,9 @@ class PlainFieldSet {
   bool is_of_interest(const std::string& name, const std::set<std::string>& names);
   void filter(PlainType& type, const std::vector<std::string>& tokens);
   void pack_flb_std(msgpack_packer* packer, const PlainType& type,
-                    const std::vector<PlainField>& fields, const uint8_t* event,
+                    const std::vector<PlainText>& texts, const uint8_t* event,
                     uint64_t timestamp_us, const char* source);
-  void pack_custom(msgpack_packer* packer, const PlainType& type,
-                   const std::vector<PlainField>& fields, const uint8_t* event,
+  void pack_custom(msgpack_packer* packer, const PlainType& type, const uint8_t* event,
                    uint64_t timestamp_us, const char* source);
 
   PlainTables tables_;
