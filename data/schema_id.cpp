@@ -7,8 +7,8 @@
 
 namespace {
 
-constexpr char kBlobId[] = "BLOB_DATA_SCHEMA";
-static_assert(sizeof(kBlobId) - 1 == VEK_SCHEMA_ID_SIZE);
+constexpr uint8_t kBlobId[VEK_SCHEMA_ID_SIZE] = {'B', 'L', 'O', 'B', '_', 'D', 'A', 'T',
+                                                 'A', '_', 'S', 'C', 'H', 'E', 'M', 'A'};
 
 constexpr char kHexDigits[] = "0123456789abcdef";
 
@@ -42,7 +42,7 @@ void vek_schema_id_to_schema_string(const uint8_t* id, char* dst) {
     dst[2 * i] = kHexDigits[id[i] >> 4];
     dst[2 * i + 1] = kHexDigits[id[i] & 0xF];
   }
-  dst[2 * VEK_SCHEMA_ID_SIZE] = '\0';
+  dst[VEK_SCHEMA_ID_TEXT_SIZE - 1] = '\0';
 }
 
 int vek_schema_from_id_string(const char* text, uint8_t* id) {

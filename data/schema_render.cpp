@@ -19,7 +19,7 @@ namespace {
 
 // A chain of types, each containing the next, has at most as many links as there are types in a
 // schema and its parent.
-constexpr uint64_t kMaxDepth = 2 * VEK_MAX_TYPES;
+constexpr uint64_t kMaxDepth = uint64_t{2} * VEK_MAX_TYPES;
 
 // A value takes at least one byte of its record and stands below at most that many others; the rest
 // is for records that have members of no size. Only types that overlap unfold into more.
