@@ -65,8 +65,9 @@ Survey survey_counters(const vek_counter_set_t& set) noexcept {
 }
 
 double seconds_of(uint64_t us) noexcept {
-  return static_cast<double>(us / kUsPerSecond) +
-         static_cast<double>(us % kUsPerSecond) / static_cast<double>(kUsPerSecond);
+  const uint64_t whole = us / kUsPerSecond;
+  const uint64_t rest = us % kUsPerSecond;
+  return static_cast<double>(whole) + static_cast<double>(rest) / static_cast<double>(kUsPerSecond);
 }
 
 // [seconds, {built-in entries...
