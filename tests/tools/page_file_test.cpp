@@ -111,7 +111,7 @@ TEST_F(PageFileTest, GarbageBetweenPagesEndsTheFileThere) {
 
 TEST_F(PageFileTest, ALengthBelowTheHeadersIsGarbage) {
   const std::string page = page_image(64, 3);
-  for (const uint64_t total : {0, 1, 719}) {
+  for (const uint64_t total : {uint64_t{0}, uint64_t{1}, uint64_t{719}}) {
     SCOPED_TRACE(total);
     EXPECT_EQ(read(page + with_total(page, total)), Result::kDamaged);
     EXPECT_EQ(problem_, "page 2 at byte 784: the header says that the page is " +

@@ -408,7 +408,8 @@ TEST_F(ReplayDemoTest, RecordsBeforeADamagedPageArrive) {
 
 TEST_F(ReplayDemoTest, AMissingEngineIsExplained) {
   ToolSetting setting;
-  setting.environment = {{"FLUENT_BIT_EXPORT_API_SO", ""}, {"LD_LIBRARY_PATH", ""}};
+  setting.environment = {
+      {"FLUENT_BIT_EXPORT_API_SO", ""}, {"LD_LIBRARY_PATH", ""}, {"VEK_ROOT", dir_.path()}};
   const ChildResult result = run_tool(
       replay_words(demo("config"), {"--schema-dir", demo("schemas"), demo("pages.bin")}), setting);
   EXPECT_EQ(result.exit_code, 4);
