@@ -13,7 +13,7 @@ namespace vek::engine {
 class RecordBatch {
  public:
   // A larger record gets a batch of its own.
-  static constexpr size_t kTargetBytes = 64 * 1024;
+  static constexpr size_t kTargetBytes = 65'536;
 
   bool empty() const { return first_ == entries_.size(); }
   size_t size() const { return entries_.size() - first_; }

@@ -12,7 +12,7 @@ namespace vek::engine {
 namespace {
 
 constexpr std::chrono::milliseconds kRetryPause{1000};
-constexpr size_t kKeptCapacity = 1024 * 1024;
+constexpr size_t kKeptCapacity = 1'000'000;
 
 // Somebody may make room; everything else stays as it is, however often it is tried.
 bool may_pass(int error) { return error == ENOSPC || error == EDQUOT; }

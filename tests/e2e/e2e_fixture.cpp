@@ -34,6 +34,7 @@ void append(std::vector<uint8_t>& bytes, T value) {
 }  // namespace
 
 Provider::Provider(Way way) : type_system_(vek_create_type_system()) {
+  vek_destroy_counters_schema(type_system_->counters_schema);
   type_system_->counters_schema = vek_counters_schema_deserialize(document().c_str());
   EXPECT_NE(type_system_->counters_schema, nullptr);
   EXPECT_TRUE(vek_calc_counters_schema_id(id_, type_system_->counters_schema));
