@@ -127,7 +127,7 @@ void copy_records(benchmark::State& state, EventSamples& samples, const char* la
 using Benchmark = void (*)(benchmark::State&, EventSamples&, const char*);
 
 bool register_all() {
-  for (const size_t count : {8, 40, 150}) {
+  for (const size_t count : {size_t{8}, size_t{40}, size_t{150}}) {
     const auto samples = std::make_shared<EventSamples>(count);
     const auto add = [&](const std::string& name, Benchmark benchmark, const char* layout) {
       benchmark::RegisterBenchmark(

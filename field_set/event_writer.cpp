@@ -32,7 +32,8 @@ struct EventInput {
 };
 
 double secondsOf(uint64_t us) {
-  return static_cast<double>(us / kUsPerSecond) +
+  const uint64_t whole = us / kUsPerSecond;
+  return static_cast<double>(whole) +
          static_cast<double>(us % kUsPerSecond) / static_cast<double>(kUsPerSecond);
 }
 

@@ -61,7 +61,7 @@ size_t recentSlot(const SchemaIdBytes& id, uint16_t type_index) {
 }  // namespace
 
 std::string schemaIdText(const vek_schema_t& schema) {
-  const std::string text(schema.id_string, strnlen(schema.id_string, sizeof(schema.id_string)));
+  std::string text(schema.id_string, strnlen(schema.id_string, sizeof(schema.id_string)));
   const bool has_text = text.find_first_not_of('0') != std::string::npos;
   if (has_text) return text;
   SchemaIdBytes id;
