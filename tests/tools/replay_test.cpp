@@ -1,10 +1,11 @@
+// What the plug-in sees of a replay, with a plug-in that writes it down.
 #include "tools/replay.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
-#include <fstream>
 #include <sstream>
 
 #include "data/page_writer.h"
@@ -28,15 +29,9 @@ std::string small_page(uint8_t fill, uint64_t time_us = 1'000'000) {
   return image_of(page);
 }
 
-size_t count_lines(const std::string& text) {
-  return static_cast<size_t>(std::count(text.begin(), text.end(), '\n'));
-}
-
 bool has(const std::string& text, const std::string& part) {
   return text.find(part) != std::string::npos;
 }
-
-// --- what the plug-in sees, with a plug-in that writes it down --------------------------------
 
 class ReplayScriptTest : public testing::Test {
  protected:
@@ -321,132 +316,6 @@ TEST_F(ReplayScriptTest, APipeCannotBeRepeatedUnderAnotherName) {
       " --schema-dir " + dir_.file("schemas") + " --repeat 2 <(cat " + file + ")");
   EXPECT_EQ(result.exit_code, 2);
   EXPECT_TRUE(has(result.standard_error, "is no regular file and can be read only once"));
-}
-
-// --- the built plug-in and the built engine ----------------------------------------------------
-
-class ReplayDemoTest : public testing::Test {
- protected:
-  static void SetUpTestSuite() {
-    demo_ = new TempDir;
-    ASSERT_EQ(run_tool({"generate", "--output", demo_->file("d"), "--pages", "60"}).exit_code, 0);
-  }
-  static void TearDownTestSuite() { delete demo_; }
-
-  static std::string demo(const std::string& name) { return demo_->file("d/" + name); }
-
-  static Words replay_words(const std::string& config, const Words& more) {
-    Words words{"replay", "--plugin", VEK_PLUGIN_PATH, "--config", config};
-    words.insert(words.end(), more.begin(), more.end());
-    return words;
-  }
-
-  // A configuration that prints records as they stand.
-  std::string printing_config() {
-    dir_.write("print/p.exp", "plugin_name = stdout_raw\n");
-    return dir_.file("print");
-  }
-
-  static TempDir* demo_;
-  TempDir dir_;
-};
-
-TempDir* ReplayDemoTest::demo_ = nullptr;
-
-TEST_F(ReplayDemoTest, DemonstrationRecordsReachBothDestinations) {
-  const ChildResult result =
-      run_tool(replay_words(demo("config"), {"--schema-dir", demo("schemas"), demo("pages.bin")}));
-  ASSERT_EQ(result.exit_code, 0) << result.standard_error;
-  EXPECT_EQ(result.standard_output, "");
-  const std::string all = read_file(demo("records/all-counters.json"));
-  EXPECT_TRUE(
-      has(result.standard_error, "records offered     " + std::to_string(count_lines(all)) + "\n"));
-  EXPECT_TRUE(has(all, "\"source\":\"spine01.core\""));
-  EXPECT_TRUE(has(all, "\"firmware_version\":\"4.12."));
-  EXPECT_TRUE(has(all, "\"port_guid\":\"0x2005efffe0000"));
-  const std::string some = read_file(demo("records/port-traffic.json"));
-  EXPECT_GT(count_lines(some), 20u);
-  EXPECT_LT(count_lines(some), count_lines(all));
-  EXPECT_TRUE(has(some, "\"received_bytes\":"));
-  EXPECT_TRUE(has(some, "\"site\":\"lab1\""));
-  EXPECT_TRUE(has(some, "\"GUID\":\"0x"));
-  EXPECT_TRUE(has(some, "\"source\":\"bench-node\""));  // no tag, let in by "counters"
-  EXPECT_FALSE(has(some, "spine01"));
-  EXPECT_FALSE(has(some, "hall-b"));
-}
-
-TEST_F(ReplayDemoTest, BothWaysToTheSchemasGiveTheSameRecords) {
-  const std::string config = printing_config();
-  const ChildResult by_dir =
-      run_tool(replay_words(config, {"--schema-dir", demo("schemas"), demo("pages.bin")}));
-  const ChildResult by_document = run_tool(
-      replay_words(config, {"--type-system", demo("type_system.json"), demo("pages.bin")}));
-  EXPECT_EQ(by_dir.exit_code, 0) << by_dir.standard_error;
-  EXPECT_GT(count_lines(by_dir.standard_output), 60u);
-  EXPECT_EQ(by_dir.standard_output, by_document.standard_output);
-}
-
-TEST_F(ReplayDemoTest, StandardInputGivesTheSameRecordsAsTheFile) {
-  const std::string config = printing_config();
-  const std::string command = "\"$TOOL\" replay --plugin " VEK_PLUGIN_PATH " --config " + config +
-                              " --schema-dir " + demo("schemas") + " ";
-  const ChildResult from_file = run_shell(command + demo("pages.bin"));
-  const ChildResult from_pipe = run_shell("cat " + demo("pages.bin") + " | " + command + "-");
-  EXPECT_EQ(from_pipe.exit_code, 0) << from_pipe.standard_error;
-  EXPECT_EQ(from_pipe.standard_output, from_file.standard_output);
-}
-
-TEST_F(ReplayDemoTest, RecordsBeforeADamagedPageArrive) {
-  const std::string whole = read_file(demo("pages.bin"));
-  const std::string cut = dir_.write("cut.bin", whole.substr(0, whole.size() - 100));
-  const ChildResult result =
-      run_tool(replay_words(printing_config(), {"--schema-dir", demo("schemas"), cut}));
-  EXPECT_EQ(result.exit_code, 1);
-  EXPECT_TRUE(has(result.standard_error, cut + ": page 60 at byte ")) << result.standard_error;
-  EXPECT_GT(count_lines(result.standard_output), 55u);
-}
-
-TEST_F(ReplayDemoTest, AMissingEngineIsExplained) {
-  ToolSetting setting;
-  setting.environment = {
-      {"FLUENT_BIT_EXPORT_API_SO", ""}, {"LD_LIBRARY_PATH", ""}, {"VEK_ROOT", dir_.path()}};
-  const ChildResult result = run_tool(
-      replay_words(demo("config"), {"--schema-dir", demo("schemas"), demo("pages.bin")}), setting);
-  EXPECT_EQ(result.exit_code, 4);
-  EXPECT_TRUE(has(result.standard_error, "set FLUENT_BIT_EXPORT_API_SO to the path of"));
-  EXPECT_TRUE(has(result.standard_error, "Failed to init enabled exporters"));
-}
-
-TEST_F(ReplayDemoTest, ADestinationThatCannotBeMadeMeansNotEverythingWasDelivered) {
-  dir_.write("config/x.exp", "plugin_name = no_such_output\n");
-  const ChildResult result = run_tool(
-      replay_words(dir_.file("config"), {"--schema-dir", demo("schemas"), demo("pages.bin")}));
-  EXPECT_EQ(result.exit_code, 5);
-  EXPECT_TRUE(has(result.standard_error, "[Fluent Bit Exporter] cannot initialize API"));
-}
-
-TEST_F(ReplayDemoTest, AClosedPipeBehindARecordPrintingDestinationEndsTheRunQuietly) {
-  const std::string command = "\"$TOOL\" replay --plugin " VEK_PLUGIN_PATH " --config " +
-                              printing_config() + " --schema-dir " + demo("schemas") +
-                              " --repeat 100000 " + demo("pages.bin");
-  for (const char* inherited : {"", "trap '' PIPE; "}) {
-    SCOPED_TRACE(inherited);
-    const ChildResult result =
-        run_shell(inherited + command + " | head -n 1 >/dev/null; echo ${PIPESTATUS[0]}");
-    EXPECT_EQ(result.standard_output, "141\n");
-    EXPECT_EQ(result.standard_error, "");
-  }
-}
-
-TEST_F(ReplayDemoTest, EveryRecordPassesThroughAPipeToASlowReader) {
-  const std::string command = "\"$TOOL\" replay --plugin " VEK_PLUGIN_PATH " --config " +
-                              printing_config() + " --schema-dir " + demo("schemas") +
-                              " --repeat 5 " + demo("pages.bin");
-  const ChildResult result = run_shell(command + " | { sleep 0.5; cat; } | wc -l");
-  const ChildResult once = run_shell(command + " > " + dir_.file("out"));
-  EXPECT_EQ(once.exit_code, 0);
-  EXPECT_EQ(result.standard_output,
-            std::to_string(count_lines(read_file(dir_.file("out")))) + "\n");
 }
 
 }  // namespace
