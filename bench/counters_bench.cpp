@@ -86,7 +86,7 @@ void copy_records(benchmark::State& state, CounterSamples& samples, const char* 
 
 bool register_all() {
   for (const char* layout : {"flb_std", "custom"}) {
-    for (const size_t count : {10, 100, 1000}) {
+    for (const size_t count : {size_t{10}, size_t{100}, size_t{1000}}) {
       const auto samples = std::make_shared<CounterSamples>(count);
       const std::string name = std::string("counters/") + layout + "/" + std::to_string(count);
       benchmark::RegisterBenchmark((name + "/ours").c_str(), [=](benchmark::State& state) {

@@ -92,7 +92,11 @@ Set random_set(Random& random, const vek_counters_schema_t* schema) {
   for (uint64_t i = 0; i < set->num_counters; ++i) {
     if (!random.one_in(10)) continue;
     set->skip[i] ^= 1;
-    set->num_exported += set->skip[i] ? -1 : 1;
+    if (set->skip[i]) {
+      --set->num_exported;
+    } else {
+      ++set->num_exported;
+    }
   }
   return set;
 }
