@@ -8,6 +8,8 @@
 // Ownership: json_parse_* and json_value_init_* give a value that json_value_free releases with all
 // that hangs below it. A value that was set or appended belongs to its container. json_object_get_*
 // and json_array_get_* lend. Numbers are doubles. Not locked: one document, one thread at a time.
+// The built-in calls read and print numbers as in the C locale, whatever the host has set; an
+// installed parson follows the host's LC_NUMERIC.
 #ifndef VEK_JSON_JSON_H
 #define VEK_JSON_JSON_H
 
