@@ -64,40 +64,52 @@ TEST(Stdout, MakesOneEventOfEachMapInAList) {
       "[2] evnt: [[3.000000000, {}], [{},1]]\n");
 }
 
-TEST(Stdout, KeepsOrderAndWholeLinesOfManyContexts) {
-  const auto child = run_in_child([] {
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 3; ++t) {
-      threads.emplace_back([t] {
-        Engine engine("stdout_raw");
-        for (uint64_t i = 0; i < 200; ++i) {
-          engine.add(Pack()
-                         .map(2)
-                         .str("t")
-                         .u(static_cast<uint64_t>(t))
-                         .str(std::string(3000, 'x'))
-                         .u(i)
-                         .bytes());
-        }
-        EXPECT_EQ(engine.finish(), 0);
-      });
-    }
-    for (auto& thread : threads) thread.join();
-  });
-  EXPECT_EQ(child.exit_code, 0);
+// The lines `{"t":context,"xxx...":number}` of three contexts: whole, each context's in order.
+void expect_whole_lines_in_order(const std::string& text) {
   std::vector<uint64_t> next(3, 0);
   size_t at = 0;
-  while (at < child.standard_output.size()) {
-    const size_t end = child.standard_output.find('\n', at);
+  while (at < text.size()) {
+    const size_t end = text.find('\n', at);
     ASSERT_NE(end, std::string::npos);
-    const std::string line = child.standard_output.substr(at, end - at);
+    const std::string line = text.substr(at, end - at);
     const auto context = static_cast<size_t>(line.at(5) - '0');
     ASSERT_LT(context, 3u);
-    EXPECT_EQ(line, "{\"t\":" + std::to_string(context) + ",\"" + std::string(3000, 'x') +
+    ASSERT_EQ(line, "{\"t\":" + std::to_string(context) + ",\"" + std::string(3000, 'x') +
                         "\":" + std::to_string(next[context]++) + "}");
     at = end + 1;
   }
   EXPECT_THAT(next, ElementsAre(200, 200, 200));
+}
+
+void write_numbered_lines(uint64_t context) {
+  Engine engine("stdout_raw");
+  for (uint64_t i = 0; i < 200; ++i) {
+    engine.add(Pack().map(2).str("t").u(context).str(std::string(3000, 'x')).u(i).bytes());
+  }
+  EXPECT_EQ(engine.finish(), 0);
+}
+
+TEST(Stdout, KeepsOrderAndWholeLinesOfManyContextsOnAPipe) {
+  const auto child = run_in_child([] {
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    const int kept = dup(STDOUT_FILENO);
+    become_stdout(ends[1]);
+    std::string text;
+    std::thread reader([&] {
+      char buffer[5000];
+      for (ssize_t size; (size = read(ends[0], buffer, sizeof buffer)) > 0;) {
+        text.append(buffer, static_cast<size_t>(size));
+      }
+    });
+    std::vector<std::thread> writers;
+    for (uint64_t t = 0; t < 3; ++t) writers.emplace_back(write_numbered_lines, t);
+    for (auto& writer : writers) writer.join();
+    dup2(kept, STDOUT_FILENO);  // the last writing end
+    reader.join();
+    expect_whole_lines_in_order(text);
+  });
+  EXPECT_EQ(child.exit_code, 0) << child.standard_output;
 }
 
 TEST(Stdout, KeepsItsOwnDescriptor) {
