@@ -5,6 +5,7 @@
 namespace vek {
 
 TypeSystemPath::TypeSystemPath(FluentBitExporter& exporter, const vek_type_system_t* type_system) {
+  if (exporter.field_set_) exporter.field_set_->updateWithNewSchemas(type_system, false);
   if (!type_system || !type_system->counters_schema) return;
   if (vek_counters_schema_number_of_counters(type_system->counters_schema) == 0) return;
   counters_ = exporter.csets_.get(type_system->counters_schema, exporter.counterset_file_);
@@ -23,6 +24,10 @@ SchemaManagerPath::SchemaManagerPath(FluentBitExporter& exporter, SchemaManager*
 LogRateLimit& SchemaManagerPath::field_set_limit() const {
   static LogRateLimit limit;
   return limit;
+}
+
+void SchemaManagerPath::on_schemas_block(FieldSet* field_set) {
+  if (field_set && manager_) field_set->updateWithNewSchemas_kix(manager_);
 }
 
 // Asked for every block: a schema file that arrives late counts from the next block on.

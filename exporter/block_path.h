@@ -19,6 +19,8 @@ class BlockPath {
   virtual const char* name() const = 0;
   // The process-wide limit of this path's "field_set_ is not set" message.
   virtual LogRateLimit& field_set_limit() const = 0;
+  // A schemas block has become the page's last one; `field_set`, which may be null, knows it.
+  virtual void on_schemas_block(FieldSet* field_set) = 0;
   // The counter set for the counters block at hand; a null set when there is none.
   virtual BoundCounterSet counter_set() = 0;
 };
@@ -30,6 +32,8 @@ class TypeSystemPath final : public BlockPath {
 
   const char* name() const override { return "exportVekDataPage"; }
   LogRateLimit& field_set_limit() const override;
+  // All schemas of the type system were bound when the page began.
+  void on_schemas_block(FieldSet*) override {}
   BoundCounterSet counter_set() override { return counters_; }
 
  private:
@@ -43,6 +47,7 @@ class SchemaManagerPath final : public BlockPath {
 
   const char* name() const override { return "exportVekDataPage_kix"; }
   LogRateLimit& field_set_limit() const override;
+  void on_schemas_block(FieldSet* field_set) override;
   BoundCounterSet counter_set() override;
 
  private:

@@ -26,12 +26,6 @@ void FluentBitExporter::freeCounterSets() {
 
 void FluentBitExporter::freeCounterSet() { counter_set_ = nullptr; }
 
-void FluentBitExporter::updateSetsWithTypeSystem(const vek_type_system_t* type_system) {
-  if (!type_system || !type_system->counters_schema) return;
-  if (vek_counters_schema_number_of_counters(type_system->counters_schema) == 0) return;
-  createCounterSet(type_system->counters_schema, counterset_file_);
-}
-
 void FluentBitExporter::exportCountersBlock(const PageView& page, Bytes block, BlockPath& path) {
   static LogRateLimit too_short;
   const BoundCounterSet counters = path.counter_set();
@@ -51,7 +45,7 @@ void FluentBitExporter::exportCountersBlock(const PageView& page, Bytes block, B
   RecordBuffer record;
   vek_counter_block_to_msgpack_filtered(record.get(), block.data(), counters.set,
                                         page.source_id.data(), layout());
-  send(*record);
+  send(record.get()->data, record.get()->size);
 }
 
 }  // namespace vek

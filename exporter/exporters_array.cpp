@@ -18,6 +18,7 @@ void configure(FluentBitExporter& exporter, const fluentbit_exporter_config_t& c
   if (config.source_tag_list && config.source_tag_list->count > 0) {
     exporter.setSourceTagList(config.source_tag_list);
   }
+  exporter.createFieldSet(nullptr, config.fieldset);
   exporter.OpenDumpFile();
 }
 

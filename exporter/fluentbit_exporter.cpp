@@ -60,6 +60,16 @@ FluentBitExporter::~FluentBitExporter() {
     dlclose(api_.handle);
   }
   msgpack_data_layout_.reset();
+  freeFieldSet();
+}
+
+void FluentBitExporter::updateSetsWithTypeSystem(const vek_type_system_t* type_system) {
+  if (!type_system) return;
+  const vek_counters_schema_t* const counters = type_system->counters_schema;
+  if (counters && vek_counters_schema_number_of_counters(counters) != 0) {
+    createCounterSet(counters, counterset_file_);
+  }
+  if (type_system->num_schemas != 0) createFieldSet(type_system, fieldset_file_);
 }
 
 const char* FluentBitExporter::layout() const {

@@ -14,6 +14,7 @@
 #include <msgpack.h>
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -25,14 +26,18 @@
 #include "data/type_system.h"
 #include "exporter/counter_set_cache.h"
 #include "exporter/raw_msgpack_api.h"
+#include "field_set/field_set.h"
 #include "utils/export.h"
 #include "utils/export_parameters.h"
+#include "utils/msgpack_buffer.h"
 #include "utils/owned.h"
 #include "utils/string_array.h"
 
 namespace vek {
 
 class BlockPath;
+class BlockWalk;
+struct BlockRecord;
 
 class VEK_API FluentBitExporter {
  public:
@@ -81,6 +86,12 @@ class VEK_API FluentBitExporter {
   void freeCounterSets();
   // Leaves no counter set in use; the sets themselves stay cached.
   void freeCounterSet();
+
+  // Makes the field set from the file on the first call, and binds the type system's schemas to it
+  // on every call; either may be null. Without a field set (its file cannot be opened) pages with
+  // events are refused, so that nothing leaves that the operator meant to filter.
+  void createFieldSet(const vek_type_system_t* type_system, const char* fieldset_file);
+  void freeFieldSet() { field_set_.reset(); }
   void updateSetsWithTypeSystem(const vek_type_system_t* type_system);
 
  private:
@@ -96,8 +107,12 @@ class VEK_API FluentBitExporter {
   bool exportOverSchemaManager(const PageView& page, SchemaManager* schema_manager);
   bool exportBlocks(const PageView& page, BlockPath& path);
   void exportCountersBlock(const PageView& page, Bytes block, BlockPath& path);
-  bool exportEventsBlock(const BlockPath& path);
-  void send(const msgpack_sbuffer& record);
+  void takeSchemasBlock(const BlockRecord& record, BlockWalk& walk, BlockPath& path);
+  bool exportEventsBlock(const PageView& page, const BlockRecord& record, BlockWalk& walk,
+                         const BlockPath& path);
+  void packEvents(const EventPlan& plan, const vek_event_header_t& header, Bytes events,
+                  const char* source);
+  void send(const void* record, size_t size);
 
   CString plugin_name_;
   CString host_;
@@ -116,6 +131,8 @@ class VEK_API FluentBitExporter {
   const char* counterset_file_ = nullptr;  // borrowed
   CounterSetCache csets_;
   const char* fieldset_file_ = nullptr;  // borrowed
+  std::unique_ptr<FieldSet> field_set_;
+  MsgpackBuffer event_record_;  // of the event at hand; kept for its memory
   bool custom_layout_allowed_ = false;
   bool batch_mode_ = false;
 };

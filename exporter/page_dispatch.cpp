@@ -77,6 +77,8 @@ bool FluentBitExporter::exportBlocks(const PageView& page, BlockPath& path) {
   }
   BlockWalk walk(page);
   BlockRecord record;
+  // A schemas block belongs to its page.
+  if (field_set_) field_set_->SaveLastSchemaBlock(nullptr);
   while (walk.current(record)) {
     switch (record.type) {
       case VEK_COUNTERS_BLOCK:
@@ -84,10 +86,10 @@ bool FluentBitExporter::exportBlocks(const PageView& page, BlockPath& path) {
         walk.end_block();
         break;
       case VEK_EVENTS_BLOCK:
-        if (!exportEventsBlock(path)) return false;
+        if (!exportEventsBlock(page, record, walk, path)) return false;
         break;
       case VEK_SCHEMAS_BLOCK:
-        walk.advance_schemas_block(record);
+        takeSchemasBlock(record, walk, path);
         break;
       default:
         walk.end_block();
@@ -98,10 +100,8 @@ bool FluentBitExporter::exportBlocks(const PageView& page, BlockPath& path) {
 }
 
 // The engine's answer is not looked at: it keeps its own books.
-void FluentBitExporter::send(const msgpack_sbuffer& record) {
-  if (record.size > 0 && api_.add_data && flb_ctx_) {
-    api_.add_data(flb_ctx_, record.data, record.size);
-  }
+void FluentBitExporter::send(const void* record, size_t size) {
+  if (size > 0 && api_.add_data && flb_ctx_) api_.add_data(flb_ctx_, record, size);
 }
 
 }  // namespace vek

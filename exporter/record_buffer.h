@@ -14,7 +14,6 @@ class RecordBuffer {
   RecordBuffer& operator=(const RecordBuffer&) = delete;
 
   msgpack_sbuffer* get() { return &buffer_; }
-  const msgpack_sbuffer& operator*() const { return buffer_; }
 
  private:
   msgpack_sbuffer buffer_;

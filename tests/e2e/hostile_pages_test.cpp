@@ -170,11 +170,25 @@ TEST_P(HostilePages, BlocksOfOtherKindsKeepTheOtherBlocks) {
 }
 
 TEST_P(HostilePages, EventsWithoutAFieldSetFailThePageBehindTheBlocksThatWereSent) {
+  TempDir config;
+  config.write("a.exp", "plugin_name = stdout\nfieldset = " + config.file("missing.fset") + "\n");
+  exporters_ = std::make_unique<Exporters>(config.path());
+  exporters_->connect();
   PageWriter writer = provider_.page("lab", "", kBlock);
   writer.counters_block(Provider::kTime, Provider::values(1));
   writer.next_block();
   writer.events_block(Provider::kTime, 0, 0, 255, {});
+  writer.next_block();
+  writer.counters_block(Provider::kTime, Provider::values(2));
   EXPECT_THAT(sent(writer.finish()), ElementsAre(record(1)));
+}
+
+TEST_P(HostilePages, EventsOfUnknownSchemasKeepTheOtherBlocks) {
+  PageWriter writer = provider_.page("lab", "", kBlock);
+  writer.events_block(Provider::kTime, 0, 0, 255, {});
+  writer.next_block();
+  writer.counters_block(Provider::kTime, Provider::values(2));
+  EXPECT_THAT(sent(writer.finish()), ElementsAre(record(2)));
 }
 
 }  // namespace
