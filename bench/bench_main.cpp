@@ -12,8 +12,8 @@
 int main(int argc, char** argv) {
   std::vector<std::string> defaults = {
       argv[0],
-      "--benchmark_repetitions=15",
-      "--benchmark_min_time=0.03",
+      "--benchmark_repetitions=11",
+      "--benchmark_min_time=0.02",
       "--benchmark_enable_random_interleaving=true",
       "--benchmark_report_aggregates_only=true",
   };

@@ -9,6 +9,7 @@
 
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace vek::bench {
@@ -28,13 +29,16 @@ class SummaryReporter : public benchmark::ConsoleReporter {
   };
   using Variants = std::map<std::string, Figures>;
 
-  // Shorter names first, so that 100 comes before 1000; random interleaving leaves no other order.
-  struct ByLength {
+  // "a/100" before "a/1000", and both before "b/10"; random interleaving leaves no other order.
+  struct ByNameAndNumber {
     bool operator()(const std::string& a, const std::string& b) const {
+      const std::string_view a_name = std::string_view(a).substr(0, a.rfind('/'));
+      const std::string_view b_name = std::string_view(b).substr(0, b.rfind('/'));
+      if (a_name != b_name) return a_name < b_name;
       return a.size() != b.size() ? a.size() < b.size() : a < b;
     }
   };
-  std::map<std::string, Variants, ByLength> cases_;
+  std::map<std::string, Variants, ByNameAndNumber> cases_;
 };
 
 }  // namespace vek::bench
