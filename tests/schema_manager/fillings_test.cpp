@@ -112,7 +112,9 @@ TEST_P(Fillings, KnowNoTypeOfAMissingPiece) {
 
 TEST_P(Fillings, NeverTakeAnUnsetIdentifierForASchemaWithoutDigest) {
   OwnedTypeSystem made(vek_create_type_system());
-  vek_reset_schema_id(addEvents(*made, "c", "uint64_t")->digest);
+  vek_schema_t* schema = addEvents(*made, "c", "uint64_t");
+  vek_reset_schema_id(schema->digest);
+  vek_schema_id_to_schema_string(schema->digest, schema->id_string);  // as an added schema starts
   vek_exporter_schema_manager_t record{};
   vek_exporter_schema_manager_from_type_system(made.get(), &record);
   const uint8_t unset[VEK_SCHEMA_ID_SIZE] = {};
