@@ -473,6 +473,17 @@ TEST_F(OwnTimestamp, IsNeverReadBeyondTheRecord) {
             R"("values":{"timestamp":7,"timestamp":8}})");
 }
 
+// A host that brings types of its own gets their place kept.
+TEST_F(Events, ShowValuesOfUnknownTypesAsZero) {
+  const uint8_t index = type("t", {{"v", "uint8_t"}});
+  vek_type_definition_t unknown = *schema_->types[index]->fields[0]->type;
+  unknown.id = 23;
+  schema_->types[index]->fields[0]->type = &unknown;
+  bind();
+  EXPECT_EQ(packed(index, {9}),
+            R"({"timestamp":1500000,"type":"events","type_name":"t","source":"src","v":"0"})");
+}
+
 TEST_F(Events, OfAManyFieldedTypeTakeALargerMapHeader) {
   const uint8_t small = type("s", {{"a", "uint8_t", 11}});
   const uint8_t index = type("t", {{"a", "uint8_t", 12}});

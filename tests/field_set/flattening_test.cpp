@@ -71,6 +71,19 @@ TEST_F(Flattening, RefusesOffsetsThatWrap) {
             "[FieldSet] type 't' is left without fields: its field 'i.x' lies outside the record");
 }
 
+// Wrapping could lead back into the record, to the wrong place.
+TEST_F(Flattening, RefusesElementsWhoseOffsetsWrap) {
+  type("inner", {{"x", "uint8_t"}});
+  const uint8_t index = type("t", {{"i", "inner", 2}});
+  field(index, 0).offset = UINT64_MAX;
+  field(index, 0).type_size = 1;
+  field(0, 0).offset = 1;
+  definition(0).size = 2;
+  EXPECT_EQ(refusal(index),
+            "[FieldSet] type 't' is left without fields: its field 'i.0.x' lies outside the "
+            "record");
+}
+
 TEST_F(Flattening, RefusesStridesThatWrap) {
   const uint8_t index = type("t", {{"a", "uint32_t", 3}});
   field(index, 0).type_size = UINT64_MAX / 2;
