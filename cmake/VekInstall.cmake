@@ -5,10 +5,13 @@ set(VEK_MODULE_DIR "${CMAKE_INSTALL_LIBDIR}/vekora")
 install(TARGETS fluentbit_exporter raw_msgpack_api LIBRARY DESTINATION "${VEK_MODULE_DIR}"
         NAMELINK_SKIP COMPONENT runtime)
 install(TARGETS vektool RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT tools)
-foreach(folder utils json data counters schema_manager field_set exporter raw_msgpack_api)
-  file(GLOB headers "${PROJECT_SOURCE_DIR}/${folder}/*.h")
-  install(FILES ${headers} DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/vekora/${folder}"
-          COMPONENT development)
+file(STRINGS "${PROJECT_SOURCE_DIR}/cmake/public_headers.txt" VEK_PUBLIC_HEADERS)
+set_property(DIRECTORY "${PROJECT_SOURCE_DIR}" APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS
+             "${PROJECT_SOURCE_DIR}/cmake/public_headers.txt")
+foreach(header IN LISTS VEK_PUBLIC_HEADERS)
+  get_filename_component(folder "${header}" DIRECTORY)
+  install(FILES "${PROJECT_SOURCE_DIR}/${header}"
+          DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/vekora/${folder}" COMPONENT development)
 endforeach()
 
 configure_file("${PROJECT_SOURCE_DIR}/cmake/vekora-fluentbit-exporter.pc.in"
