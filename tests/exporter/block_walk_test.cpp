@@ -90,7 +90,7 @@ TEST_F(Walk, TakesAHugeBlockSizeAsOneBlock) {
 
 TEST_F(Walk, FindsNothingInBlocksTooSmallForARecord) {
   Image image = threeBlocks();
-  for (const uint64_t size : {1, 2, 3, 4}) {
+  for (const uint64_t size : {1u, 2u, 3u, 4u}) {
     headerOf(image).block_size = size;
     EXPECT_THAT(walk(image), IsEmpty()) << size;
   }
@@ -122,7 +122,7 @@ TEST_F(Walk, EndsAtTotalWhateverFilledClaims) {
 }
 
 TEST_F(Walk, PassesOverFewerThanFiveBytes) {
-  for (const size_t left : {1, 2, 3, 4, 5, 6}) {
+  for (const size_t left : {1u, 2u, 3u, 4u, 5u, 6u}) {
     PageWriter writer("s", "");
     writer.raw(schemasRecord(16, 16));
     writer.raw(record('D', left));

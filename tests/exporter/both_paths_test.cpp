@@ -71,7 +71,7 @@ TEST_P(BothPaths, RefuseAPageOfItsHeaderAlone) {
 }
 
 TEST_P(BothPaths, RefuseAPageWhoseSizesLieBelowItsHeader) {
-  for (const uint64_t size : {0, 16, 719, 720}) {
+  for (const uint64_t size : {0u, 16u, 719u, 720u}) {
     Image image = countersPage();
     headerOf(image).filled = size;
     EXPECT_FALSE(exportPage(image, record())) << size;
