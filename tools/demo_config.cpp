@@ -39,10 +39,55 @@ firmware=^firmware_version$
 port_state
 )";
 
+constexpr char kNoCounters[] =
+    R"(# A rule that no counter meets: pages with counters and events give events only.
+^(no counter)$
+)";
+
+constexpr char kNoEvents[] =
+    R"(# Exclusions alone select nothing: pages with counters and events give counters only.
+-events
+)";
+
+constexpr char kFieldSet[] =
+    R"(# Which types of events leave, which of their fields, and under which names. A section names types;
+# each line in it is a rule such as "+a+b-c" (has a, has b, has no c), "^" and "$" anchor a name.
+# Types without a section stay here; a section without a rule takes every field of its types.
+# (A comment stands on a line of its own: blanks before a "#" would belong to the rule.)
+
+[link_state_change]
+# "alias=rule" adds the field a second time, under the alias; as port_guid it is hexadecimal.
+port_guid=^port.guid$
+^port.number$
+^up$
+reason
+meta_field_alias:timestamp=reported_at_us
+
+# Four ports come as ports.0 to ports.3.
+[alarm]
+ports-ports.2-ports.3
+code
+severity
+value
+message
+
+# A type whose name begins so; its empty texts are left out.
+[kelvra_smi_event*]
++e-driver
+^power_watts$
+
+# Lines for several types at once; process_start has no rule and leaves whole.
+[link_state_change,alarm,process_start,kelvra_smi_event*]
+meta_field_add:site=lab1
+)";
+
 std::string all_counters(const std::string& dir) {
   return "# Every counter of every page, one JSON line a record.\n"
          "name = all-counters\n"
          "enable = 1\n"
+         "fieldset = " +
+         dir +
+         "/config/no-events.fset\n"
          "plugin_name = file\n"
          "plugin_path = " +
          dir +
@@ -70,6 +115,25 @@ std::string port_traffic(const std::string& dir) {
          "plugin_format = json\n";
 }
 
+std::string events(const std::string& dir) {
+  return "# Events, chosen and renamed, and no counters.\n"
+         "name = events\n"
+         "enable = 1\n"
+         "source_tag = events,core\n"
+         "counterset = " +
+         dir +
+         "/config/no-counters.cset\n"
+         "fieldset = " +
+         dir +
+         "/config/events.fset\n"
+         "plugin_name = file\n"
+         "plugin_path = " +
+         dir +
+         "/records\n"
+         "plugin_file = events.json\n"
+         "plugin_format = json\n";
+}
+
 }  // namespace
 
 std::vector<DemoFile> demo_config_files(const std::string& dir) {
@@ -77,6 +141,10 @@ std::vector<DemoFile> demo_config_files(const std::string& dir) {
       {"config/all-counters.exp", all_counters(dir)},
       {"config/port-traffic.exp", port_traffic(dir)},
       {"config/port-traffic.cset", kCounterSet},
+      {"config/events.exp", events(dir)},
+      {"config/events.fset", kFieldSet},
+      {"config/no-counters.cset", kNoCounters},
+      {"config/no-events.fset", kNoEvents},
   };
 }
 

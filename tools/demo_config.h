@@ -1,4 +1,4 @@
-// The configuration of the demonstration: two destinations, one with a counter-set file.
+// The configuration of the demonstration: three destinations, counter-set and field-set files.
 #ifndef VEK_TOOLS_DEMO_CONFIG_H
 #define VEK_TOOLS_DEMO_CONFIG_H
 

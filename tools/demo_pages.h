@@ -1,4 +1,5 @@
-// The pages of the demonstration data: five devices, a sample a second each.
+// The pages of the demonstration data: five devices, a sample a second each, one of which adds
+// events to its pages, and a manager that reports events only.
 #ifndef VEK_TOOLS_DEMO_PAGES_H
 #define VEK_TOOLS_DEMO_PAGES_H
 
@@ -7,17 +8,27 @@
 #include <vector>
 
 #include "data/page_writer.h"
+#include "tools/demo_event_source.h"
 #include "tools/demo_source.h"
 
 namespace vek::tools {
 
 struct DemoDevice {
   std::string_view source_id;
-  std::string_view tag;  // empty: an agent that knows no tags
-  uint32_t samples_per_page;
+  std::string_view tag;            // empty: an agent that knows no tags
+  uint32_t samples_per_page;       // 0: it has no counters
+  uint32_t event_blocks_per_page;  // behind the samples
 };
 
-// The devices, in the order in which their samples are taken within a second.
+// What the pages are made by; all borrowed.
+struct DemoSchemas {
+  const std::vector<DemoGroup>& groups;
+  const vek_counters_schema_t& counters;  // of `groups`
+  const uint8_t* counters_id;             // 16 bytes
+  const vek_type_system_t& type_system;   // holds the events schemas
+};
+
+// The devices, in the order in which they have their turns within a second.
 const std::vector<DemoDevice>& demo_devices();
 
 class DemoPages {
@@ -25,31 +36,35 @@ class DemoPages {
   // Microseconds since the epoch of the first sample: 2026-01-01 00:00:00 UTC.
   static constexpr uint64_t kStartUs = 1'767'225'600'000'000;
 
-  // `schema_id` is the 16-byte identifier of `schema`; all arguments are borrowed.
-  DemoPages(uint64_t seed, const std::vector<DemoGroup>& groups,
-            const vek_counters_schema_t& schema, const uint8_t* schema_id);
+  DemoPages(uint64_t seed, const DemoSchemas& schemas);
 
   // The next page image; pages are in the order of their last samples.
   std::vector<uint8_t> next();
-  uint64_t records() const { return records_; }  // counters blocks in the pages so far
+  // In the pages so far:
+  uint64_t samples() const { return samples_; }  // counters blocks
+  uint64_t events() const { return events_; }
 
  private:
   struct Agent {
     const DemoDevice* device;
     DemoSource source;
+    DemoEventSource event_source;
     PageWriter page;
     uint32_t samples;  // in `page`
   };
 
   PageWriter new_page(const DemoDevice& device) const;
-  bool sample(Agent& agent, uint64_t time_us);  // true when its page is complete
+  void sample(Agent& agent, uint64_t time_us);
+  void report(Agent& agent, uint64_t time_us);
 
-  const uint8_t* schema_id_;
+  const uint8_t* counters_id_;
+  std::vector<std::vector<uint8_t>> event_schema_ids_;
   uint64_t block_size_;
   std::vector<Agent> agents_;
-  size_t turn_ = 0;      // the agent whose sample is next
+  size_t turn_ = 0;      // the agent whose turn is next
   uint64_t second_ = 0;  // since the start
-  uint64_t records_ = 0;
+  uint64_t samples_ = 0;
+  uint64_t events_ = 0;
 };
 
 }  // namespace vek::tools

@@ -62,9 +62,7 @@ void DemoSource::write(Slot& slot) {
     case DemoBehaviour::kFlags:
       return put(slot, flags(slot));
     case DemoBehaviour::kGuid:
-      // Locally administered, so that no maker's real device bears it.
-      return put(slot, uint64_t{0x0200'5eff'fe00'0000} + uint64_t{number_} * 16 +
-                           static_cast<uint64_t>(level));
+      return put(slot, demo_guid(number_, static_cast<uint64_t>(level)));
     case DemoBehaviour::kFirmware:
     case DemoBehaviour::kSerial:
       return write_text(slot);

@@ -14,6 +14,12 @@
 
 namespace vek::tools {
 
+// The identifier of a device's port; of the device itself for port 0. Locally administered, so that
+// no maker's real device bears it.
+constexpr uint64_t demo_guid(uint32_t device, uint64_t port) {
+  return uint64_t{0x0200'5eff'fe00'0000} + uint64_t{device} * 16 + port;
+}
+
 class DemoSource {
  public:
   // `schema` is the schema of `groups`; both are borrowed.
