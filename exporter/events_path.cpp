@@ -1,5 +1,6 @@
 // Events: the field set of an exporter, and an events block on its way out.
 #include <algorithm>
+#include <cstring>
 
 #include "exporter/block_path.h"
 #include "exporter/block_walk.h"
@@ -52,10 +53,14 @@ void FluentBitExporter::createFieldSet(const vek_type_system_t* type_system,
 void FluentBitExporter::takeSchemasBlock(const BlockRecord& record, BlockWalk& walk,
                                          BlockPath& path) {
   if (!walk.advance_schemas_block(record)) return;
+  // A copy: a producer that still writes the page could make the block longer than it was checked
+  // to be. What lies behind the entries that can be addressed is left out.
   const Bytes block = walk.last_schemas_block();
-  if (field_set_) {
-    field_set_->SaveLastSchemaBlock(reinterpret_cast<const vek_schema_block_t*>(block.data()));
-  }
+  const size_t size = std::min(block.size(), sizeof last_schemas_block_);
+  last_schemas_block_ = {};
+  std::memcpy(&last_schemas_block_, block.data(), size);
+  last_schemas_block_.length = static_cast<uint16_t>(size);
+  if (field_set_) field_set_->SaveLastSchemaBlock(&last_schemas_block_);
   path.on_schemas_block(field_set_.get());
 }
 

@@ -132,7 +132,8 @@ class VEK_API FluentBitExporter {
   CounterSetCache csets_;
   const char* fieldset_file_ = nullptr;  // borrowed
   std::unique_ptr<FieldSet> field_set_;
-  MsgpackBuffer event_record_;  // of the event at hand; kept for its memory
+  vek_schema_block_t last_schemas_block_{};  // of the page at hand
+  MsgpackBuffer event_record_;               // of the event at hand; kept for its memory
   bool custom_layout_allowed_ = false;
   bool batch_mode_ = false;
 };
