@@ -4,6 +4,7 @@
 #include <sstream>
 
 #include "counters/counters_msgpack.h"
+#include "data/opaque_events_writer.h"
 #include "data/page_view.h"
 #include "data/page_writer.h"
 #include "tests/support/msgpack_json.h"
@@ -122,6 +123,23 @@ TEST(FormatRecords, TheRecordExamplesAreWhatThePageBecomes) {
     EXPECT_EQ(test::to_hex(out.data, out.size), test::to_hex(dumps[i])) << layouts[i];
     std::free(out.data);
   }
+}
+
+TEST(FormatOpaqueEvents, TheExampleIsWhatTheWriterWrites) {
+  const std::vector<Dump> dumps = dumps_of("opaque_events.md");
+  ASSERT_EQ(dumps.size(), 1u);
+  OpaqueEventsWriter writer({.source_id = "leaf01",
+                             .tag = "hall_a",
+                             .app_id = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16},
+                             .event_size = 64,
+                             .timestamp_us = kTime});
+  const std::string payload = "telemetry, in pieces";
+  ASSERT_TRUE(
+      writer.extended(7, {5, 6}, {{"fmt", "txt"}},
+                      Bytes(reinterpret_cast<const uint8_t*>(payload.data()), payload.size())));
+  const std::vector<Dump> pages = writer.take_pages();
+  ASSERT_EQ(pages.size(), 1u);
+  EXPECT_EQ(test::to_hex(Bytes(pages[0]).subspan(720)), test::to_hex(dumps[0]));
 }
 
 }  // namespace
