@@ -42,6 +42,7 @@ FluentBitExporter::FluentBitExporter()
       host_(copyOf("localhost")),
       fluent_bit_checks_(readChecks()) {
   api_ = loadRawMsgpackApi();
+  if (api_.handle) StartOpaqueProcessing();
 }
 
 FluentBitExporter::~FluentBitExporter() {
@@ -60,6 +61,7 @@ FluentBitExporter::~FluentBitExporter() {
     dlclose(api_.handle);
   }
   msgpack_data_layout_.reset();
+  opaque_extractor_.reset();
   freeFieldSet();
 }
 

@@ -22,6 +22,7 @@
 #include "data/byte_reader.h"
 #include "data/data_page.h"
 #include "data/exporter_schema_manager.h"
+#include "data/opaque_events_extractor.h"
 #include "data/page_view.h"
 #include "data/type_system.h"
 #include "exporter/counter_set_cache.h"
@@ -80,6 +81,15 @@ class VEK_API FluentBitExporter {
   bool exportDictionaryDataPage(const vek_data_page_t* page,
                                 const vek_exporter_schema_manager_t* schema_manager);
 
+  // Called once the library is loaded. Without an extractor pages of opaque events fail.
+  bool StartOpaqueProcessing();
+  // Sends one complete opaque event as it stands; the recipient is the exporter.
+  static bool ProcessOpaqueEventClb(vek_opaque_events_extractor_recipient_ctx* recipient,
+                                    const char* source_id, const char* tag,
+                                    const vek_custom_options* options, const unsigned char* app_id,
+                                    unsigned long first_word, unsigned long second_word,
+                                    const void* data, unsigned int size);
+
   // The counter set of a schema's identifier, kept from the first call on; null for a null schema.
   vek_counter_set_t* getCset(const vek_counters_schema_t* schema, const char* counterset_file);
   void createCounterSet(const vek_counters_schema_t* schema, const char* counterset_file);
@@ -136,6 +146,7 @@ class VEK_API FluentBitExporter {
   MsgpackBuffer event_record_;               // of the event at hand; kept for its memory
   bool custom_layout_allowed_ = false;
   bool batch_mode_ = false;
+  Owned<vek_opaque_events_extractor_t, vek_opaque_events_extractor_delete> opaque_extractor_;
 };
 
 }  // namespace vek
