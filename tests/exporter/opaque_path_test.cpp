@@ -31,7 +31,7 @@ class OpaquePath : public PageTest {
 
   static OpaqueEventsWriter writerOf(const std::array<uint8_t, 16>& app) {
     return OpaqueEventsWriter(
-        {.source_id = "agg", .tag = "fluent_aggr", .app_id = app, .event_size = 60});
+        {.source_id = "agg", .tag = "fluent_aggr", .app_id = app, .event_size = 70});
   }
   bool exportAll(OpaqueEventsWriter& writer) {
     bool all = true;

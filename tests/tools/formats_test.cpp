@@ -7,6 +7,8 @@
 #include "data/opaque_events_writer.h"
 #include "data/page_view.h"
 #include "data/page_writer.h"
+#include "data/type_system.h"
+#include "field_set/field_set.h"
 #include "tests/support/msgpack_json.h"
 #include "tests/support/temp_dir.h"
 #include "utils/owned.h"
@@ -108,8 +110,9 @@ TEST(FormatPages, ThePageExampleReadsAsItIsDescribed) {
 }
 
 TEST(FormatRecords, TheRecordExamplesAreWhatThePageBecomes) {
-  const std::vector<Dump> dumps = dumps_of("records.md");
-  ASSERT_EQ(dumps.size(), 2u);
+  std::vector<Dump> dumps = dumps_of("records.md");
+  ASSERT_EQ(dumps.size(), 4u);
+  dumps.resize(2);  // the others are of events
   const Owned<vek_counters_schema_t, vek_destroy_counters_schema> schema(
       vek_counters_schema_deserialize(kSchema));
   ASSERT_NE(schema, nullptr);
@@ -140,6 +143,39 @@ TEST(FormatOpaqueEvents, TheExampleIsWhatTheWriterWrites) {
   const std::vector<Dump> pages = writer.take_pages();
   ASSERT_EQ(pages.size(), 1u);
   EXPECT_EQ(test::to_hex(Bytes(pages[0]).subspan(720)), test::to_hex(dumps[0]));
+}
+
+TEST(FormatRecords, TheEventExamplesAreWhatThePagesEventBecomes) {
+  const std::vector<Dump> dumps = dumps_of("records.md");
+  ASSERT_EQ(dumps.size(), 4u);
+  const Owned<vek_type_system_t, vek_destroy_type_system> types(vek_create_type_system());
+  vek_schema_t* schema = vek_type_system_add_schema(types.get(), "provider", 1, nullptr);
+  const vek_type_field_info_t fields[] = {{"port", "", "uint32_t", VEK_VALUE_ABSOLUTE, 1},
+                                          {"up", "", "bool", VEK_VALUE_ABSOLUTE, 1},
+                                          {"retries", "", "uint8_t", VEK_VALUE_ABSOLUTE, 1}};
+  for (const char* name : {"a", "b", "c", "link_state_change"}) {
+    ASSERT_EQ(vek_schema_add_type(schema, name, fields, 3, nullptr), 0);
+  }
+  vek_type_system_update_md5_hashes(types.get());
+  FieldSet set;
+  ASSERT_TRUE(set.initializeFromFile(types.get(), nullptr));
+
+  PageWriter page("", "");
+  const std::vector<Dump> ids{identifier(true), Dump(schema->digest, schema->digest + 16)};
+  page.schemas_block(ids);
+  const Dump image = page.finish();
+  set.SaveLastSchemaBlock(reinterpret_cast<const vek_schema_block_t*>(image.data() + 720));
+  const Dump block = dumps_of("page.md").at(2);
+  vek_event_header_t header;
+  ASSERT_GE(block.size(), sizeof(header) + 6);
+  std::memcpy(&header, block.data(), sizeof(header));
+  const char* layouts[] = {"flb_std", "custom"};
+  for (size_t i = 0; i < std::size(layouts); ++i) {
+    msgpack_sbuffer out{};
+    set.MsgPackToSimpleBuffer(&out, block.data() + sizeof(header), &header, "leaf01", layouts[i]);
+    EXPECT_EQ(test::to_hex(out.data, out.size), test::to_hex(dumps[2 + i])) << layouts[i];
+    std::free(out.data);
+  }
 }
 
 }  // namespace

@@ -8,7 +8,10 @@
 #include "counters/counter_set.h"
 #include "data/md5.h"
 #include "data/type_system.h"
+#include "exporter/block_walk.h"
+#include "field_set/field_set.h"
 #include "json/json_owned.h"
+#include "schema_manager/schema_manager.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/temp_dir.h"
 #include "tests/tools/tool_runner.h"
@@ -26,6 +29,7 @@ using test::run_tool;
 using test::TempDir;
 
 namespace fs = std::filesystem;
+using TypeSystem = Owned<vek_type_system_t, vek_destroy_type_system>;
 using Schema = Owned<vek_counters_schema_t, vek_destroy_counters_schema>;
 
 class GenerateTest : public testing::Test {
@@ -47,9 +51,16 @@ class GenerateTest : public testing::Test {
     return contents;
   }
 
+  // The file of the counters schema; the others are of events.
   static std::string schema_path(const std::string& dir) {
-    for (const auto& entry : fs::directory_iterator(dir + "/schemas")) return entry.path();
+    for (const auto& entry : fs::directory_iterator(dir + "/schemas")) {
+      if (read_file(entry.path()).find("counter_groups") != std::string::npos) return entry.path();
+    }
     return {};
+  }
+
+  static TypeSystem type_system(const std::string& dir) {
+    return TypeSystem(vek_type_system_deserialize(read_file(dir + "/type_system.json").c_str()));
   }
 
   TempDir dir_;
@@ -82,13 +93,25 @@ TEST_F(GenerateTest, PagesDoNotDependOnTheDirectoryAndFewerAreAPrefix) {
   EXPECT_EQ(many.substr(0, few.size()), few);
 }
 
-TEST_F(GenerateTest, TheSchemaFileIsNamedAfterItsMd5) {
+TEST_F(GenerateTest, EverySchemaFileIsNamedAfterItsMd5) {
+  const std::string out = make("d");
+  std::array<uint8_t, 16> digest{};
+  int schemas = 0;
+  for (const auto& entry : fs::directory_iterator(out + "/schemas")) {
+    std::array<char, 33> text{};
+    ASSERT_TRUE(
+        vek_get_schema_id_from_pretty_json_string(read_file(entry.path()).c_str(), digest.data()));
+    vek_schema_id_to_schema_string(digest.data(), text.data());
+    EXPECT_EQ(entry.path().filename(), std::string("schema_") + text.data() + ".json");
+    ++schemas;
+  }
+  EXPECT_EQ(schemas, 3);
+}
+
+TEST_F(GenerateTest, TheCountersSchemaLoadsByItsIdentifier) {
   const std::string path = schema_path(make("d"));
   std::array<uint8_t, 16> digest{};
-  std::array<char, 33> text{};
   ASSERT_TRUE(vek_get_schema_id_from_pretty_json_string(read_file(path).c_str(), digest.data()));
-  vek_schema_id_to_schema_string(digest.data(), text.data());
-  EXPECT_EQ(fs::path(path).filename(), std::string("schema_") + text.data() + ".json");
 
   const Schema schema(
       vek_counters_load_schema_from_dir(digest.data(), (dir_.file("d") + "/schemas").c_str()));
@@ -100,11 +123,31 @@ TEST_F(GenerateTest, TheSchemaFileIsNamedAfterItsMd5) {
 
 TEST_F(GenerateTest, TheTypeSystemHoldsTheSameSchema) {
   const std::string out = make("d");
-  const Owned<vek_type_system_t, vek_destroy_type_system> type_system(
-      vek_type_system_deserialize(read_file(out + "/type_system.json").c_str()));
-  ASSERT_NE(type_system, nullptr);
-  const JsonText text(vek_counters_schema_serialize(type_system->counters_schema));
+  const TypeSystem document = type_system(out);
+  ASSERT_NE(document, nullptr);
+  const JsonText text(vek_counters_schema_serialize(document->counters_schema));
   EXPECT_EQ(std::string(text.get()), read_file(schema_path(out)));
+}
+
+// A document's schemas get the digest of their element, a file's the digest of its content written
+// again. Pages carry one identifier, so all of them must agree.
+TEST_F(GenerateTest, EventsSchemasHaveOneIdentifierHoweverTheyAreRead) {
+  const std::string out = make("d");
+  const TypeSystem document = type_system(out);
+  ASSERT_NE(document, nullptr);
+  ASSERT_EQ(document->num_schemas, 2);
+  SchemaManager manager;
+  manager.setSchemaDir(out + "/schemas");
+  for (uint8_t i = 0; i < document->num_schemas; ++i) {
+    const vek_schema_t& in_document = *document->schemas[i];
+    const data::SchemaId id(in_document.digest);
+    EXPECT_TRUE(fs::exists(out + "/schemas/schema_" + id.str() + ".json")) << id.str();
+    const std::shared_ptr<vek_schema_t> in_file = manager.getEventsSchema(id);
+    ASSERT_NE(in_file, nullptr);
+    EXPECT_EQ(data::SchemaId(in_file->digest).str(), id.str());
+    EXPECT_STREQ(in_file->provider_name, in_document.provider_name);
+    EXPECT_EQ(in_file->num_types, in_document.num_types);
+  }
 }
 
 TEST_F(GenerateTest, TheSchemaHasAHundredCountersOfEveryKindInThreeGroups) {
@@ -148,10 +191,112 @@ TEST_F(GenerateTest, PagesComeFromSeveralSourcesSomeWithSeveralBlocksSomeWithout
   }
   EXPECT_EQ(result, PageFile::Result::kEnd) << file.problem();
   EXPECT_EQ(pages, 300);
-  EXPECT_EQ(sources.size(), 5u);
-  EXPECT_EQ(tags.size(), 4u);
+  EXPECT_EQ(sources.size(), 6u);
+  EXPECT_EQ(tags.size(), 5u);
   EXPECT_GT(tags[""], 10);
   EXPECT_GT(batches, 10);
+}
+
+// What the blocks of all pages are, found by the document's schemas.
+struct EventCensus {
+  std::map<std::string, int> events;  // by type
+  int pages_of_both = 0;              // with counters and events
+  int pages_of_events = 0;
+  int most_blocks = 0;  // events blocks of one page
+};
+
+void take_census(const vek_data_page_t& image, const vek_type_system_t& document,
+                 EventCensus& census) {
+  const PageView page(&image);
+  BlockWalk walk(page);
+  int counters = 0;
+  int blocks = 0;
+  BlockRecord record;
+  while (walk.current(record)) {
+    if (record.type == VEK_SCHEMAS_BLOCK) {
+      ASSERT_TRUE(walk.advance_schemas_block(record));
+      const Bytes ids = walk.last_schemas_block().subspan(VEK_BLOCK_HEADER_SIZE);
+      ASSERT_EQ(ids.size(), size_t{document.num_schemas} * VEK_SCHEMA_ID_SIZE);
+      for (uint8_t i = 0; i < document.num_schemas; ++i) {
+        ASSERT_EQ(std::memcmp(ids.data() + size_t{i} * VEK_SCHEMA_ID_SIZE,
+                              document.schemas[i]->digest, VEK_SCHEMA_ID_SIZE),
+                  0);
+      }
+    } else if (record.type == VEK_EVENTS_BLOCK) {
+      vek_event_header_t header;
+      ASSERT_TRUE(ByteReader(record.bytes).read(0, header));
+      ASSERT_LT(header.schema_index, document.num_schemas);
+      const vek_schema_t& schema = *document.schemas[header.schema_index];
+      ASSERT_LT(header.type_index, schema.num_types);
+      const vek_type_definition_t& type = *schema.types[header.type_index];
+      census.events[type.name] += header.count;
+      ++blocks;
+      const size_t length = sizeof(header) + header.count * type.size;
+      ASSERT_LE(length, record.bytes.size());
+      if (!walk.advance(length)) walk.end_block();
+    } else {
+      counters += record.type == VEK_COUNTERS_BLOCK;
+      walk.end_block();
+    }
+  }
+  census.pages_of_both += counters > 0 && blocks > 0;
+  census.pages_of_events += counters == 0 && blocks > 0;
+  census.most_blocks = std::max(census.most_blocks, blocks);
+}
+
+TEST_F(GenerateTest, EventsOfEveryTypeLieInPagesOfTheirOwnAndBesideCounters) {
+  const std::string out = make("d");
+  const TypeSystem document = type_system(out);
+  ASSERT_NE(document, nullptr);
+  PageFile file;
+  ASSERT_TRUE(file.open(out + "/pages.bin"));
+  EventCensus census;
+  while (file.next() == PageFile::Result::kPage) {
+    ASSERT_NO_FATAL_FAILURE(take_census(*file.page(), *document, census));
+  }
+  EXPECT_EQ(census.events.size(), 4u);
+  int events = 0;
+  for (const auto& [type, count] : census.events) {
+    EXPECT_GT(count, 20) << type;
+    events += count;
+  }
+  EXPECT_GT(census.pages_of_both, 10);
+  EXPECT_GT(census.pages_of_events, 20);
+  EXPECT_EQ(census.most_blocks, 4);
+  EXPECT_NE(result_.standard_output.find(", " + std::to_string(events) + " events, "),
+            std::string::npos)
+      << result_.standard_output;
+}
+
+std::vector<std::string> fields_that_leave(const FieldSet& set, const vek_schema_t* schema,
+                                           const DemoEventType& type) {
+  std::vector<std::string> names;
+  for (const field_t& field : set.getFields(schema, static_cast<uint8_t>(type.type))) {
+    if (!field.skip) names.emplace_back(field.name);
+  }
+  return names;
+}
+
+TEST_F(GenerateTest, TheFieldSetFileSelectsAndRenames) {
+  using Names = std::vector<std::string>;
+  const std::string out = make("d");
+  const TypeSystem document = type_system(out);
+  ASSERT_NE(document, nullptr);
+  const LogCapture log;
+  FieldSet set;
+  ASSERT_TRUE(set.initializeFromFile(document.get(), (out + "/config/events.fset").c_str()));
+  EXPECT_TRUE(log.errors().empty());
+  EXPECT_TRUE(log.warnings().empty());
+  const vek_schema_t* fabric = document->schemas[kAlarm.schema];
+  const vek_schema_t* host = document->schemas[kProcessStart.schema];
+  EXPECT_EQ(fields_that_leave(set, fabric, kLinkStateChange),
+            (Names{"port.guid", "port.number", "up", "reason"}));
+  EXPECT_EQ(fields_that_leave(set, fabric, kAlarm),
+            (Names{"code", "severity", "value", "ports.0", "ports.1", "message"}));
+  EXPECT_EQ(fields_that_leave(set, host, kProcessStart),
+            (Names{"started_at", "pid", "parent_pid", "user_id", "command"}));
+  EXPECT_EQ(fields_that_leave(set, host, kDeviceHealth),
+            (Names{"device", "temperature", "power_watts", "throttle_reason", "last_error"}));
 }
 
 TEST_F(GenerateTest, TheCounterSetFileSelectsAndRenames) {
@@ -188,6 +333,8 @@ TEST_F(GenerateTest, TheConfigurationNamesItsFilesByAbsolutePaths) {
   EXPECT_NE(exp.find("plugin_path = " + out + "/records\n"), std::string::npos);
   EXPECT_NE(exp.find("source_tag = hall_a,counters\n"), std::string::npos);
   EXPECT_EQ(read_file(out + "/config/all-counters.exp").find("counterset"), std::string::npos);
+  const std::string events = read_file(out + "/config/events.exp");
+  EXPECT_NE(events.find("fieldset = " + out + "/config/events.fset\n"), std::string::npos);
 }
 
 TEST_F(GenerateTest, RefusesADirectoryThatIsInUseUnlessForced) {

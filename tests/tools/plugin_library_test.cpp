@@ -41,8 +41,8 @@ TEST(PluginLibrary, GivesTheLoadersTextAndAdvice) {
 TEST(PluginLibrary, RefusesALibraryThatIsNoPlugin) {
   std::string problem;
   EXPECT_EQ(PluginLibrary::load(VEK_ENGINE_PATH, problem), nullptr);
-  EXPECT_EQ(problem, std::string(VEK_ENGINE_PATH) +
-                         ": is no exporter plug-in: it has no function vek_exporter_get_api");
+  EXPECT_STREQ(problem.c_str(),
+               VEK_ENGINE_PATH ": is no exporter plug-in: it has no function vek_exporter_get_api");
 }
 
 TEST(PluginLibrary, OpensTheBuiltPlugin) {

@@ -2,6 +2,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <map>
+#include <regex>
+#include <sstream>
 
 #include "tests/support/temp_dir.h"
 #include "tests/tools/tool_runner.h"
@@ -47,14 +50,21 @@ class ReplayDemoTest : public testing::Test {
 
 TempDir* ReplayDemoTest::demo_ = nullptr;
 
-TEST_F(ReplayDemoTest, DemonstrationRecordsReachBothDestinations) {
+TEST_F(ReplayDemoTest, DemonstrationRecordsReachEveryDestination) {
   const ChildResult result =
       run_tool(replay_words(demo("config"), {"--schema-dir", demo("schemas"), demo("pages.bin")}));
   ASSERT_EQ(result.exit_code, 0) << result.standard_error;
   EXPECT_EQ(result.standard_output, "");
   const std::string all = read_file(demo("records/all-counters.json"));
+  const std::string events = read_file(demo("records/events.json"));
   EXPECT_TRUE(
-      has(result.standard_error, "records offered     " + std::to_string(count_lines(all)) + "\n"));
+      has(result.standard_error,
+          "records offered     " + std::to_string(count_lines(all) + count_lines(events)) + "\n"));
+  EXPECT_FALSE(has(all, "\"type\":\"events\""));
+  EXPECT_FALSE(has(events, "\"type\":\"counters\""));
+  for (const char* problem : {"[error]", "[warning]"}) {
+    EXPECT_FALSE(has(result.standard_error, problem)) << result.standard_error;
+  }
   EXPECT_TRUE(has(all, "\"source\":\"spine01.core\""));
   EXPECT_TRUE(has(all, "\"firmware_version\":\"4.12."));
   EXPECT_TRUE(has(all, "\"port_guid\":\"0x2005efffe0000"));
@@ -69,6 +79,49 @@ TEST_F(ReplayDemoTest, DemonstrationRecordsReachBothDestinations) {
   EXPECT_FALSE(has(some, "hall-b"));
 }
 
+// What a line of events.json looks like, by type: its keys, in order, and what they hold.
+std::map<std::string, std::regex> shapes_of_events() {
+  const std::string head = R"re(\[[0-9.]+,\{"timestamp":([0-9]+),"type":"events","type_name":")re";
+  const std::string middle = R"re(","source":"(?:fabric-manager|spine01\.core)","site":"lab1",)re";
+  const std::string number = "-?[0-9]+(?:\\.[0-9]+)?(?:e-[0-9]+)?";
+  const std::string link =
+      head + R"re(link_state_change","source":"(0x2005efffe0000[0-9a-f]{2})",)re"
+             R"re("reported_at_us":\1,"port_guid":"\2","site":"lab1","port\.guid":[0-9]{18},)re"
+             R"re("port\.number":[0-9]+,"up":(?:true|false),"reason":"[a-z ]+"\}\])re";
+  const std::string alarm = head + "alarm" + middle +
+                            R"re("code":[0-9]{4},"severity":[123],"value":)re" + number +
+                            R"re(,"ports\.0":[0-9]+,"ports\.1":[0-9]+,"message":"[a-z ]+"\}\])re";
+  const std::string process = head + "process_start" + middle +
+                              R"re("started_at":[0-9]{16},"pid":[0-9]+,"parent_pid":[0-9]+,)re"
+                              R"re("user_id":[0-9]+,"command":"[^"]+"\}\])re";
+  const std::string health = head + "kelvra_smi_event_health" + middle +
+                             R"re("device":[0-7],"temperature":[0-9]+,)re" +
+                             R"re("power_watts":)re" + number +
+                             R"re((?:,"throttle_reason":"[^"]+")?(?:,"last_error":"[^"]+")?\}\])re";
+  return {{"link_state_change", std::regex(link)},
+          {"alarm", std::regex(alarm)},
+          {"process_start", std::regex(process)},
+          {"kelvra_smi_event_health", std::regex(health)}};
+}
+
+TEST_F(ReplayDemoTest, EventsLeaveAsTheFieldSetFileSays) {
+  const ChildResult result = run_tool(
+      replay_words(demo("config"), {"--type-system", demo("type_system.json"), demo("pages.bin")}));
+  ASSERT_EQ(result.exit_code, 0) << result.standard_error;
+  const std::map<std::string, std::regex> shapes = shapes_of_events();
+  const std::regex type_name(R"re("type_name":"(\w+)")re");
+  std::map<std::string, int> counts;
+  std::istringstream lines(read_file(demo("records/events.json")));
+  for (std::string line; std::getline(lines, line);) {
+    std::smatch type;
+    ASSERT_TRUE(std::regex_search(line, type, type_name)) << line;
+    ASSERT_EQ(shapes.count(type[1]), 1u) << line;
+    EXPECT_TRUE(std::regex_match(line, shapes.at(type[1]))) << line;
+    ++counts[type[1]];
+  }
+  EXPECT_EQ(counts.size(), shapes.size());
+}
+
 TEST_F(ReplayDemoTest, BothWaysToTheSchemasGiveTheSameRecords) {
   const std::string config = printing_config();
   const ChildResult by_dir =
@@ -77,6 +130,8 @@ TEST_F(ReplayDemoTest, BothWaysToTheSchemasGiveTheSameRecords) {
       replay_words(config, {"--type-system", demo("type_system.json"), demo("pages.bin")}));
   EXPECT_EQ(by_dir.exit_code, 0) << by_dir.standard_error;
   EXPECT_GT(count_lines(by_dir.standard_output), 60u);
+  EXPECT_TRUE(has(by_dir.standard_output, "\"type_name\":\"alarm\""));
+  EXPECT_TRUE(has(by_dir.standard_output, "\"type_name\":\"process_start\""));
   EXPECT_EQ(by_dir.standard_output, by_document.standard_output);
 }
 
