@@ -21,6 +21,7 @@ namespace {
 
 std::atomic<unsigned> g_countdown{0};  // 0: nothing fails
 std::atomic<bool> g_failed{false};
+thread_local bool g_works = false;
 
 }  // namespace
 
@@ -28,7 +29,7 @@ std::atomic<bool> g_failed{false};
 namespace {
 
 bool fails_now() noexcept {
-  if (g_countdown.load(std::memory_order_relaxed) == 0) return false;
+  if (g_works || g_countdown.load(std::memory_order_relaxed) == 0) return false;
   if (g_countdown.fetch_sub(1) != 1) return false;
   g_failed = true;
   errno = ENOMEM;
@@ -44,6 +45,10 @@ FailAllocation::FailAllocation(unsigned n) {
   g_failed = false;
   g_countdown = n;
 }
+
+AllocationsWork::AllocationsWork() : previous_(g_works) { g_works = true; }
+
+AllocationsWork::~AllocationsWork() { g_works = previous_; }
 
 bool FailAllocation::disarm() {
   if (armed_) {

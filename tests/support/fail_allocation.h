@@ -30,6 +30,19 @@ class FailAllocation {
   bool armed_ = true;
 };
 
+// While it lives, no allocation of this thread fails or counts: for the tests' own machinery inside
+// the operation, such as the capture of log lines.
+class AllocationsWork {
+ public:
+  AllocationsWork();
+  ~AllocationsWork();
+  AllocationsWork(const AllocationsWork&) = delete;
+  AllocationsWork& operator=(const AllocationsWork&) = delete;
+
+ private:
+  bool previous_;
+};
+
 }  // namespace vek::test
 
 #endif  // VEK_TESTS_SUPPORT_FAIL_ALLOCATION_H

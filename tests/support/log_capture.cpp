@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <mutex>
 
+#include "tests/support/fail_allocation.h"
 #include "utils/logger.h"
 
 namespace vek::test {
@@ -13,6 +14,7 @@ std::mutex g_mutex;
 std::vector<LogLine> g_lines;
 
 __attribute__((format(printf, 2, 3))) void capture(int priority, const char* format, ...) {
+  const AllocationsWork for_the_capture;
   va_list args;
   va_start(args, format);
   va_list measure;
