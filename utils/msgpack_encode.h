@@ -51,12 +51,16 @@ constexpr NumberForm negative_form(int bits) {
 // By bit width; a negative number's forms follow those of the others. A table instead of branches:
 // the sizes of counters are what a branch predictor cannot know.
 inline constexpr size_t kNegativeForms = 65;
+inline constexpr size_t kDoubleForm = 2 * kNegativeForms;
+inline constexpr size_t kFloatForm = kDoubleForm + 1;
 inline constexpr auto kNumberForms = [] {
-  std::array<NumberForm, 2 * kNegativeForms> forms{};
+  std::array<NumberForm, kFloatForm + 1> forms{};
   for (size_t bits = 0; bits < kNegativeForms; ++bits) {
     forms[bits] = unsigned_form(static_cast<int>(bits));
     forms[kNegativeForms + bits] = negative_form(static_cast<int>(bits));
   }
+  forms[kDoubleForm] = {9, 0xcb, 0, 0};
+  forms[kFloatForm] = {5, 0xca, 0, 32};
   return forms;
 }();
 

@@ -1,0 +1,115 @@
+// Carries plans out: one pass over a section's steps for each record. The hot loop of the plug-in.
+#include <cstring>
+
+#include "utils/guid_text.h"
+#include "utils/msgpack_encode.h"
+#include "utils/packing_plan.h"
+#include "utils/unaligned.h"
+
+namespace vek {
+namespace {
+
+constexpr uint64_t kUsPerSecond = 1'000'000;
+constexpr char kTrue = static_cast<char>(0xc3);
+constexpr char kFalse = static_cast<char>(0xc2);
+
+double seconds_of(uint64_t us) noexcept {
+  const uint64_t whole = us / kUsPerSecond;
+  return static_cast<double>(whole) +
+         static_cast<double>(us % kUsPerSecond) / static_cast<double>(kUsPerSecond);
+}
+
+// Literals are padded, so that short ones are copied without a branch on their size.
+[[gnu::always_inline]] inline char* put_literal(char* p, const char* literal, size_t size) {
+  constexpr size_t kPiece = PlanSection::kLiteralPadding;
+  std::memcpy(p, literal, kPiece);
+  if (size > kPiece) [[unlikely]] {
+    std::memcpy(p + kPiece, literal + kPiece, size - kPiece);
+  }
+  return p + size;
+}
+
+// Any number of any width in its smallest form, without a branch: the widths of values are what a
+// branch predictor cannot know.
+template <bool kIsWide>
+[[gnu::always_inline]] inline char* put_read(char* p, uint64_t bits, NumberRead read) {
+  using namespace msgpack_detail;
+  if constexpr (!kIsWide) bits <<= read.up;
+  const auto mask = static_cast<uint64_t>(int64_t{read.sign_mask});
+  const uint64_t sign = static_cast<uint64_t>(static_cast<int64_t>(bits) >> 63) & mask;
+  uint64_t magnitude = bits ^ sign;
+  if constexpr (!kIsWide) magnitude >>= read.down;
+  const size_t smallest = bit_width(magnitude) + (sign & kNegativeForms);
+  const size_t row = read.form == 0 ? smallest : read.form;
+  return put_number(p, magnitude ^ sign, kNumberForms[row]);
+}
+
+char* put_text(char* p, std::string_view text) noexcept {
+  return put_str(p, text.data(), static_cast<uint32_t>(text.size()));
+}
+
+char* put_limited_text(char* p, const char* text, uint32_t limit) noexcept {
+  return put_str(p, text, static_cast<uint32_t>(strnlen(text, limit)));
+}
+
+// Values other than numbers. `start` is where the step's key began.
+char* put_other(char* p, char* start, const PlanStep& step, const PlanInput& in) noexcept {
+  const char* value = in.bytes + step.offset;
+  switch (step.value) {
+    case StepValue::kShortNumber: {
+      uint64_t bits = 0;
+      std::memcpy(&bits, value, 8 - step.number.down / 8u);
+      return put_read<false>(p, bits, step.number);
+    }
+    case StepValue::kBool:
+      *p = *value != 0 ? kTrue : kFalse;
+      return p + 1;
+    case StepValue::kHex:
+      return put_text(p, GuidText(load_unaligned<uint64_t>(value)).view());
+    case StepValue::kText:
+      return put_limited_text(p, value, step.text_limit);
+    case StepValue::kTextUnlessEmpty: {
+      const bool is_empty = step.text_limit == 0 || *value == '\0';
+      return is_empty && in.leave_out_empty ? start : put_limited_text(p, value, step.text_limit);
+    }
+    case StepValue::kSeconds:
+      return put_double(p, seconds_of(in.time_us));
+    case StepValue::kTime:
+      return put_uint(p, in.time_us);
+    case StepValue::kSource:
+      return in.has_source ? put_text(p, in.source) : start;
+    case StepValue::kSourceOrEmpty:
+      return put_text(p, in.source);
+    case StepValue::kNote:
+      in.note(in.context, step.offset);
+      return p;
+    default:
+      return p;
+  }
+}
+
+template <bool kIsWide>
+char* pack_steps(char* p, const PlanSection& section, const PlanInput& in) noexcept {
+  const char* literal = section.literals.data();
+  const char* const bytes = in.bytes;
+  for (const PlanStep& step : section.steps) {
+    char* const start = p;
+    p = put_literal(p, literal, step.literal_size);
+    literal += step.literal_size;
+    if (step.value == StepValue::kNumber) [[likely]] {
+      p = put_read<kIsWide>(p, load_unaligned<uint64_t>(bytes + step.offset), step.number);
+    } else {
+      p = put_other(p, start, step, in);
+    }
+  }
+  return p;
+}
+
+}  // namespace
+
+char* pack_section(char* p, const PlanSection& section, const PlanInput& input) noexcept {
+  return section.has_only_wide_numbers ? pack_steps<true>(p, section, input)
+                                       : pack_steps<false>(p, section, input);
+}
+
+}  // namespace vek
