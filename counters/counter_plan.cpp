@@ -4,10 +4,10 @@
 #include <algorithm>
 #include <cstddef>
 #include <exception>
-#include <limits>
 
 #include "counters/builtin_keys.h"
 #include "counters/counter_value.h"
+#include "counters/counters_msgpack.h"
 #include "data/data_page.h"
 #include "utils/unaligned.h"
 
@@ -20,8 +20,6 @@ constexpr std::string_view kSourceKey = "source";
 constexpr std::string_view kValuesKey = "values";
 constexpr std::string_view kTypeText = "counters";
 constexpr size_t kFirstCapacity = 8192;  // bytes; hosts count on room for a normal record
-// Whoever hands in a block vouches for all of it: see vek_counter_set_block_extent.
-constexpr uint64_t kWholeBlock = std::numeric_limits<uint64_t>::max();
 
 std::string_view name_of(const vek_counter_set_element_t& counter) {
   return {counter.name, counter.name_len};
@@ -30,7 +28,7 @@ std::string_view name_of(const vek_counter_set_element_t& counter) {
 class CounterPlanBuilder {
  public:
   CounterPlanBuilder(const vek_counter_set_t& set, vek_counter_plan& plan)
-      : set_(set), plan_(plan) {}
+      : set_(set), plan_(plan), extent_(vek_counter_set_block_extent(&set)) {}
 
   void build() {
     plan_.num_exported = set_.num_exported;
@@ -39,7 +37,7 @@ class CounterPlanBuilder {
     build_flb_std_head();
     build_custom_head(plan_.custom_head, true);
     build_custom_head(plan_.custom_head_without_source, false);
-    PlanSectionWriter body(plan_.body, kWholeBlock);
+    PlanSectionWriter body(plan_.body, extent_);
     build_meta_fields(body);
     for (uint64_t i = 0; i < set_.num_counters; ++i) {
       if (!set_.skip[i]) counter(body, set_.counters[i], i);
@@ -64,7 +62,7 @@ class CounterPlanBuilder {
     // of the format: whoever reads these records reckons with it.
     const uint64_t builtin = uint64_t{!has_timestamp} + uint64_t{!has_type} + uint64_t{!has_source};
 
-    PlanSectionWriter out(plan_.flb_std_head, kWholeBlock);
+    PlanSectionWriter out(plan_.flb_std_head, extent_);
     out.array_header(2);
     out.record_value(StepValue::kSeconds);
     out.map_header(set_.num_exported + set_.num_shown_meta + builtin);
@@ -88,7 +86,7 @@ class CounterPlanBuilder {
   // The meta fields that follow are counted in the outer map but written behind this header, so the
   // inner map takes its pairs from them first. Readers of this layout know that order; it is kept.
   void build_custom_head(PlanSection& section, bool has_source) {
-    PlanSectionWriter out(section, kWholeBlock);
+    PlanSectionWriter out(section, extent_);
     out.map_header((has_source ? 4 : 3) + set_.num_shown_meta);
     out.text(kTimestampKey);
     out.record_value(StepValue::kTime);
@@ -165,6 +163,7 @@ class CounterPlanBuilder {
 
   const vek_counter_set_t& set_;
   vek_counter_plan& plan_;
+  uint64_t extent_;  // bytes of every block that may be read
 };
 
 void log_unknown_type_of(const void* context, uint64_t index) {

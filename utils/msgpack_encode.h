@@ -77,7 +77,7 @@ inline char* put_number(char* p, uint64_t value, const NumberForm& form) noexcep
 }
 
 inline size_t bit_width(uint64_t value) noexcept {
-  return static_cast<size_t>(64 - std::countl_zero(value | 1));  // 0 is as wide as 1
+  return static_cast<size_t>(64 - __builtin_clzll(value | 1));  // 0 is as wide as 1
 }
 
 inline char* put_length(char* p, uint8_t type, uint32_t length, size_t size) noexcept {

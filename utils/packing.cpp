@@ -1,5 +1,9 @@
 // Carries plans out: one pass over a section's steps for each record. The hot loop of the plug-in.
+#include <algorithm>
 #include <cstring>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "utils/guid_text.h"
 #include "utils/msgpack_encode.h"
@@ -48,9 +52,42 @@ char* put_text(char* p, std::string_view text) noexcept {
   return put_str(p, text.data(), static_cast<uint32_t>(text.size()));
 }
 
-char* put_limited_text(char* p, const char* text, uint32_t limit) noexcept {
+char* put_measured_text(char* p, const char* text, uint32_t limit) noexcept {
   return put_str(p, text, static_cast<uint32_t>(strnlen(text, limit)));
 }
+
+#if defined(__SSE2__)
+// A bit for each byte of the window that is NUL.
+[[gnu::always_inline]] inline uint32_t nul_bytes(const char* window) {
+  const auto half = [](const char* bytes) {
+    const __m128i loaded = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes));
+    return static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(loaded, _mm_setzero_si128())));
+  };
+  return half(window) | half(window + 16) << 16;
+}
+
+// Texts are short and of any length: length and copy without a branch.
+[[gnu::always_inline]] inline char* put_limited_text(char* p, const char* text,
+                                                     const PlanStep& step) {
+  constexpr uint32_t kLongest = kTextWindow - 1;  // of the one-byte header
+  if (!step.has_window) [[unlikely]] {
+    return put_measured_text(p, text, step.text_limit);
+  }
+  const uint64_t limit = std::min(step.text_limit, kLongest + 1);
+  const auto length =
+      static_cast<uint32_t>(__builtin_ctzll(nul_bytes(text) | uint64_t{1} << limit));
+  if (length > kLongest) [[unlikely]] {
+    return put_measured_text(p, text, step.text_limit);
+  }
+  *p = static_cast<char>(0xa0 | length);
+  std::memcpy(p + 1, text, kTextWindow);
+  return p + 1 + length;
+}
+#else
+char* put_limited_text(char* p, const char* text, const PlanStep& step) noexcept {
+  return put_measured_text(p, text, step.text_limit);
+}
+#endif
 
 // Values other than numbers. `start` is where the step's key began.
 char* put_other(char* p, char* start, const PlanStep& step, const PlanInput& in) noexcept {
@@ -67,10 +104,10 @@ char* put_other(char* p, char* start, const PlanStep& step, const PlanInput& in)
     case StepValue::kHex:
       return put_text(p, GuidText(load_unaligned<uint64_t>(value)).view());
     case StepValue::kText:
-      return put_limited_text(p, value, step.text_limit);
+      return put_limited_text(p, value, step);
     case StepValue::kTextUnlessEmpty: {
       const bool is_empty = step.text_limit == 0 || *value == '\0';
-      return is_empty && in.leave_out_empty ? start : put_limited_text(p, value, step.text_limit);
+      return is_empty && in.leave_out_empty ? start : put_limited_text(p, value, step);
     }
     case StepValue::kSeconds:
       return put_double(p, seconds_of(in.time_us));
@@ -89,7 +126,8 @@ char* put_other(char* p, char* start, const PlanStep& step, const PlanInput& in)
 }
 
 template <bool kIsWide>
-char* pack_steps(char* p, const PlanSection& section, const PlanInput& in) noexcept {
+[[gnu::always_inline]] inline char* pack_steps(char* p, const PlanSection& section,
+                                               const PlanInput& in) noexcept {
   const char* literal = section.literals.data();
   const char* const bytes = in.bytes;
   for (const PlanStep& step : section.steps) {
@@ -105,11 +143,36 @@ char* pack_steps(char* p, const PlanSection& section, const PlanInput& in) noexc
   return p;
 }
 
+[[gnu::always_inline]] inline char* pack_any(char* p, const PlanSection& section,
+                                             const PlanInput& in) noexcept {
+  return section.has_only_wide_numbers ? pack_steps<true>(p, section, in)
+                                       : pack_steps<false>(p, section, in);
+}
+
+#if defined(__x86_64__)
+// The same code for processors that count leading zeros and shift in one cheap instruction, and
+// copy 32 bytes at once: all with AVX2 and BMI2.
+[[gnu::target("avx2,bmi,bmi2,lzcnt")]] char* pack_section_modern(char* p,
+                                                                 const PlanSection& section,
+                                                                 const PlanInput& input) noexcept {
+  return pack_any(p, section, input);
+}
+
+const auto g_pack_section = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi2")  //
+                                ? pack_section_modern
+                                : pack_section_baseline;
+#else
+constexpr auto g_pack_section = pack_section_baseline;
+#endif
+
 }  // namespace
 
+char* pack_section_baseline(char* p, const PlanSection& section, const PlanInput& input) noexcept {
+  return pack_any(p, section, input);
+}
+
 char* pack_section(char* p, const PlanSection& section, const PlanInput& input) noexcept {
-  return section.has_only_wide_numbers ? pack_steps<true>(p, section, input)
-                                       : pack_steps<false>(p, section, input);
+  return g_pack_section(p, section, input);
 }
 
 }  // namespace vek

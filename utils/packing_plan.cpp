@@ -85,6 +85,7 @@ void PlanSectionWriter::number(uint64_t offset, uint8_t width, NumberRead read) 
 void PlanSectionWriter::text_value(StepValue kind, uint64_t offset, uint32_t limit) {
   PlanStep& added = step(kind, offset, kMsgpackMaxHeader);
   added.text_limit = limit;
+  added.has_window = input_size_ >= kTextWindow && offset <= input_size_ - kTextWindow;
   section_.text_room += limit;
   section_.texts.push_back(added);
 }

@@ -52,12 +52,16 @@ struct PlanStep {
   uint64_t offset = 0;        // of the value, from the start of the input
   uint16_t literal_size = 0;  // constant bytes before the value
   StepValue value = StepValue::kNone;
+  bool has_window = false;  // a text of whose place kTextWindow bytes are readable
   union {
     NumberRead number = {};
     uint32_t text_limit;  // longest text that the field holds
   };
 };
 static_assert(sizeof(PlanStep) == 16);
+
+// Bytes that a text is looked at in one go, where they are all readable.
+inline constexpr size_t kTextWindow = 32;
 
 // A run of steps and their constant bytes, back to back in the order of the steps.
 struct PlanSection {
@@ -72,6 +76,7 @@ struct PlanSection {
   static constexpr size_t kLiteralPadding = 32;
   // What encoders scribble on behind the last value.
   static constexpr size_t kRoomBehind = 16 + kLiteralPadding;
+  static_assert(kRoomBehind >= 1 + kTextWindow);
 };
 
 // What one record brings along.
@@ -123,6 +128,8 @@ size_t section_room(const PlanSection& section, const PlanInput& input) noexcept
 size_t count_empty_texts(const PlanSection& section, const PlanInput& input) noexcept;
 // Writes at `p`, where section_room() bytes are, and returns the position behind what it wrote.
 char* pack_section(char* p, const PlanSection& section, const PlanInput& input) noexcept;
+// The same with instructions that every processor of the kind has.
+char* pack_section_baseline(char* p, const PlanSection& section, const PlanInput& input) noexcept;
 
 }  // namespace vek
 
