@@ -24,8 +24,6 @@ class ContainerDataObject;
 
 class VEK_API DataObject {
  public:
-  // `name` is the key, null for an item without one; deleted with the object when `owns_name`.
-  DataObject(const std::string* name, data_item_e type, bool owns_name);
   virtual ~DataObject();
   DataObject(const DataObject&) = delete;
   DataObject& operator=(const DataObject&) = delete;
@@ -38,6 +36,10 @@ class VEK_API DataObject {
   data_item_e type() const { return type_; }
   // The child behind this one in the same container, null for the last.
   DataObject* next() const { return next_; }
+
+ protected:
+  // `name` is the key, null for an item without one; deleted with the object when `owns_name`.
+  DataObject(const std::string* name, data_item_e type, bool owns_name);
 
  private:
   friend class ContainerDataObject;
@@ -110,6 +112,9 @@ class VEK_API ContainerDataObject final : public DataObject {
   ContainerDataObject(const std::string* name, data_item_e type, bool owns_name);
   // Releases the children.
   ~ContainerDataObject() override;
+
+  // The object as the container that it is, null for any other value.
+  static ContainerDataObject* from(DataObject* object);
 
   // Takes the child over and puts it at the end; false, with nothing taken, for null.
   bool AddDataObject(DataObject* child);

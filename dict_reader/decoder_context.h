@@ -14,7 +14,7 @@
 #include "utils/owned.h"
 
 // A refused event leaves the open tree as it is; the producer's next events continue on it.
-// Handlers throw nothing but std::bad_alloc and what the callback throws.
+// OnID may throw std::bad_alloc, and OnEndDict and OnEndList what the callback throws.
 class VEK_API DataDictionaryReader::DecoderContext final
     : public DataDictionaryReader::DecoderContextInterface {
  public:
@@ -44,14 +44,19 @@ class VEK_API DataDictionaryReader::DecoderContext final
  private:
   using Item = std::unique_ptr<DataObject>;
 
-  bool Append(Item& item);
-  bool addValue(const char* word, Item item);
+  // Answers false after its message, which says `word`. `make` takes the name and answers the
+  // value, null when there is no memory for it.
+  template <typename Make>
+  bool addValue(const char* word, uint32_t key_id, Make make);
+  template <typename Value, typename Number>
+  bool addNumber(const char* word, uint32_t key_id, const void* data, uint32_t size);
   bool openContainer(const char* word, uint32_t key_id, data_item_e type);
+  bool Append(Item item);
+
   bool ShouldSendDict() const;
   bool SendData();
-  Item takeCurrent();
-  void closeRoot();
   bool deliver(Item tree, uint64_t timestamp);
+  void forgetReplacedNames();
 
   dict_reader_utils::IdToKeyMap id_to_key_;
   ContainerDataObject* current_ = nullptr;  // null: no tree is open

@@ -7,11 +7,10 @@
 #include <msgpack.h>
 #include <stdint.h>
 
-#ifdef __cplusplus
-#include <string>
-#endif
-
 #include "dict_reader/data_dict.h"
+#ifdef __cplusplus
+#include "dict_reader/data_object.h"
+#endif
 #include "utils/export.h"
 
 VEK_C_BEGIN
@@ -25,8 +24,6 @@ VEK_API uint32_t data_dict_pack_and_delete(const data_dict_message_t* message,
 VEK_C_END
 
 #ifdef __cplusplus
-// The pieces of the walk. The packer is bound during convert() only; outside it they may not be
-// called.
 class VEK_API DataDictToMsgpackConverter {
  public:
   explicit DataDictToMsgpackConverter(msgpack_sbuffer* buffer);
@@ -34,21 +31,28 @@ class VEK_API DataDictToMsgpackConverter {
   DataDictToMsgpackConverter(const DataDictToMsgpackConverter&) = delete;
   DataDictToMsgpackConverter& operator=(const DataDictToMsgpackConverter&) = delete;
 
+  // False after a message, and when memory ran out under the record.
   bool convert(const data_dict_message_t* message);
 
  private:
+  bool convertRoot(DataObject* root);
   bool addAndDelete(DataObject* item);
-  bool addAndDeleteDictItems(DataObject* container);
-  bool addAndDeleteListItems(DataObject* container);
-  bool addString(const DataObject* item);
-  bool addDouble(const DataObject* item);
-  bool addLong(const DataObject* item);
-  bool addBool(const DataObject* item);
+  bool addAndDeleteDictItems(ContainerDataObject* dict);
+  bool addAndDeleteListItems(ContainerDataObject* list);
+  bool addAndDeleteItems(ContainerDataObject* root);
+  bool addString(const StringDataObject* item);
+  bool addDouble(const DoubleDataObject* item);
+  bool addLong(const LongDataObject* item);
+  bool addBool(const BoolDataObject* item);
   bool addNull();
   bool packString(const std::string* text);
+  void packHeader(const ContainerDataObject* container);
+  // A record with a gap would be taken for another one.
+  void note(int result) { complete_ &= result == 0; }
 
   msgpack_sbuffer* buffer_;
-  msgpack_packer* packer_ = nullptr;
+  msgpack_packer* packer_ = nullptr;  // bound during convert()
+  bool complete_ = true;              // nothing was lost for lack of memory
 };
 #endif
 

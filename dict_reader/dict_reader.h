@@ -16,6 +16,7 @@
 #include "data/exporter_schema_manager.h"
 #include "data/opaque_events_extractor.h"
 #include "dict_reader/data_dict.h"
+#include "dict_reader/dict_event.h"
 #include "utils/export.h"
 #include "utils/owned.h"
 
@@ -91,6 +92,8 @@ class VEK_API DataDictionaryReader {
 
  private:
   void createExtractor(const unsigned char* app_id);
+  static bool dispatch(DecoderContextInterface& context, python_event_type_t type, uint32_t key_id,
+                       const void* data, uint32_t size);
 
   DecoderContextMapper contexts_;
   data_dict_reader_user_t user_{};

@@ -1,5 +1,7 @@
 #include "dict_reader/dict_reader_utils.h"
 
+#include <algorithm>
+#include <climits>
 #include <cstring>
 #include <utility>
 
@@ -17,15 +19,15 @@ std::unique_ptr<std::string> upsertIdToKey(IdToKeyMap& map, uint32_t key_id, con
   const auto found = map.find(key_id);
   if (found == map.end()) {
     auto added = std::make_unique<std::string>(bufferToString(data, size));
-    VEK_LOGD("[%s] insert key_id %u : %s", "upsertIdToKey", key_id, added->c_str());
-    map.emplace(key_id, std::move(added));
+    const auto at = map.emplace(key_id, std::move(added)).first;
+    VEK_LOGD("[%s] insert key_id %u : %s", "upsertIdToKey", key_id, at->second->c_str());
     return nullptr;
   }
   // Producers rely on it: a name is kept when the new one is its beginning.
   if (std::strncmp(found->second->c_str(), name, size) == 0) return nullptr;
   auto replacement = std::make_unique<std::string>(bufferToString(data, size));
   VEK_LOGD("[%s] update key_id %u : %s -> %.*s", "upsertIdToKey", key_id, found->second->c_str(),
-           static_cast<int>(size), name);
+           static_cast<int>(std::min<uint32_t>(size, INT_MAX)), name);
   return std::exchange(found->second, std::move(replacement));
 }
 
