@@ -253,21 +253,11 @@ TEST_F(CacheContextTest, TheKeyIdOfKeylessEventsIsNeverLookedUp) {
 }
 
 TEST_F(CacheContextTest, ContainersAreNotLookedUp) {
-  for (const NamedHandler& handler : kStartHandlers) {
-    ASSERT_TRUE(begin());
-    EXPECT_TRUE((context_.*handler.call)(77, nullptr, 0));
-    EXPECT_EQ(log_.errors().size(), 0u);
-    begin();
-    log_.clear();
-  }
-}
-
-TEST_F(CacheContextTest, AnItemThatIsUsedAgainForgetsItsName) {
-  ASSERT_TRUE(begin() && id(1, "one") && dict() && string(1, "a") && end_dict());
-  keep_ = true;
-  context_.OnID(kNoKeyId, "n", 1);
-  ASSERT_TRUE(begin() && dict() && string(kNoKeyId, "a") && end_dict());
-  EXPECT_EQ(kept_[0]->items[2]->name, nullptr);
+  announce();
+  ASSERT_TRUE(begin() && dict(77) && list(77) && dict(1) && end_dict() && end_list() && end_dict());
+  EXPECT_EQ(errors(), Texts{});
+  EXPECT_EQ(items_[1], "DICT_START 77 - 0");
+  EXPECT_EQ(items_[3], "DICT_START 1 - 0");
 }
 
 TEST_F(CacheContextTest, AKeyIdWithoutANameIsRefused) {
