@@ -112,7 +112,7 @@ class Aggregator {
   uint32_t id_ = 0;
 };
 
-// The sources send at the same time: their pages take turns.
+// Sources that send at the same time: their pages take turns.
 void take_turns(std::vector<std::vector<Image>> sources, std::vector<Image>& out) {
   for (size_t turn = 0, before = ~size_t{0}; before != out.size(); ++turn) {
     before = out.size();
@@ -132,9 +132,8 @@ DemoStreams make_demo_streams(uint64_t seed) {
   streams.sources = 3;
   for (uint64_t i = 0; i < kReports; ++i) {
     const uint64_t time_us = DemoPages::kStartUs + i * kReportEveryUs;
-    take_turns({first.report(time_us + 11'000), second.report(time_us + 23'000),
-                aggregator.report(time_us + 50'000)},
-               streams.pages);
+    take_turns({first.report(time_us + 11'000), second.report(time_us + 23'000)}, streams.pages);
+    take_turns({aggregator.report(time_us + 50'000)}, streams.pages);
     streams.dictionaries += 2;
     ++streams.aggregated;
   }

@@ -1,5 +1,5 @@
-// The second recording of the demonstration: dictionaries, in pieces, from two training hosts, and
-// finished records from an aggregator; their pages take turns.
+// The second recording of the demonstration: dictionaries, in pieces, from two training hosts whose
+// pages take turns, and finished records from an aggregator.
 #ifndef VEK_TOOLS_DEMO_STREAMS_H
 #define VEK_TOOLS_DEMO_STREAMS_H
 
