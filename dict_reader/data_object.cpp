@@ -2,6 +2,7 @@
 
 #include <typeinfo>
 
+#include "dict_reader/data_object_pool.h"
 #include "utils/logger.h"
 
 namespace {
@@ -13,11 +14,38 @@ const std::string& textOf(const std::string* name) {
 
 }  // namespace
 
+static_assert(sizeof(StringDataObject) <= DataObjectPool::kLargestObject);
+static_assert(sizeof(ContainerDataObject) <= DataObjectPool::kLargestObject);
+
 DataObject::DataObject(const std::string* name, data_item_e type, bool owns_name)
     : name_(name), type_(type), owns_name_(owns_name) {}
 
 DataObject::~DataObject() {
   if (owns_name_) delete name_;
+}
+
+void* DataObject::operator new(size_t size) {
+  void* const memory = DataObjectPool::take(nullptr, size);
+  if (!memory) throw std::bad_alloc();
+  return memory;
+}
+
+void* DataObject::operator new(size_t size, const std::nothrow_t&) noexcept {
+  return DataObjectPool::take(nullptr, size);
+}
+
+void* DataObject::operator new(size_t size, DataObjectPool* pool) noexcept {
+  return DataObjectPool::take(pool, size);
+}
+
+void DataObject::operator delete(void* memory) noexcept { DataObjectPool::giveBack(memory); }
+
+void DataObject::operator delete(void* memory, const std::nothrow_t&) noexcept {
+  DataObjectPool::giveBack(memory);
+}
+
+void DataObject::operator delete(void* memory, DataObjectPool* /*pool*/) noexcept {
+  DataObjectPool::giveBack(memory);
 }
 
 std::string DataObject::getHashName() const { return textOf(name_); }
@@ -26,8 +54,15 @@ StringDataObject::StringDataObject(const std::string* name, const std::string* v
                                    bool owns_value, bool owns_name)
     : DataObject(name, DATA_ITEM_STRING, owns_name), value_(value), owns_value_(owns_value) {}
 
+StringDataObject::StringDataObject(const std::string* name, const std::string* value,
+                                   DataObjectPool* pool)
+    : DataObject(name, DATA_ITEM_STRING, false),
+      value_(value),
+      owns_value_(true),
+      value_pool_(pool) {}
+
 StringDataObject::~StringDataObject() {
-  if (owns_value_) delete value_;
+  if (owns_value_) DataObjectPool::giveBackText(value_pool_, value_);
 }
 
 ContainerDataObject* ContainerDataObject::from(DataObject* object) {

@@ -5,10 +5,14 @@
 #ifndef VEK_DICT_READER_DATA_OBJECT_H
 #define VEK_DICT_READER_DATA_OBJECT_H
 
+#include <cstddef>
 #include <cstdint>
+#include <new>
 #include <string>
 
 #include "utils/export.h"
+
+class DataObjectPool;
 
 enum data_item_e : uint32_t {
   DATA_ITEM_STRING = 1,
@@ -27,6 +31,14 @@ class VEK_API DataObject {
   virtual ~DataObject();
   DataObject(const DataObject&) = delete;
   DataObject& operator=(const DataObject&) = delete;
+
+  static void* operator new(size_t size);
+  static void* operator new(size_t size, const std::nothrow_t&) noexcept;
+  // From the pool, to which `delete` gives it back; from the heap for a null pool.
+  static void* operator new(size_t size, DataObjectPool* pool) noexcept;
+  static void operator delete(void* memory) noexcept;
+  static void operator delete(void* memory, const std::nothrow_t&) noexcept;
+  static void operator delete(void* memory, DataObjectPool* pool) noexcept;
 
   // A text that is equal for values with the same names.
   virtual std::string getHashName() const;
@@ -58,6 +70,8 @@ class VEK_API StringDataObject final : public DataObject {
   // `value` is deleted with the object when `owns_value`.
   StringDataObject(const std::string* name, const std::string* value, bool owns_value,
                    bool owns_name);
+  // The value came from the pool and goes back to it.
+  StringDataObject(const std::string* name, const std::string* value, DataObjectPool* pool);
   ~StringDataObject() override;
 
   const std::string* value() const { return value_; }
@@ -65,6 +79,7 @@ class VEK_API StringDataObject final : public DataObject {
  private:
   const std::string* value_;
   bool owns_value_;
+  DataObjectPool* value_pool_ = nullptr;
 };
 
 class VEK_API LongDataObject final : public DataObject {

@@ -30,12 +30,6 @@ T read(const void* data) {
   return value;
 }
 
-std::unique_ptr<std::string> newString(const void* data, uint32_t size) noexcept try {
-  return std::make_unique<std::string>(dict_reader_utils::bufferToString(data, size));
-} catch (const std::bad_alloc&) {
-  return nullptr;
-}
-
 }  // namespace
 
 DataDictionaryReader::DecoderContext::DecoderContext(const data_dict_reader_user_t* user,
@@ -84,17 +78,16 @@ bool DataDictionaryReader::DecoderContext::addNumber(const char* word, uint32_t 
                                                      const void* data, uint32_t size) {
   const std::string* const name = IDToKey(key_id);
   if (!name || !data || size < sizeof(Number)) return refuse(word);
-  Item value(new (std::nothrow) Value(name, read<Number>(data), false));
+  Item value(new (pool()) Value(name, read<Number>(data), false));
   return Append(std::move(value)) ? true : refuse(word);
 }
 
 bool DataDictionaryReader::DecoderContext::OnString(uint32_t key_id, const void* data,
                                                     uint32_t size) {
   return addValue("string", key_id, [&](const std::string* name) -> DataObject* {
-    auto text = newString(data, size);
-    auto* const value =
-        text ? new (std::nothrow) StringDataObject(name, text.get(), true, false) : nullptr;
-    if (value) (void)text.release();
+    const std::string* const text = DataObjectPool::takeText(pool(), data, size);
+    auto* const value = text ? new (pool()) StringDataObject(name, text, pool()) : nullptr;
+    if (text && !value) DataObjectPool::giveBackText(pool(), text);
     return value;
   });
 }
@@ -111,22 +104,22 @@ bool DataDictionaryReader::DecoderContext::OnLong(uint32_t key_id, const void* d
 
 bool DataDictionaryReader::DecoderContext::OnBoolFalse(uint32_t key_id, const void* /*data*/,
                                                        uint32_t /*size*/) {
-  return addValue("bool", key_id, [](const std::string* name) {
-    return new (std::nothrow) BoolDataObject(name, false, false);
+  return addValue("bool", key_id, [this](const std::string* name) {
+    return new (pool()) BoolDataObject(name, false, false);
   });
 }
 
 bool DataDictionaryReader::DecoderContext::OnBoolTrue(uint32_t key_id, const void* /*data*/,
                                                       uint32_t /*size*/) {
-  return addValue("bool", key_id, [](const std::string* name) {
-    return new (std::nothrow) BoolDataObject(name, true, false);
+  return addValue("bool", key_id, [this](const std::string* name) {
+    return new (pool()) BoolDataObject(name, true, false);
   });
 }
 
 bool DataDictionaryReader::DecoderContext::OnNone(uint32_t key_id, const void* /*data*/,
                                                   uint32_t /*size*/) {
-  return addValue("None", key_id, [](const std::string* name) {
-    return new (std::nothrow) NoneDataObject(name, false);
+  return addValue("None", key_id, [this](const std::string* name) {
+    return new (pool()) NoneDataObject(name, false);
   });
 }
 
@@ -153,7 +146,7 @@ bool DataDictionaryReader::DecoderContext::openContainer(const char* word, uint3
                                                          data_item_e type) {
   const std::string* const name = key_id == kNoKeyId ? nullptr : IDToKey(key_id);
   if (!name && key_id != kNoKeyId) return refuse(word);
-  auto* const container = new (std::nothrow) ContainerDataObject(name, type, false);
+  auto* const container = new (pool()) ContainerDataObject(name, type, false);
   if (!Append(Item(container))) return refuse(word);
   current_ = container;
   return true;

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "dict_reader/data_object.h"
+#include "dict_reader/data_object_pool.h"
 #include "dict_reader/dict_reader.h"
 #include "dict_reader/dict_reader_utils.h"
 #include "utils/owned.h"
@@ -58,6 +59,10 @@ class VEK_API DataDictionaryReader::DecoderContext final
   bool deliver(Item tree, uint64_t timestamp);
   void forgetReplacedNames();
 
+  // Where values come from: messages that outlive their call take nothing from the pool.
+  DataObjectPool* pool() { return user_.release_messages ? &pool_ : nullptr; }
+
+  DataObjectPool pool_;
   dict_reader_utils::IdToKeyMap id_to_key_;
   ContainerDataObject* current_ = nullptr;  // null: no tree is open
   uint64_t timestamp_ = 0;
