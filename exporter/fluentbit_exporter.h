@@ -152,7 +152,7 @@ class VEK_API FluentBitExporter {
   const char* fieldset_file_ = nullptr;  // borrowed
   std::unique_ptr<FieldSet> field_set_;
   vek_schema_block_t last_schemas_block_{};  // of the page at hand
-  MsgpackBuffer event_record_;               // of the event at hand; kept for its memory
+  MsgpackBuffer record_;                     // the record at hand; kept for its memory
   bool custom_layout_allowed_ = false;
   bool batch_mode_ = false;
   std::unique_ptr<DataDictionaryReader> dict_reader_;  // from the first dictionary page on
