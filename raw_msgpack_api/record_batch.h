@@ -26,6 +26,9 @@ class RecordBatch {
     return entries_.empty() || bytes_.size() + bytes <= kTargetBytes;
   }
 
+  // Of the records still in it.
+  size_t bytes() const { return empty() ? 0 : bytes_.size() - entries_[first_].offset; }
+
   // A copy; `pairs` becomes its map's count when `mended`. Throws std::bad_alloc, unchanged then.
   void append(const RecordView& record, bool mended, uint64_t pairs);
   void drop_first(size_t count) { first_ += count; }
