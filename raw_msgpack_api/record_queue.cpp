@@ -183,6 +183,11 @@ void RecordQueue::count_retried(size_t count) noexcept {
   account_.retried += count;
 }
 
+void RecordQueue::count_clamped(size_t count) noexcept {
+  const std::lock_guard lock(mutex_);
+  account_.clamped += count;
+}
+
 void RecordQueue::pause(std::chrono::milliseconds duration) {
   constexpr std::chrono::milliseconds kWhenClosed{50};
   std::unique_lock lock(mutex_);

@@ -66,6 +66,7 @@ class RecordQueue {
   // All that is in flight.
   void drop_taken(DropReason reason) noexcept;
   void count_retried(size_t count) noexcept;
+  void count_clamped(size_t count) noexcept;
   // Waits, less long when the queue is closed meanwhile.
   void pause(std::chrono::milliseconds duration);
   const StopSignal& stop() const { return stop_; }

@@ -355,7 +355,7 @@ TEST(AccountJson, NamesWhatOccurred) {
   Account account;
   EXPECT_EQ(account_json(account),
             R"({"accepted":0,"delivered":0,"spooled":0,"queued":0,"dropped":{},)"
-            R"("mended":0,"retried":0,"bytes":0})");
+            R"("mended":0,"clamped":0,"retried":0,"bytes":0})");
   account.accepted = 6;
   account.delivered = 1;
   account.queued = 2;
@@ -365,7 +365,7 @@ TEST(AccountJson, NamesWhatOccurred) {
   EXPECT_EQ(
       account_json(account),
       R"({"accepted":6,"delivered":1,"spooled":0,"queued":2,"dropped":{"cut":1,"queue_full":2},)"
-      R"("mended":0,"retried":0,"bytes":18446744073709551615})");
+      R"("mended":0,"clamped":0,"retried":0,"bytes":18446744073709551615})");
 }
 
 }  // namespace
