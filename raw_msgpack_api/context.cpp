@@ -35,7 +35,8 @@ class AllSignalsBlocked {
 Context::Context(Settings settings, std::unique_ptr<Destination> destination)
     : settings_(std::move(settings)),
       queue_(settings_.mem_buf_limit),
-      destination_(std::move(destination)) {
+      destination_(std::move(destination)),
+      report_(settings_.name) {
   const AllSignalsBlocked blocked;
   thread_ = std::thread([this] { run(); });
 }
@@ -63,11 +64,11 @@ void Context::add(Bytes buffer) noexcept {
         return;
       case RecordWalk::Step::kDropped:
         queue_.drop_malformed(walk.reason());
-        report(walk.reason(), 1);
+        report_.dropped(queue_, walk.reason(), 1);
         break;
       case RecordWalk::Step::kRecord: {
         const auto pushed = queue_.push(walk.record(), walk.mended(), walk.pairs());
-        if (pushed.dropped > 0) report(pushed.reason, pushed.dropped);
+        if (pushed.dropped > 0) report_.dropped(queue_, pushed.reason, pushed.dropped);
         if (walk.mended() && mended_limit_.due_at_level(VEK_LOG_DEBUG)) {
           VEK_LOGD("[raw msgpack API] [%s] a record announced more pairs than it holds; mended",
                    settings_.name.c_str());
@@ -76,14 +77,6 @@ void Context::add(Bytes buffer) noexcept {
       }
     }
   }
-}
-
-void Context::report(DropReason reason, size_t count) noexcept {
-  if (!limits_[static_cast<size_t>(reason)].due_at_level(VEK_LOG_WARNING)) return;
-  const DropReasonRow& row = drop_reason_row(reason);
-  VEK_LOGW("[raw msgpack API] [%s] dropped %zu record(s), %" PRIu64 " so far (%s): %s",
-           settings_.name.c_str(), count, queue_.account().dropped_for(reason), row.name,
-           row.advice);
 }
 
 bool Context::finish() noexcept {
@@ -103,14 +96,14 @@ bool Context::finish() noexcept {
   return queue_.account().given_up() == 0;
 }
 
-std::unique_ptr<Context> make_context(std::string_view plugin, const Parameters& parameters,
-                                      std::string_view kind) {
-  const DestinationKind* destination_kind = find_destination(plugin);
-  if (!destination_kind) return nullptr;
-  if (!parameters.all_known(destination_kind->name, destination_kind->parameters)) return nullptr;
-  const auto settings = read_settings(parameters, destination_kind->name, kind);
+std::unique_ptr<Context> make_context(const Target& target, const Parameters& parameters) {
+  const DestinationKind* kind = find_destination(target.plugin);
+  if (!kind) return nullptr;
+  if (!parameters.all_known(kind->name, kind->parameters)) return nullptr;
+  const Target known = {kind->name, target.host, target.port, target.kind};
+  const auto settings = read_settings(parameters, known);
   if (!settings) return nullptr;
-  auto destination = destination_kind->make(*settings, parameters);
+  auto destination = kind->make(*settings, parameters);
   if (!destination) return nullptr;
   return std::make_unique<Context>(*settings, std::move(destination));
 }
