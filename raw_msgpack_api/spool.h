@@ -114,6 +114,7 @@ class Spool {
   void end_segment() noexcept;
   bool sync_files(const std::vector<SharedFile>& files, bool folder_too) noexcept;
 
+  LoadResult load_some(RecordBatch& batch);
   bool find_unread(Position& out) const;
   int open_for_reading(const Position& position);
   Stop read_records(Position& position, RecordBatch& batch, int& error);

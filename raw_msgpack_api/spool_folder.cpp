@@ -226,7 +226,8 @@ std::string safe_folder_name(std::string_view name) {
                        c == '-' || c == '_' || (c == '.' && !safe.empty());
     safe += keeps ? c : '_';
   }
-  if (safe == name && !safe.empty()) return safe;
+  if (safe.empty()) safe = '_';
+  if (safe == name) return safe;
   char sum[10];
   std::snprintf(sum, sizeof sum, "-%08x",
                 crc32c({reinterpret_cast<const uint8_t*>(name.data()), name.size()}));

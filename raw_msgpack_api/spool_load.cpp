@@ -13,6 +13,15 @@
 namespace vek::engine {
 
 Spool::LoadResult Spool::load(RecordBatch& batch) {
+  try {
+    return load_some(batch);
+  } catch (...) {
+    batch.clear();
+    throw;
+  }
+}
+
+Spool::LoadResult Spool::load_some(RecordBatch& batch) {
   LoadResult result;
   Position position;
   while (batch.empty() && find_unread(position)) {
@@ -59,25 +68,20 @@ int Spool::open_for_reading(const Position& position) {
 Spool::Stop Spool::read_records(Position& position, RecordBatch& batch, int& error) {
   SegmentReader reader(*folder_, *reading_, position.end);
   loaded_.clear();
-  try {
-    while (position.offset < position.end && batch.size() < position.unread) {
-      const SegmentReader::Step step = reader.read(position.offset, position.last);
-      if (step == SegmentReader::Step::kError) {
-        error = reader.error();
-        return Stop::kError;
-      }
-      if (step != SegmentReader::Step::kRecord) return Stop::kDamage;
-      if (!batch.has_room_for(reader.record().bytes.size())) return Stop::kFull;
-      batch.append(reader.record(), false, 0);
-      const bool follows = !loaded_.empty() && reader.sequence() == position.last + 1;
-      if (!follows) loaded_.push_back({reader.sequence(), 0});
-      ++loaded_.back().count;
-      position.last = reader.sequence();
-      position.offset = reader.next_offset();
+  while (position.offset < position.end && batch.size() < position.unread) {
+    const SegmentReader::Step step = reader.read(position.offset, position.last);
+    if (step == SegmentReader::Step::kError) {
+      error = reader.error();
+      return Stop::kError;
     }
-  } catch (...) {
-    batch.clear();
-    throw;
+    if (step != SegmentReader::Step::kRecord) return Stop::kDamage;
+    if (!batch.has_room_for(reader.record().bytes.size())) return Stop::kFull;
+    batch.append(reader.record(), false, 0);
+    const bool follows = !loaded_.empty() && reader.sequence() == position.last + 1;
+    if (!follows) loaded_.push_back({reader.sequence(), 0});
+    ++loaded_.back().count;
+    position.last = reader.sequence();
+    position.offset = reader.next_offset();
   }
   return Stop::kFull;
 }

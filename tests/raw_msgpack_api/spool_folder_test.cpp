@@ -47,13 +47,12 @@ TEST(SpoolFolder, NamesTheFolderThatItCannotUse) {
   EXPECT_EQ(SpoolFolder::open(dir.file("no/such/folder"), "[t]"), nullptr);
   EXPECT_EQ(SpoolFolder::open(dir.file("file"), "[t]"), nullptr);
   EXPECT_EQ(SpoolFolder::open(dir.file("link"), "[t]"), nullptr);
-  EXPECT_THAT(log.errors(),
-              ElementsAre("[t] cannot use the spool folder '" + dir.file("no/such/folder") +
-                              "': No such file or directory",
-                          "[t] cannot use the spool folder '" + dir.file("file") +
-                              "': Not a directory",
-                          "[t] cannot use the spool folder '" + dir.file("link") +
-                              "': Not a directory"));
+  EXPECT_THAT(
+      log.errors(),
+      ElementsAre("[t] cannot use the spool folder '" + dir.file("no/such/folder") +
+                      "': No such file or directory",
+                  "[t] cannot use the spool folder '" + dir.file("file") + "': Not a directory",
+                  "[t] cannot use the spool folder '" + dir.file("link") + "': Not a directory"));
 }
 
 TEST(SpoolFolder, RefusesASecondUserInTheSameProcess) {

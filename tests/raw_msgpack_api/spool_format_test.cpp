@@ -17,9 +17,9 @@ std::vector<uint8_t> frame_of(uint64_t sequence, const std::vector<uint8_t>& rec
 // Other versions, and other machines, read what these bytes say.
 TEST(SpoolFormat, HasTheseBytes) {
   EXPECT_EQ(test::to_hex(make_segment_header(0x0102030405060708)),
-            "56454b53504f4f4c010000000000000008070605040302010000000003dbb52c");
-  EXPECT_EQ(test::to_hex(frame_of(5, {0x80})), "01000000bef9d6d0050000000000000080");
-  EXPECT_EQ(test::to_hex(make_cursor(258)), "56454b43555253520201000000000000000000009d58e1c7");
+            "56454b53504f4f4c0100000000000000080706050403020100000000fbb2b656");
+  EXPECT_EQ(test::to_hex(frame_of(5, {0x80})), "0100000082b28e24050000000000000080");
+  EXPECT_EQ(test::to_hex(make_cursor(258)), "56454b43555253520201000000000000000000001cd7cad0");
 }
 
 TEST(SegmentHeader, IsSoundOnlyForItsOwnName) {
@@ -74,9 +74,9 @@ TEST(SegmentName, SortsAsItsNumberDoesAndIsReadBack) {
 }
 
 TEST(SegmentName, IsNothingElse) {
-  for (const char* name :
-       {"", "lock", "4d2.seg", "00000000000004D2.seg", "00000000000004d2.sega", "0x000000000004d2.seg",
-        "00000000000004d2.seg.damaged", "ffffffffffffffff.seg", "00000000000004d2,seg"}) {
+  for (const char* name : {"", "lock", "4d2.seg", "00000000000004D2.seg", "00000000000004d2.sega",
+                           "0x000000000004d2.seg", "00000000000004d2.seg.damaged",
+                           "ffffffffffffffff.seg", "00000000000004d2,seg"}) {
     EXPECT_EQ(first_of(name), std::nullopt) << name;
   }
 }
