@@ -20,10 +20,20 @@ class RecordBatch {
   // Record `index` of those still in it.
   RecordView operator[](size_t index) const {
     const Entry& entry = entries_[first_ + index];
-    return {{&bytes_[entry.offset], entry.size}, entry.shape, entry.time_offset, entry.body_offset};
+    return {{&bytes_[entry.offset], entry.size},
+            entry.shape,
+            entry.time_offset,
+            entry.body_offset,
+            entry.depth};
   }
   bool has_room_for(size_t bytes) const {
     return entries_.empty() || bytes_.size() + bytes <= kTargetBytes;
+  }
+
+  // Of the records still in it.
+  size_t bytes() const { return bytes_of_last(size()); }
+  size_t bytes_of_last(size_t count) const {
+    return count == 0 ? 0 : bytes_.size() - entries_[entries_.size() - count].offset;
   }
 
   // A copy; `pairs` becomes its map's count when `mended`. Throws std::bad_alloc, unchanged then.
@@ -39,6 +49,7 @@ class RecordBatch {
     RecordShape shape;
     uint8_t time_offset;
     uint8_t body_offset;
+    uint8_t depth;
   };
   std::vector<uint8_t> bytes_;
   std::vector<Entry> entries_;
