@@ -21,6 +21,12 @@ uint64_t segment_limit(uint64_t spool_limit) {
   return std::min(spool_limit / kSegmentsToALimit, kLargestSegment);
 }
 
+uint64_t unread_bytes_of(const SpoolSegment& segment) {
+  uint64_t bytes = 0;
+  for (const SpoolSegment::Range& range : segment.ranges) bytes += range.end - range.begin;
+  return bytes - std::min(bytes, segment.unread * spool::kFrameHeaderSize);
+}
+
 }  // namespace
 
 std::unique_ptr<Spool> Spool::open(SpoolSettings settings, FileOps& ops) {
@@ -41,9 +47,12 @@ Spool::Spool(SpoolSettings settings, std::unique_ptr<SpoolFolder> folder, Recove
       folder_(std::move(folder)),
       lost_at_open_(recovered.lost),
       next_sequence_(recovered.next_sequence),
-      unread_(recovered.records),
       segments_(std::move(recovered.segments)) {
-  for (const SpoolSegment& segment : segments_) disk_bytes_ += segment.size;
+  for (const SpoolSegment& segment : segments_) {
+    disk_bytes_ += segment.size;
+    unread_ += segment.unread;
+    unread_bytes_ += unread_bytes_of(segment);
+  }
 }
 
 Spool::~Spool() {
@@ -130,9 +139,7 @@ uint64_t Spool::make_room(uint64_t bytes) {
 // What is in flight goes on in memory; what was not read yet is lost.
 uint64_t Spool::drop_oldest(SpoolSegment& segment) {
   const uint64_t given_up = segment.unread;
-  unread_ -= given_up;
-  segment.unread = 0;
-  segment.ranges.clear();
+  set_unread(segment, 0, {});
   if (writing_ && writing_first_ == segment.first) writing_.reset();
   retire(segment);
   disk_bytes_ -= segment.size;
@@ -189,6 +196,7 @@ int Spool::write_frame() {
   }
   ++segment.unread;
   ++unread_;
+  unread_bytes_ += frame_.size() - spool::kFrameHeaderSize;
   return 0;
 }
 
@@ -228,6 +236,17 @@ bool Spool::sync_files(const std::vector<SharedFile>& files, bool folder_too) no
         settings_.label.c_str(), folder().c_str(), std::strerror(error));
   }
   return error == 0;
+}
+
+// One step each, as both are read without the lock.
+void Spool::set_unread(SpoolSegment& segment, uint64_t records,
+                       std::vector<SpoolSegment::Range> ranges) {
+  const uint64_t records_before = segment.unread;
+  const uint64_t bytes_before = unread_bytes_of(segment);
+  segment.unread = records;
+  segment.ranges = std::move(ranges);
+  unread_ += records - records_before;
+  unread_bytes_ += unread_bytes_of(segment) - bytes_before;
 }
 
 SpoolSegment* Spool::segment_at(uint64_t first) {

@@ -49,6 +49,8 @@ class Spool {
   uint64_t next_sequence() const { return next_sequence_; }
   // Records that wait to be loaded.
   uint64_t unread() const { return unread_.load(std::memory_order_relaxed); }
+  // Their bytes.
+  uint64_t unread_bytes() const { return unread_bytes_.load(std::memory_order_relaxed); }
 
   // Storing
   // ----------------------------------------------------------------------------------------
@@ -123,6 +125,7 @@ class Spool {
   uint64_t lose_segment(const Position& position);
   bool give_reading_up(int error) noexcept;
 
+  void set_unread(SpoolSegment& segment, uint64_t records, std::vector<SpoolSegment::Range> ranges);
   SpoolSegment* segment_at(uint64_t first);
   bool take_finished(SpoolSegment& out);
   void retire(const SpoolSegment& segment) const noexcept;
@@ -132,7 +135,8 @@ class Spool {
   const std::unique_ptr<SpoolFolder> folder_;
   const uint64_t lost_at_open_;
   const uint64_t next_sequence_;
-  std::atomic<uint64_t> unread_;
+  std::atomic<uint64_t> unread_{0};
+  std::atomic<uint64_t> unread_bytes_{0};
 
   mutable std::mutex mutex_;  // guards what follows
   std::deque<SpoolSegment> segments_;

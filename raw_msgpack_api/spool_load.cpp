@@ -95,12 +95,14 @@ bool Spool::note_loaded(const Position& position) {
   uint64_t count = 0;
   for (const Run& run : loaded_) count += run.count;
   segment->last = position.last;
-  segment->unread -= count;
   segment->in_flight += count;
-  unread_ -= count;
+  segment->unread -= count;
   SpoolSegment::Range& range = segment->ranges.front();
+  const uint64_t read = position.offset - range.begin;
   range.begin = position.offset;
   if (range.begin == range.end) segment->ranges.erase(segment->ranges.begin());
+  unread_ -= count;
+  unread_bytes_ -= read - count * spool::kFrameHeaderSize;
   return true;
 }
 
@@ -121,10 +123,8 @@ uint64_t Spool::rescan(const Position& position) {
     if (left == 0) ranges.clear();
     // What was stored meanwhile stands behind.
     if (segment->size > position.file_end) ranges.push_back({position.file_end, segment->size});
-    segment->ranges = std::move(ranges);
+    set_unread(*segment, segment->unread - lost, std::move(ranges));
     segment->is_damaged = true;
-    segment->unread -= lost;
-    unread_ -= lost;
     if (!take_finished(done)) done.is_gone = true;
   }
   VEK_LOGE("%s '%s/%s' was damaged while it waited: %" PRIu64 " record(s) in it are lost",
@@ -142,10 +142,8 @@ uint64_t Spool::lose_segment(const Position& position) {
     if (!segment || segment->is_gone) return 0;
     if (writing_ && writing_first_ == position.segment) writing_.reset();
     lost = segment->unread;
-    segment->unread = 0;
-    segment->ranges.clear();
+    set_unread(*segment, 0, {});
     segment->is_damaged = true;
-    unread_ -= lost;
     if (!take_finished(done)) done.is_gone = true;
   }
   reading_.reset();
