@@ -39,7 +39,8 @@ Context::Context(Settings settings, std::unique_ptr<Destination> destination,
       spool_(std::move(spool)),
       sync_(sync),
       queue_(settings_.mem_buf_limit, spool_.get(), sync.kind == SpoolSync::Kind::kAlways),
-      destination_(std::move(destination)) {
+      destination_(std::move(destination)),
+      report_(settings_.name) {
   const AllSignalsBlocked blocked;
   if (spool_) keeper_ = std::make_unique<SpoolKeeper>(*spool_, queue_, sync_);
   thread_ = std::thread([this] { run(); });
@@ -69,11 +70,11 @@ void Context::add(Bytes buffer) noexcept {
         return;
       case RecordWalk::Step::kDropped:
         queue_.drop_malformed(walk.reason());
-        report(walk.reason(), 1);
+        report_.dropped(queue_, walk.reason(), 1);
         break;
       case RecordWalk::Step::kRecord: {
         const auto pushed = queue_.push(walk.record(), walk.mended(), walk.pairs());
-        if (pushed.dropped > 0) report(pushed.reason, pushed.dropped);
+        if (pushed.dropped > 0) report_.dropped(queue_, pushed.reason, pushed.dropped);
         if (walk.mended() && mended_limit_.due_at_level(VEK_LOG_DEBUG)) {
           VEK_LOGD("[raw msgpack API] [%s] a record announced more pairs than it holds; mended",
                    settings_.name.c_str());
@@ -82,14 +83,6 @@ void Context::add(Bytes buffer) noexcept {
       }
     }
   }
-}
-
-void Context::report(DropReason reason, size_t count) noexcept {
-  if (!limits_[static_cast<size_t>(reason)].due_at_level(VEK_LOG_WARNING)) return;
-  const DropReasonRow& row = drop_reason_row(reason);
-  VEK_LOGW("[raw msgpack API] [%s] dropped %zu record(s), %" PRIu64 " so far (%s): %s",
-           settings_.name.c_str(), count, queue_.account().dropped_for(reason), row.name,
-           row.advice);
 }
 
 // Part of the grace is kept for the disk, and should the destination take longer than it may, there
@@ -129,19 +122,19 @@ bool Context::finish() noexcept {
   return queue_.account().given_up() == 0;
 }
 
-std::unique_ptr<Context> make_context(std::string_view plugin, const Parameters& parameters,
-                                      std::string_view kind) {
-  const DestinationKind* destination_kind = find_destination(plugin);
-  if (!destination_kind) return nullptr;
-  if (!parameters.all_known(destination_kind->name, destination_kind->parameters)) return nullptr;
-  const auto settings = read_settings(parameters, destination_kind->name, kind);
+std::unique_ptr<Context> make_context(const Target& target, const Parameters& parameters) {
+  const DestinationKind* kind = find_destination(target.plugin);
+  if (!kind) return nullptr;
+  if (!parameters.all_known(kind->name, kind->parameters)) return nullptr;
+  const Target known = {kind->name, target.host, target.port, target.kind};
+  const auto settings = read_settings(parameters, known);
   if (!settings) return nullptr;
   const auto spool_settings = read_spool_settings(parameters, settings->name);
   if (!spool_settings) return nullptr;
-  auto destination = destination_kind->make(*settings, parameters);
+  auto destination = kind->make(*settings, parameters);
   if (!destination) return nullptr;
   std::unique_ptr<Spool> spool;
-  if (destination_kind->may_spool && spool_settings->is_wanted()) {
+  if (kind->may_spool && spool_settings->is_wanted()) {
     spool = Spool::open(spool_settings->spool);
     if (!spool) return nullptr;
   }

@@ -2,11 +2,11 @@
 #ifndef VEK_RAW_MSGPACK_API_CONTEXT_H
 #define VEK_RAW_MSGPACK_API_CONTEXT_H
 
-#include <array>
 #include <memory>
 #include <thread>
 
 #include "raw_msgpack_api/destination.h"
+#include "raw_msgpack_api/drop_report.h"
 #include "raw_msgpack_api/record_queue.h"
 #include "raw_msgpack_api/settings.h"
 #include "raw_msgpack_api/spool_keeper.h"
@@ -34,22 +34,20 @@ class Context {
  private:
   void run() noexcept;
   void flush() noexcept;
-  void report(DropReason reason, size_t count) noexcept;
 
   Settings settings_;
   std::unique_ptr<Spool> spool_;  // may be null
   SpoolSync sync_;
   RecordQueue queue_;
   std::unique_ptr<Destination> destination_;
-  std::array<LogRateLimit, kDropReasons.size()> limits_;  // of the thread that adds
+  DropReport report_;  // of the thread that adds
   LogRateLimit mended_limit_;
   std::unique_ptr<SpoolKeeper> keeper_;
   std::thread thread_;
 };
 
 // Null, after an error line, when the configuration does not work.
-std::unique_ptr<Context> make_context(std::string_view plugin, const Parameters& parameters,
-                                      std::string_view kind);
+std::unique_ptr<Context> make_context(const Target& target, const Parameters& parameters);
 
 }  // namespace vek::engine
 

@@ -41,6 +41,7 @@ extern const DestinationKind kNullDestination;
 extern const DestinationKind kStdoutDestination;
 extern const DestinationKind kStdoutRawDestination;
 extern const DestinationKind kFileDestination;
+extern const DestinationKind kForwardDestination;
 
 }  // namespace vek::engine
 

@@ -6,7 +6,6 @@
 #include <cinttypes>
 #include <cstring>
 
-#include "raw_msgpack_api/dead_letter.h"
 #include "raw_msgpack_api/spool_format.h"
 #include "utils/logger.h"
 
@@ -18,7 +17,6 @@ using spool::kSegmentHeaderSize;
 
 bool is_known_name(std::string_view name) {
   return name == spool::kLockName || name == spool::kCursorName ||
-         name.starts_with(kDeadLetterName) ||
          name.find(spool::kDamagedSuffix) != std::string_view::npos ||
          name.find(spool::kUnknownSuffix) != std::string_view::npos;
 }

@@ -238,7 +238,6 @@ TEST(SpoolRecovery, LeavesStrangersAloneAndNamesThem) {
   dir.write(spool::segment_name(7) + "/inside", "a folder");
   ASSERT_EQ(symlink("/etc/passwd", dir.file(spool::segment_name(8)).c_str()), 0);
   dir.write("0000000000000001.seg.damaged", "set aside before");
-  dir.write("dead-letter.msgpack", "");
   for (int i = 0; i < 4; ++i) dir.write("x" + std::to_string(i), "");
   const auto before = names_in(dir);
   const auto spool = open_spool(dir.path());
