@@ -190,7 +190,7 @@ int Spool::write_frame() {
   segment.size += frame_.size();
   disk_bytes_ += frame_.size();
   if (segment.ranges.empty() || segment.ranges.back().end != begin) {
-    segment.ranges.push_back({begin, segment.size});
+    segment.ranges.push_back({begin, segment.size, 0});
   } else {
     segment.ranges.back().end = segment.size;
   }

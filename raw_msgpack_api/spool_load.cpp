@@ -1,5 +1,6 @@
 // The half of Spool that reads: on the thread that sends, without the lock while it waits for the
 // disk. What the other thread changed meanwhile is seen when the lock is taken again.
+#include <algorithm>
 #include <cerrno>
 #include <cinttypes>
 #include <cstring>
@@ -49,7 +50,7 @@ bool Spool::find_unread(Position& out) const {
     out.name = segment.name;
     out.offset = segment.ranges.front().begin;
     out.end = segment.ranges.front().end;
-    out.last = segment.last;
+    out.last = std::max(segment.last, segment.ranges.front().before);
     out.unread = segment.unread;
     out.file_end = segment.size;
     return true;
@@ -122,7 +123,7 @@ uint64_t Spool::rescan(const Position& position) {
     std::vector<SpoolSegment::Range> ranges = scan.ranges;
     if (left == 0) ranges.clear();
     // What was stored meanwhile stands behind.
-    if (segment->size > position.file_end) ranges.push_back({position.file_end, segment->size});
+    if (segment->size > position.file_end) ranges.push_back({position.file_end, segment->size, 0});
     set_unread(*segment, segment->unread - lost, std::move(ranges));
     segment->is_damaged = true;
     if (!take_finished(done)) done.is_gone = true;

@@ -43,7 +43,7 @@ class Scan {
     if (is_due && joins) {
       scan_.ranges.back().end = reader_.next_offset();
     } else if (is_due) {
-      scan_.ranges.push_back({offset_, reader_.next_offset()});
+      scan_.ranges.push_back({offset_, reader_.next_offset(), scan_.last});
     }
     if (is_due) ++scan_.records;
     step_over();

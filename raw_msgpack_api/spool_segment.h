@@ -15,6 +15,7 @@ struct SpoolSegment {
   struct Range {
     uint64_t begin = 0;
     uint64_t end = 0;
+    uint64_t before = 0;  // the number in front of it
   };
 
   uint64_t first = 0;  // the number in its name
