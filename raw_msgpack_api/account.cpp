@@ -40,6 +40,7 @@ std::string account_json(const Account& account) {
   }
   out += '}';
   append_member("mended", account.mended, out);
+  append_member("clamped", account.clamped, out);
   append_member("retried", account.retried, out);
   append_member("bytes", account.bytes, out);
   out += '}';

@@ -20,6 +20,7 @@ struct Account {
   uint64_t queued = 0;     // in memory, in flight included
   std::array<uint64_t, kDropReasons.size()> dropped{};
   uint64_t mended = 0;   // of the accepted: map counts set right
+  uint64_t clamped = 0;  // of the accepted: times that the wire cannot say, sent as its last
   uint64_t retried = 0;  // attempts that were repeated, in records
   uint64_t bytes = 0;    // of msgpack in delivered records
 

@@ -1,48 +1,53 @@
-// Context: one destination with its queue and its thread.
+// Context: one destination with its queue and its thread, and perhaps a spool.
 #ifndef VEK_RAW_MSGPACK_API_CONTEXT_H
 #define VEK_RAW_MSGPACK_API_CONTEXT_H
 
-#include <array>
 #include <memory>
 #include <thread>
 
 #include "raw_msgpack_api/destination.h"
+#include "raw_msgpack_api/drop_report.h"
 #include "raw_msgpack_api/record_queue.h"
 #include "raw_msgpack_api/settings.h"
+#include "raw_msgpack_api/spool_keeper.h"
+#include "raw_msgpack_api/spool_settings.h"
 #include "utils/clock.h"
 
 namespace vek::engine {
 
 class Context {
  public:
-  // Starts the thread; throws std::system_error where there is none to be had.
-  Context(Settings settings, std::unique_ptr<Destination> destination);
+  // Starts the threads; throws std::system_error where there is none to be had.
+  Context(Settings settings, std::unique_ptr<Destination> destination,
+          std::unique_ptr<Spool> spool = nullptr, SpoolSync sync = {});
   // As finish(), if that was not called.
   ~Context();
   Context(const Context&) = delete;
   Context& operator=(const Context&) = delete;
 
   void add(Bytes buffer) noexcept;
-  // Flushes for as long as the grace lasts and ends the thread. True when every sound record that
-  // was ever added arrived.
+  // Flushes for as long as the grace lasts, spools what is left and ends the threads. True when
+  // every sound record that was ever added arrived or waits in the spool.
   bool finish() noexcept;
   Account account() const { return queue_.account(); }
 
  private:
   void run() noexcept;
-  void report(DropReason reason, size_t count) noexcept;
+  void flush() noexcept;
 
   Settings settings_;
+  std::unique_ptr<Spool> spool_;  // may be null
+  SpoolSync sync_;
   RecordQueue queue_;
   std::unique_ptr<Destination> destination_;
-  std::array<LogRateLimit, kDropReasons.size()> limits_;  // of the thread that adds
+  DropReport report_;  // of the thread that adds
   LogRateLimit mended_limit_;
+  std::unique_ptr<SpoolKeeper> keeper_;
   std::thread thread_;
 };
 
 // Null, after an error line, when the configuration does not work.
-std::unique_ptr<Context> make_context(std::string_view plugin, const Parameters& parameters,
-                                      std::string_view kind);
+std::unique_ptr<Context> make_context(const Target& target, const Parameters& parameters);
 
 }  // namespace vek::engine
 

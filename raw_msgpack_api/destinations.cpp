@@ -7,8 +7,9 @@
 namespace vek::engine {
 namespace {
 
-constexpr std::array<const DestinationKind*, 4> kDestinations = {
-    &kStdoutRawDestination, &kStdoutDestination, &kFileDestination, &kNullDestination};
+constexpr std::array<const DestinationKind*, 5> kDestinations = {
+    &kStdoutRawDestination, &kStdoutDestination, &kFileDestination, &kForwardDestination,
+    &kNullDestination};
 
 }  // namespace
 

@@ -19,7 +19,13 @@ enum class DropReason : uint8_t {
   kQueueFull,
   kWriteFailed,
   kGraceOver,
-  kOutOfMemory
+  kOutOfMemory,
+  kTooLargeToSend,
+  kRefused,
+  kRetriesOver,
+  kSpoolFull,
+  kSpoolDamaged,
+  kSpoolFailed
 };
 
 struct DropReasonRow {
@@ -28,9 +34,9 @@ struct DropReasonRow {
   const char* advice;  // ends the log line
 };
 
-inline constexpr std::array<DropReasonRow, 9> kDropReasons = {{
+inline constexpr std::array<DropReasonRow, 15> kDropReasons = {{
     {"wrong_shape", true, "it is neither [seconds, map], a map nor [seconds, array]"},
-    {"too_deep", true, "it nests more containers than any receiver takes"},
+    {"too_deep", true, "it nests more containers than receivers take"},
     {"broken", true, "it is not msgpack; the rest of its buffer is dropped with it"},
     {"cut", true, "its buffer ends inside it"},
     {"too_large", false, "it is larger than Mem_Buf_Limit; raise that"},
@@ -40,6 +46,16 @@ inline constexpr std::array<DropReasonRow, 9> kDropReasons = {{
     {"write_failed", false, "the destination does not take data"},
     {"grace_over", false, "finalize had no more time; vek.grace can be raised"},
     {"out_of_memory", false, "memory ran out"},
+    {"too_large_to_send", false, "receivers take no frame of its size"},
+    {"refused", false,
+     "the receiver closes the connection on it and takes others; with storage.path such records "
+     "are "
+     "kept in a dead-letter file there"},
+    {"retries_over", false, "it was sent as often as Retry_Limit says"},
+    {"spool_full", false,
+     "the spool is full; the oldest go first, storage.total_limit_size can be raised"},
+    {"spool_damaged", false, "it was damaged on disk"},
+    {"spool_failed", false, "finalize could not write it to the spool, or not in time"},
 }};
 
 inline const DropReasonRow& drop_reason_row(DropReason reason) {

@@ -21,6 +21,11 @@ EventTime now() noexcept;
 // there is none, or one that no clock shows: negative, not a number, beyond 64 bits.
 EventTime time_of(const RecordView& record, EventTime fallback) noexcept;
 
+// The latest time that an EventTime on the wire can say and still be a record's: its seconds end in
+// 2106, and receivers take the last two as marks of their own, acknowledge them and forget them.
+inline constexpr EventTime kLatestOnWire = {0xfffffffd, 999'999'999};
+inline constexpr bool fits_on_wire(EventTime time) { return time.seconds <= kLatestOnWire.seconds; }
+
 }  // namespace vek::engine
 
 #endif  // VEK_RAW_MSGPACK_API_EVENT_TIME_H

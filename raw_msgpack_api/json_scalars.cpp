@@ -1,21 +1,14 @@
 #include "raw_msgpack_api/json_scalars.h"
 
+#include "raw_msgpack_api/base64.h"
+
 namespace vek::engine {
 
 void append_json_base64(Bytes bytes, std::string& out) {
-  static constexpr char kDigits[] =
-      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
   out += '"';
-  for (size_t i = 0; i < bytes.size(); i += 3) {
-    const size_t left = bytes.size() - i;
-    const unsigned group = static_cast<unsigned>(bytes[i]) << 16 |
-                           (left > 1 ? static_cast<unsigned>(bytes[i + 1]) << 8 : 0u) |
-                           (left > 2 ? static_cast<unsigned>(bytes[i + 2]) : 0u);
-    out += kDigits[group >> 18];
-    out += kDigits[group >> 12 & 63];
-    out += left > 1 ? kDigits[group >> 6 & 63] : '=';
-    out += left > 2 ? kDigits[group & 63] : '=';
-  }
+  const size_t start = out.size();
+  out.resize(start + base64_size(bytes.size()));
+  put_base64(out.data() + start, bytes);
   out += '"';
 }
 

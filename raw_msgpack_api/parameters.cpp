@@ -12,8 +12,14 @@ namespace vek::engine {
 namespace {
 
 // What the engine itself reads for every destination.
-constexpr std::array<std::string_view, 5> kCommon = {"Tag", "Alias", "Mem_Buf_Limit", "vek.engine",
-                                                     "vek.grace"};
+constexpr std::array<std::string_view, 8> kCommon = {"Tag",
+                                                     "Alias",
+                                                     "Mem_Buf_Limit",
+                                                     "vek.engine",
+                                                     "vek.grace",
+                                                     "storage.path",
+                                                     "storage.total_limit_size",
+                                                     "vek.fsync"};
 // Names that any output of a log processor takes. They have no meaning for a destination inside
 // this process, but configurations that are moved from one output to another keep working.
 constexpr std::array<std::string_view, 8> kGeneric = {
@@ -31,10 +37,16 @@ bool contains(std::span<const std::string_view> names, std::string_view name) {
                      [&](std::string_view known) { return equals_ignoring_case(known, name); });
 }
 
-bool is_generic(std::string_view name) {
-  return contains(kGeneric, name) ||
-         std::any_of(kGenericPrefixes.begin(), kGenericPrefixes.end(),
-                     [&](std::string_view p) { return starts_with_ignoring_case(name, p); });
+// A destination that reads some name of a family knows which there are: a slip of the finger in
+// "tls.verify" must not be taken for a name that somebody else reads.
+bool is_generic(std::string_view name, std::span<const std::string_view> own) {
+  if (contains(kGeneric, name)) return true;
+  return std::any_of(kGenericPrefixes.begin(), kGenericPrefixes.end(), [&](std::string_view p) {
+    const bool is_owned = std::any_of(own.begin(), own.end(), [&](std::string_view known) {
+      return starts_with_ignoring_case(known, p);
+    });
+    return !is_owned && starts_with_ignoring_case(name, p);
+  });
 }
 
 // Levenshtein's distance, case ignored.
@@ -97,7 +109,7 @@ bool Parameters::all_known(std::string_view plugin, std::span<const std::string_
   for (int32_t i = 0; list_ && i < list_->count; ++i) {
     const char* name = list_->params[i].name;
     if (!name || contains(own, name) || contains(kCommon, name)) continue;
-    if (is_generic(name)) {
+    if (is_generic(name, own)) {
       VEK_LOGD("[raw msgpack API] '%s' has no meaning for output '%.*s'", name,
                static_cast<int>(plugin.size()), plugin.data());
       continue;

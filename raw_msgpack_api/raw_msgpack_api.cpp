@@ -58,13 +58,13 @@ void start_logger() {
 
 void* init(const char* plugin, const char* host, const char* port,
            const fluentbit_export_parameters_t* params, const char* kind, const char* second_tag) {
-  (void)host;  // the destinations so far lie inside this machine
-  (void)port;
   (void)second_tag;
   try {
     start_logger();
     const vek::engine::Parameters parameters(params);
-    auto context = vek::engine::make_context(plugin ? plugin : "", parameters, kind ? kind : "");
+    const auto text = [](const char* given) { return given ? given : ""; };
+    auto context =
+        vek::engine::make_context({text(plugin), text(host), text(port), text(kind)}, parameters);
     return context ? new_handle(std::move(context)) : nullptr;
   } catch (const std::exception& error) {
     VEK_LOGE("[raw msgpack API] cannot start output '%s': %s", plugin ? plugin : "", error.what());

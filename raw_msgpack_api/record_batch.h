@@ -20,11 +20,32 @@ class RecordBatch {
   // Record `index` of those still in it.
   RecordView operator[](size_t index) const {
     const Entry& entry = entries_[first_ + index];
-    return {{&bytes_[entry.offset], entry.size}, entry.shape, entry.time_offset, entry.body_offset};
+    return {{&bytes_[entry.offset], entry.size},
+            entry.shape,
+            entry.time_offset,
+            entry.body_offset,
+            entry.depth};
   }
   bool has_room_for(size_t bytes) const {
     return entries_.empty() || bytes_.size() + bytes <= kTargetBytes;
   }
+
+  // Of the records still in it.
+  size_t bytes() const { return bytes_of_last(size()); }
+  size_t bytes_of_last(size_t count) const {
+    return count == 0 ? 0 : bytes_.size() - entries_[entries_.size() - count].offset;
+  }
+
+  // Number of the first record still in it; they follow one another. Zero: they have none.
+  uint64_t first_number() const { return number_ == 0 ? 0 : number_ + first_; }
+  // Whether `number` may follow the records in it.
+  bool takes_number(uint64_t number) const {
+    return entries_.empty() || (number_ == 0 ? number == 0 : number == number_ + entries_.size());
+  }
+  void set_first_number(uint64_t number) { number_ = number; }
+  // Whether a spool holds them too.
+  bool is_spooled() const { return is_spooled_; }
+  void set_spooled() { is_spooled_ = true; }
 
   // A copy; `pairs` becomes its map's count when `mended`. Throws std::bad_alloc, unchanged then.
   void append(const RecordView& record, bool mended, uint64_t pairs);
@@ -39,10 +60,13 @@ class RecordBatch {
     RecordShape shape;
     uint8_t time_offset;
     uint8_t body_offset;
+    uint8_t depth;
   };
   std::vector<uint8_t> bytes_;
   std::vector<Entry> entries_;
   size_t first_ = 0;
+  uint64_t number_ = 0;  // of entries_[0]
+  bool is_spooled_ = false;
 };
 
 }  // namespace vek::engine

@@ -1,5 +1,6 @@
 #include "raw_msgpack_api/record_walk.h"
 
+#include <algorithm>
 #include <array>
 
 namespace vek::engine {
@@ -52,6 +53,7 @@ RecordWalk::Body RecordWalk::walk_body(const Token& head, size_t base_depth,
                                        size_t& size) noexcept {
   std::array<uint64_t, kMaxRecordDepth + 1> left;  // objects still due, by depth
   size_t depth = base_depth;
+  size_t deepest = depth;
   left[depth] = head.children();
   size_t offset = record_.body_offset + size_t{head.header_size};
   while (depth >= base_depth) {
@@ -69,6 +71,7 @@ RecordWalk::Body RecordWalk::walk_body(const Token& head, size_t base_depth,
       if (!behind_a_pair) return Body::kCut;
       pairs_ = seen / 2;
       size = offset;
+      record_.depth = static_cast<uint8_t>(deepest - base_depth + 1);
       return Body::kShort;
     }
     --left[depth];
@@ -76,9 +79,11 @@ RecordWalk::Body RecordWalk::walk_body(const Token& head, size_t base_depth,
     if (token.is_container()) {
       if (depth == kMaxRecordDepth) return Body::kTooDeep;
       left[++depth] = token.children();
+      deepest = std::max(deepest, depth);
     }
   }
   size = offset;
+  record_.depth = static_cast<uint8_t>(deepest - base_depth + 1);
   return Body::kSound;
 }
 

@@ -35,6 +35,7 @@ struct RecordView {
   RecordShape shape = RecordShape::kBareMap;
   uint8_t time_offset = 0;  // of the seconds inside `bytes`; unused for a bare map
   uint8_t body_offset = 0;  // of the map or array inside `bytes`; 0 for a bare map
+  uint8_t depth = 0;        // containers open at once in the body, itself included
 
   Bytes time() const { return bytes.subspan(time_offset, size_t{body_offset} - time_offset); }
   Bytes body() const { return bytes.subspan(body_offset); }

@@ -14,12 +14,13 @@ bool engine_is_served(std::string_view engine) {
 
 }  // namespace
 
-std::optional<Settings> read_settings(const Parameters& parameters, std::string_view plugin,
-                                      std::string_view kind) {
+std::optional<Settings> read_settings(const Parameters& parameters, const Target& target) {
   if (!engine_is_served(parameters.text("vek.engine", "auto"))) return std::nullopt;
   Settings settings;
-  settings.name = parameters.text("Alias", plugin);
-  settings.tag = parameters.text("Tag", kind.empty() ? "vek" : kind);
+  settings.name = parameters.text("Alias", target.plugin);
+  settings.host = target.host;
+  settings.port = target.port;
+  settings.tag = parameters.text("Tag", target.kind.empty() ? "vek" : target.kind);
   if (const auto text = parameters.find("Mem_Buf_Limit")) {
     const auto size = parse_size(*text);
     if (!size) {

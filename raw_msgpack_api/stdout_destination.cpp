@@ -8,6 +8,7 @@
 // or else that of its arrival here.
 #include "raw_msgpack_api/destination.h"
 #include "raw_msgpack_api/json_scalars.h"
+#include "raw_msgpack_api/record_events.h"
 #include "raw_msgpack_api/record_json.h"
 #include "raw_msgpack_api/stdout_sink.h"
 #include "raw_msgpack_api/stream_destination.h"
@@ -15,40 +16,15 @@
 namespace vek::engine {
 namespace {
 
-// True when the list at the start of `list` holds maps and nothing else.
-bool holds_only_maps(Bytes list, const Token& head) {
-  size_t offset = head.size();
-  for (uint64_t i = 0; i < head.value; ++i) {
-    Token item;
-    size_t size = 0;
-    if (read_token(list.subspan(offset), item) != TokenStatus::kOk) return false;
-    if (item.kind != TokenKind::kMap) return false;
-    if (skip_object(list.subspan(offset), size) != TokenStatus::kOk) return false;
-    offset += size;
-  }
-  return true;
-}
-
 class EventLines : public RecordFormat {
  public:
   explicit EventLines(std::string tag) : tag_(std::move(tag)) {}
 
   void append(const RecordView& record, std::string& out) override {
     const EventTime time = time_of(record, now());
-    const Bytes body = record.body();
-    Token head;
-    if (record.shape != RecordShape::kTimedList || read_token(body, head) != TokenStatus::kOk ||
-        !holds_only_maps(body, head)) {
-      append_event(time, body, out);
-      return;
-    }
-    size_t offset = head.size();
-    for (uint64_t i = 0; i < head.value; ++i) {
-      size_t size = 0;
-      if (skip_object(body.subspan(offset), size) != TokenStatus::kOk) return;
-      append_event(time, body.subspan(offset, size), out);
-      offset += size;
-    }
+    RecordEvents events(record);
+    Bytes body;
+    while (events.next(body)) append_event(time, body, out);
   }
 
  private:

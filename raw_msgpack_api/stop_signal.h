@@ -17,6 +17,10 @@ class StopSignal {
     deadline_.store(deadline.time_since_epoch().count(), std::memory_order_relaxed);
   }
   bool is_set() const noexcept { return deadline_.load(std::memory_order_relaxed) != kUnset; }
+  // The latest moment there is while it is unset.
+  Clock::time_point deadline() const noexcept {
+    return Clock::time_point(Clock::duration(deadline_.load(std::memory_order_relaxed)));
+  }
   // True once the grace is over.
   bool expired() const noexcept {
     const auto deadline = deadline_.load(std::memory_order_relaxed);

@@ -3,7 +3,6 @@
 #define VEK_TESTS_RAW_MSGPACK_API_ENGINE_FIXTURE_H
 
 #include <chrono>
-#include <initializer_list>
 #include <string>
 #include <thread>
 #include <utility>
@@ -15,11 +14,11 @@
 
 namespace vek::test {
 
-using ParameterPairs = std::initializer_list<std::pair<std::string, std::string>>;
+using ParameterPairs = std::vector<std::pair<std::string, std::string>>;
 
 class Engine {
  public:
-  explicit Engine(const char* plugin, ParameterPairs pairs = {}) {
+  explicit Engine(const char* plugin, const ParameterPairs& pairs = {}) {
     const Owned<fluentbit_export_parameters_t, fluentbit_export_destroy_parameters> list(
         fluentbit_export_init_parameters());
     for (const auto& [name, value] : pairs) push_parameter(list.get(), name.c_str(), value.c_str());

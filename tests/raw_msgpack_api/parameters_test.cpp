@@ -101,13 +101,13 @@ TEST(ParseSeconds, TakesFractionsUpToAnHour) {
 }
 
 TEST(ReadSettings, HasDefaults) {
-  const auto settings = read_settings(Parameters(nullptr), "file", "cntr");
+  const auto settings = read_settings(Parameters(nullptr), {"file", "h", "1", "cntr"});
   ASSERT_TRUE(settings);
   EXPECT_EQ(settings->name, "file");
   EXPECT_EQ(settings->tag, "cntr");
   EXPECT_EQ(settings->mem_buf_limit, 64'000'000u);
   EXPECT_EQ(settings->grace, std::chrono::seconds(5));
-  EXPECT_EQ(read_settings(Parameters(nullptr), "file", "")->tag, "vek");
+  EXPECT_EQ(read_settings(Parameters(nullptr), {"file", "h", "1", ""})->tag, "vek");
 }
 
 TEST(ReadSettings, ReadsWhatIsGiven) {
@@ -116,7 +116,7 @@ TEST(ReadSettings, ReadsWhatIsGiven) {
                            {"mem_buf_limit", "2k"},
                            {"VEK.GRACE", "0.5"},
                            {"vek.engine", "BuiltIn"}});
-  const auto settings = read_settings(Parameters(pairs.get()), "file", "cntr");
+  const auto settings = read_settings(Parameters(pairs.get()), {"file", "h", "1", "cntr"});
   ASSERT_TRUE(settings);
   EXPECT_EQ(settings->name, "a");
   EXPECT_EQ(settings->tag, "t");
@@ -138,7 +138,7 @@ TEST(ReadSettings, RefusesWhatItCannotUse) {
   for (const auto& [name, value, message] : cases) {
     LogCapture log;
     const List pairs = list({{name, value}});
-    EXPECT_FALSE(read_settings(Parameters(pairs.get()), "null", "cntr"));
+    EXPECT_FALSE(read_settings(Parameters(pairs.get()), {"null", "h", "1", "cntr"}));
     EXPECT_THAT(log.errors(), ElementsAre(message));
   }
 }

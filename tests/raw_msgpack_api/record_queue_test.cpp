@@ -1,6 +1,7 @@
 #include "raw_msgpack_api/record_queue.h"
 
 #include <gtest/gtest.h>
+#include <poll.h>
 
 #include <thread>
 
@@ -112,11 +113,166 @@ TEST(RecordQueue, CannotCallBackWhatIsInFlight) {
   push(queue, 1);
   push(queue, 2);
   ASSERT_EQ(numbers(*queue.take()), "1 2 ");
-  EXPECT_EQ(push(queue, 3), 0u);  // nothing waits that could give way
-  EXPECT_EQ(push(queue, 4), 1u);
-  queue.settle_delivered(2);
-  EXPECT_EQ(numbers(*queue.take()), "4 ");
+  EXPECT_EQ(push(queue, 3), 1u);  // nothing waits that could give way, so it is the new one
+  EXPECT_EQ(numbers(*queue.take()), "1 2 ");
+  queue.settle_delivered(1);
+  EXPECT_EQ(push(queue, 4), 0u);
+  EXPECT_EQ(push(queue, 5), 1u);
+  queue.settle_delivered(1);
+  EXPECT_EQ(numbers(*queue.take()), "5 ");
   expect_exact(queue);
+}
+
+TEST(RecordQueue, KeepsWhatWaitsWhereTheNewRecordWouldNotFitEitherWay) {
+  RecordQueue queue(30);
+  push(queue, 1, 20);
+  ASSERT_EQ(numbers(*queue.take()), "1 ");
+  EXPECT_EQ(push(queue, 2), 0u);
+  EXPECT_EQ(push(queue, 3, 20), 1u);
+  EXPECT_EQ(numbers(*queue.take_more()), "2 ");
+  expect_exact(queue);
+}
+
+TEST(RecordQueue, HasSeveralBatchesInFlightAndSettlesTheOldestFirst) {
+  constexpr size_t kSize = 30'000;  // two to a batch
+  RecordQueue queue(10 * kSize);
+  for (uint8_t i = 1; i <= 5; ++i) push(queue, i, kSize);
+  const RecordBatch* first = queue.take_more();
+  const RecordBatch* second = queue.take_more();
+  EXPECT_EQ(numbers(*first), "1 2 ");
+  EXPECT_EQ(numbers(*second), "3 4 ");
+  EXPECT_EQ(queue.waiting_bytes(), kSize);
+  EXPECT_EQ(queue.account().queued, 5u);
+  EXPECT_EQ(queue.in_flight(0).bytes[1], 1);
+  EXPECT_EQ(queue.in_flight(3).bytes[1], 4);
+  queue.settle_delivered(1);
+  EXPECT_EQ(numbers(*first), "2 ");  // batches stay where they are
+  EXPECT_EQ(queue.in_flight(0).bytes[1], 2);
+  queue.settle_delivered(2);
+  EXPECT_EQ(queue.take(), second);
+  EXPECT_EQ(numbers(*second), "4 ");
+  EXPECT_EQ(queue.account().delivered, 3u);
+  EXPECT_EQ(queue.account().bytes, 3 * kSize);
+  EXPECT_EQ(numbers(*queue.take_more()), "5 ");
+  EXPECT_EQ(queue.take_more(), nullptr);
+  queue.settle_dropped(2, DropReason::kWriteFailed);
+  EXPECT_EQ(queue.take_more(), nullptr);
+  expect_exact(queue);
+  EXPECT_EQ(queue.account().queued, 0u);
+}
+
+TEST(RecordQueue, CountsWhatIsInFlightAgainstItsLimit) {
+  constexpr size_t kSize = 30'000;
+  RecordQueue queue(4 * kSize);
+  for (uint8_t i = 1; i <= 4; ++i) push(queue, i, kSize);
+  queue.take_more();
+  EXPECT_EQ(push(queue, 5, kSize), 1u);  // 3 gives way
+  queue.settle_delivered(2);
+  EXPECT_EQ(push(queue, 6, kSize), 0u);
+  EXPECT_EQ(push(queue, 7, kSize), 0u);
+  std::string seen;
+  while (const RecordBatch* batch = queue.take_more()) seen += numbers(*batch);
+  EXPECT_EQ(seen, "4 5 6 7 ");
+  expect_exact(queue);
+}
+
+TEST(RecordQueue, DropsAllThatIsInFlight) {
+  constexpr size_t kSize = 30'000;
+  RecordQueue queue(6 * kSize);
+  for (uint8_t i = 1; i <= 5; ++i) push(queue, i, kSize);
+  queue.take_more();
+  queue.take_more();
+  queue.drop_taken(DropReason::kOutOfMemory);
+  EXPECT_EQ(queue.account().dropped_for(DropReason::kOutOfMemory), 4u);
+  EXPECT_EQ(numbers(*queue.take()), "5 ");
+  expect_exact(queue);
+}
+
+TEST(RecordQueue, HandsNothingMoreOutAfterItsDeadline) {
+  RecordQueue queue(100);
+  push(queue, 1);
+  EXPECT_FALSE(queue.is_over());
+  queue.close(Clock::now() + kLong);
+  EXPECT_FALSE(queue.is_over());
+  ASSERT_NE(queue.take_more(), nullptr);
+  EXPECT_FALSE(queue.is_over());  // in flight
+  queue.settle_delivered(1);
+  EXPECT_TRUE(queue.is_over());
+  push(queue, 2);
+  queue.close(Clock::now() + kNoTime);
+  EXPECT_EQ(queue.take_more(), nullptr);
+  EXPECT_TRUE(queue.is_over());
+}
+
+bool is_signalled(const WakeFd& wake) {
+  pollfd request{wake.fd(), POLLIN, 0};
+  return poll(&request, 1, 0) == 1;
+}
+
+TEST(RecordQueue, SignalsAConsumerThatSleepsOnce) {
+  RecordQueue queue(100);
+  const WakeFd wake;
+  queue.set_wake(&wake);
+  push(queue, 1);
+  EXPECT_FALSE(is_signalled(wake));  // it did not say that it sleeps
+  EXPECT_FALSE(queue.may_sleep(1));
+  EXPECT_FALSE(queue.may_sleep(10));
+  EXPECT_TRUE(queue.may_sleep(21));
+  push(queue, 2);
+  EXPECT_FALSE(is_signalled(wake));
+  push(queue, 3);
+  EXPECT_TRUE(is_signalled(wake));
+  wake.clear();
+  push(queue, 4);
+  EXPECT_FALSE(is_signalled(wake));
+  while (queue.take_more()) {
+  }
+  EXPECT_TRUE(queue.may_sleep(1));
+  push(queue, 5);
+  EXPECT_TRUE(is_signalled(wake));
+  queue.set_wake(nullptr);
+}
+
+TEST(RecordQueue, SignalsItsEndToAConsumerThatIsAwake) {
+  RecordQueue queue(100);
+  const WakeFd wake;
+  queue.set_wake(&wake);
+  queue.close(Clock::now() + kLong);
+  EXPECT_TRUE(is_signalled(wake));
+  queue.set_wake(nullptr);
+  wake.clear();
+  EXPECT_FALSE(is_signalled(wake));
+}
+
+TEST(RecordQueue, WakesAConsumerInPoll) {
+  constexpr uint8_t kRecords = 200;
+  RecordQueue queue(1 << 20);
+  const WakeFd wake;
+  std::string seen;
+  std::thread consumer([&] {
+    queue.set_wake(&wake);
+    while (!queue.is_over()) {
+      if (queue.may_sleep(1)) {
+        pollfd request{wake.fd(), POLLIN, 0};
+        poll(&request, 1, -1);
+        wake.clear();
+      }
+      while (const RecordBatch* batch = queue.take_more()) {
+        seen += numbers(*batch);
+        queue.settle_delivered(batch->size());
+      }
+    }
+    queue.set_wake(nullptr);
+  });
+  std::string expected;
+  for (uint8_t i = 0; i < kRecords; ++i) {
+    push(queue, i % 100);
+    expected += std::to_string(i % 100) + " ";
+    if (i % 7 == 0) std::this_thread::yield();
+  }
+  queue.close(Clock::now() + kLong);
+  consumer.join();
+  EXPECT_EQ(seen, expected);
 }
 
 TEST(RecordQueue, SetsTheCountOfAMendedRecordsMap) {
@@ -199,7 +355,7 @@ TEST(AccountJson, NamesWhatOccurred) {
   Account account;
   EXPECT_EQ(account_json(account),
             R"({"accepted":0,"delivered":0,"spooled":0,"queued":0,"dropped":{},)"
-            R"("mended":0,"retried":0,"bytes":0})");
+            R"("mended":0,"clamped":0,"retried":0,"bytes":0})");
   account.accepted = 6;
   account.delivered = 1;
   account.queued = 2;
@@ -209,7 +365,7 @@ TEST(AccountJson, NamesWhatOccurred) {
   EXPECT_EQ(
       account_json(account),
       R"({"accepted":6,"delivered":1,"spooled":0,"queued":2,"dropped":{"cut":1,"queue_full":2},)"
-      R"("mended":0,"retried":0,"bytes":18446744073709551615})");
+      R"("mended":0,"clamped":0,"retried":0,"bytes":18446744073709551615})");
 }
 
 }  // namespace

@@ -1,0 +1,29 @@
+// DeadLetterFile: where records go that a receiver cannot stand, as the msgpack that they are, back
+// to back.
+#ifndef VEK_RAW_MSGPACK_API_DEAD_LETTER_FILE_H
+#define VEK_RAW_MSGPACK_API_DEAD_LETTER_FILE_H
+
+#include <string>
+
+#include "raw_msgpack_api/msgpack_token.h"
+
+namespace vek::engine {
+
+class DeadLetterFile {
+ public:
+  // An empty path keeps nothing. `name` is for log lines.
+  DeadLetterFile(std::string name, std::string path);
+
+  // Opened for this record only, as there should never be one. What does not work is said.
+  void append(Bytes record) const;
+
+ private:
+  bool write(Bytes record) const;
+
+  std::string name_;
+  std::string path_;
+};
+
+}  // namespace vek::engine
+
+#endif  // VEK_RAW_MSGPACK_API_DEAD_LETTER_FILE_H

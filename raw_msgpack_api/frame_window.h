@@ -1,0 +1,87 @@
+// FrameWindow: the frames between a queue and a receiver, oldest first: made of the queue's
+// records, written, and settled with the queue when the receiver has acknowledged them.
+//
+// A frame keeps its bytes and its chunk id however often it is sent. Frames that do not make it are
+// sent again in the same order on the next connection, except for one that a receiver can't stand:
+//
+// - A frame on which the receiver closed kClosesToSuspect connections, while it was the oldest one
+//   without acknowledgement, is split in halves, and they are again, down to a single record.
+// - That is no proof yet: a receiver whose disk is full closes on anything. The record is given up
+//   only when the connection that it ends has just acknowledged another frame. Halves in front of
+//   it give that proof; where it stands first, one of the frames behind it is sent before it, and
+//   this is the one case in which records may arrive in another order.
+#ifndef VEK_RAW_MSGPACK_API_FRAME_WINDOW_H
+#define VEK_RAW_MSGPACK_API_FRAME_WINDOW_H
+
+#include <deque>
+#include <memory>
+#include <string_view>
+#include <vector>
+
+#include "raw_msgpack_api/chunk_id.h"
+#include "raw_msgpack_api/dead_letter_file.h"
+#include "raw_msgpack_api/drop_report.h"
+#include "raw_msgpack_api/forward_config.h"
+#include "raw_msgpack_api/frame_source.h"
+#include "raw_msgpack_api/record_queue.h"
+
+namespace vek::engine {
+
+class FrameWindow {
+ public:
+  // A receiver is slowed down by reading, and a sender by acknowledgements that it leaves unread:
+  // neither has more than this to catch up with.
+  static constexpr size_t kMostFrames = 32;
+  static constexpr uint32_t kClosesToSuspect = 3;
+
+  // All borrowed.
+  FrameWindow(const ForwardConfig& config, RecordQueue& queue);
+
+  bool empty() const { return frames_.empty(); }
+  // Makes frames of what waits: as many as there is room for, of full size; a smaller one too where
+  // nothing else is on its way, or with `flush`. Throws std::bad_alloc, with nothing lost.
+  void fill(bool flush);
+  // Bytes that have to wait in the queue for fill() to do anything.
+  size_t wants() const;
+
+  // What to write next on this connection; empty: nothing for now. The same until all of it is
+  // written, as TLS demands.
+  Bytes next_to_write();
+  // So much of it was.
+  void wrote(size_t bytes);
+  // Frames that were begun on this connection and are not acknowledged.
+  bool awaits_answer() const { return !sent_.empty(); }
+  // False when the oldest of them is another one, or not written whole.
+  bool acknowledge(std::string_view chunk);
+  // Frames that arrived on this connection.
+  size_t arrived() const { return arrived_; }
+  // The connection is gone; `closed`: the receiver ended it.
+  void connection_ended(bool closed);
+
+ private:
+  Frame* choose();
+  Frame* choose_trial();
+  void deliver(Frame& frame);
+  void settle();
+  void blame(Frame& frame);
+  void split(const Frame& frame);
+  void give_up(Frame& frame, DropReason reason);
+  bool is_full() const;
+
+  const ForwardConfig& config_;
+  RecordQueue& queue_;
+  DropReport report_;
+  DeadLetterFile dead_letters_;
+  FrameSource source_;
+  std::deque<std::unique_ptr<Frame>> frames_;
+  size_t bytes_ = 0;          // of frames_
+  std::deque<Frame*> sent_;   // on this connection and not acknowledged
+  Frame* writing_ = nullptr;  // the last of sent_, until it is written whole
+  Frame* trial_ = nullptr;    // sent out of turn on this connection
+  size_t trials_ = 0;
+  size_t arrived_ = 0;
+};
+
+}  // namespace vek::engine
+
+#endif  // VEK_RAW_MSGPACK_API_FRAME_WINDOW_H
