@@ -1,0 +1,280 @@
+// Dictionary streams that are begun well and then lied about.
+//
+// The input is a program: it builds a tree, which the writer sends in events of some size over
+// pages of some size, and then tells lies about the bytes of those pages. Unharmed pages must give
+// exactly the record that the tree stands for. Of harmed ones only this is asked: that nothing is
+// read beyond a page, that every record made is one whole msgpack value, and that the cache context
+// and the tree decoder survive the same bytes.
+#include <msgpack.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "dict_reader/cache_context.h"
+#include "dict_reader/dict_msgpack.h"
+#include "dict_reader/dict_reader.h"
+#include "dict_reader/dictionary_stream_writer.h"
+#include "utils/logger.h"
+
+namespace {
+
+using Image = std::vector<uint8_t>;
+
+constexpr uint64_t kTimestamp = 1'000'000;
+constexpr size_t kMostSteps = 2000;
+constexpr size_t kMostDepth = 64;
+
+void require(bool holds) {
+  if (!holds) std::abort();
+}
+
+// The input as a supply of numbers; zeros when it is used up.
+class Supply {
+ public:
+  Supply(const uint8_t* data, size_t size) : data_(data), size_(size) {}
+  bool empty() const { return at_ == size_; }
+  uint8_t byte() { return empty() ? 0 : data_[at_++]; }
+  uint32_t number() {
+    uint32_t value = 0;
+    for (int i = 0; i < 4; ++i) value = value << 8 | byte();
+    return value;
+  }
+
+ private:
+  const uint8_t* data_;
+  size_t size_;
+  size_t at_ = 0;
+};
+
+class Record {
+ public:
+  Record() { msgpack_sbuffer_init(&buffer_); }
+  ~Record() { msgpack_sbuffer_destroy(&buffer_); }
+  Record(const Record&) = delete;
+  Record& operator=(const Record&) = delete;
+  msgpack_sbuffer* buffer() { return &buffer_; }
+  std::string bytes() const { return {buffer_.data ? buffer_.data : "", buffer_.size}; }
+
+ private:
+  msgpack_sbuffer buffer_{};
+};
+
+// A tree as the steps that write it: the model, which knows nothing of streams.
+struct Node {
+  char kind = 'n';  // s, d, l, t, f, n; { and [ for containers
+  std::string name;
+  std::string text;
+  int64_t number = 0;
+  std::vector<Node> children;
+};
+
+void build(Supply& supply, size_t depth, size_t& steps, Node& container) {
+  while (steps < kMostSteps && !supply.empty()) {
+    ++steps;
+    const uint8_t step = supply.byte();
+    if (step % 9 == 8) return;  // the container ends
+    Node child;
+    child.kind = "sdltfn{["[step % 9];
+    child.name = "k" + std::to_string(step / 16);
+    if (child.kind == 's') child.text.assign(supply.byte(), static_cast<char>(supply.byte()));
+    if (child.kind == 'd' || child.kind == 'l')
+      child.number = static_cast<int32_t>(supply.number());
+    if (child.kind == '{' || child.kind == '[') {
+      if (depth == kMostDepth) continue;
+      build(supply, depth + 1, steps, child);
+    }
+    container.children.push_back(std::move(child));
+  }
+}
+
+void pack(msgpack_packer& packer, const Node& node) {
+  switch (node.kind) {
+    case 's':
+      msgpack_pack_str_with_body(&packer, node.text.data(), node.text.size());
+      return;
+    case 'd':
+      msgpack_pack_double(&packer, static_cast<double>(node.number) / 8);
+      return;
+    case 'l':
+      msgpack_pack_int64(&packer, node.number);
+      return;
+    case 't':
+      msgpack_pack_true(&packer);
+      return;
+    case 'f':
+      msgpack_pack_false(&packer);
+      return;
+    case 'n':
+      msgpack_pack_nil(&packer);
+      return;
+    default:
+      break;
+  }
+  const bool dict = node.kind == '{';
+  if (dict) msgpack_pack_map(&packer, node.children.size());
+  if (!dict) msgpack_pack_array(&packer, node.children.size());
+  for (const Node& child : node.children) {
+    if (dict) msgpack_pack_str_with_body(&packer, child.name.data(), child.name.size());
+    pack(packer, child);
+  }
+}
+
+std::string record_of(const Node& root) {
+  Record record;
+  msgpack_packer packer;
+  msgpack_packer_init(&packer, record.buffer(), msgpack_sbuffer_write);
+  msgpack_pack_array(&packer, 2);
+  msgpack_pack_double(&packer, static_cast<double>(kTimestamp) / 1e6);
+  pack(packer, root);
+  return record.bytes();
+}
+
+bool write(vek::DictionaryStreamWriter& writer, const Node& node, bool root) {
+  const std::string name = root ? "" : node.name;
+  switch (node.kind) {
+    case 's':
+      return writer.add_string(name, node.text);
+    case 'd':
+      return writer.add_double(name, static_cast<double>(node.number) / 8);
+    case 'l':
+      return writer.add_long(name, node.number);
+    case 't':
+    case 'f':
+      return writer.add_bool(name, node.kind == 't');
+    case 'n':
+      return writer.add_none(name);
+    default:
+      break;
+  }
+  const bool dict = node.kind == '{';
+  if (!(dict ? writer.dict_start(name) : writer.list_start(name))) return false;
+  for (const Node& child : node.children) {
+    if (!write(writer, child, false)) return false;
+  }
+  return dict ? writer.dict_end() : writer.list_end();
+}
+
+const vek_type_definition_t* find_type(void* type, const vek_schema_block_t*,
+                                       const vek_event_header_t*) {
+  return static_cast<const vek_type_definition_t*>(type);
+}
+
+bool on_dictionary(dict_reader_user_ctx* context, const data_dict_message_t* message) {
+  Record record;
+  require(data_dict_pack_and_delete(message, record.buffer()) != 0);
+  reinterpret_cast<std::vector<std::string>*>(context)->push_back(record.bytes());
+  return true;
+}
+
+// Of exactly its own size, so that a sanitizer sees a byte too many.
+template <typename Read>
+void each_page(const std::vector<Image>& pages, Read read) {
+  for (const Image& image : pages) {
+    const std::unique_ptr<uint8_t[]> page(new uint8_t[image.size()]);
+    std::memcpy(page.get(), image.data(), image.size());
+    read(reinterpret_cast<const vek_data_page_t*>(page.get()));
+  }
+}
+
+std::vector<std::string> records_of(const std::vector<Image>& pages,
+                                    const vek_exporter_schema_manager_t& lookup) {
+  std::vector<std::string> records;
+  data_dict_reader_user_t user = {on_dictionary, reinterpret_cast<dict_reader_user_ctx*>(&records),
+                                  true, true};
+  unsigned char any_application[VEK_APP_ID_SIZE] = {};
+  DataDictionaryReader reader(&user, any_application, DataDictionaryReader::kTreeDecoder);
+  each_page(pages, [&](const vek_data_page_t* page) { reader.ReadPage(page, &lookup); });
+  return records;
+}
+
+// How many collections the cache context sends. Every other one is kept till the end.
+size_t cached(const std::vector<Image>& pages, const vek_exporter_schema_manager_t& lookup) {
+  using Event = CacheContext::CachedEvent;
+  const std::set<std::string> keys{"k0", "k3"};
+  std::vector<std::unique_ptr<Event, Event::Deleter>> kept;
+  size_t sent = 0;
+  std::function<bool(Event*)> send = [&](Event* event) {
+    require(!event->items.empty() && event->items[0]->type == PYTHON_NEW_COLLECTION);
+    for (const auto* item : event->items) require(item->data_size <= item->capacity);
+    if (sent++ % 2 == 0) return false;
+    kept.emplace_back(event);
+    return true;
+  };
+  std::function<void()> start;
+  unsigned char any_application[VEK_APP_ID_SIZE] = {};
+  CacheContext context(keys, send, start);
+  DataDictionaryReader reader(any_application, &context);
+  each_page(pages, [&](const vek_data_page_t* page) { reader.ReadPage(page, &lookup); });
+  kept.clear();
+  return sent;
+}
+
+void require_whole(const std::string& record) {
+  size_t offset = 0;
+  msgpack_unpacked value;
+  msgpack_unpacked_init(&value);
+  const auto result = msgpack_unpack_next(&value, record.data(), record.size(), &offset);
+  require(result == MSGPACK_UNPACK_SUCCESS && offset == record.size());
+  msgpack_unpacked_destroy(&value);
+}
+
+// Bytes behind the header change; so do the lengths that the header tells, to smaller ones.
+bool tell_lies(Supply& supply, std::vector<Image>& pages) {
+  bool lied = false;
+  while (!supply.empty()) {
+    Image& image = pages[supply.byte() % pages.size()];
+    const uint32_t where = supply.number();
+    const uint8_t what = supply.byte();
+    lied = true;
+    if (what == 0xFF) {
+      const uint64_t length = VEK_PAGE_HEADER_SIZE + where % (image.size() - 719);
+      image.resize(length);
+      std::memcpy(image.data() + offsetof(vek_data_page_t, total), &length, sizeof(length));
+    } else if (image.size() > VEK_PAGE_HEADER_SIZE) {
+      image[VEK_PAGE_HEADER_SIZE + where % (image.size() - VEK_PAGE_HEADER_SIZE)] = what;
+    }
+  }
+  return lied;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  vek_set_log_level(0);
+  if (size < 4) return 0;
+  // The last byte says how much of the input tells lies.
+  const size_t program = size - 1 - (size - 1) * data[size - 1] / 256;
+  Supply supply(data, program);
+  Supply lies(data + program, size - 1 - program);
+
+  const uint8_t shape = supply.byte();
+  vek::DictionaryStreamWriter writer({.source_id = "fuzz",
+                                      .tag = "dict_fuzz",
+                                      .app_id = {},
+                                      .event_size = 54u + supply.byte(),
+                                      .page_size = 800u + 16u * supply.byte(),
+                                      .timestamp_us = kTimestamp});
+  Node root;
+  root.kind = shape % 2 == 0 ? '{' : '[';
+  size_t steps = 0;
+  build(supply, 0, steps, root);
+  require(writer.new_collection(kTimestamp) && write(writer, root, true));
+  std::vector<Image> pages = writer.take_pages();
+
+  vek_exporter_schema_manager_t lookup{};
+  lookup.find_event_type = find_type;
+  lookup.context = const_cast<vek_type_definition_t*>(writer.schema().type());
+  require(records_of(pages, lookup) == std::vector<std::string>{record_of(root)});
+  require(cached(pages, lookup) == 1);
+
+  if (!tell_lies(lies, pages)) return 0;
+  for (const std::string& record : records_of(pages, lookup)) require_whole(record);
+  cached(pages, lookup);
+  return 0;
+}
