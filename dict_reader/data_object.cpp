@@ -66,8 +66,11 @@ StringDataObject::~StringDataObject() {
 }
 
 ContainerDataObject* ContainerDataObject::from(DataObject* object) {
-  return typeid(*object) == typeid(ContainerDataObject) ? static_cast<ContainerDataObject*>(object)
-                                                        : nullptr;
+  // The type alone may be a lie; most values need no closer look.
+  const bool says_so = object->type() == DATA_ITEM_DICT || object->type() == DATA_ITEM_LIST;
+  return says_so && typeid(*object) == typeid(ContainerDataObject)
+             ? static_cast<ContainerDataObject*>(object)
+             : nullptr;
 }
 
 ContainerDataObject::ContainerDataObject(const std::string* name, data_item_e type, bool owns_name)

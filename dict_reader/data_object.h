@@ -128,7 +128,7 @@ class VEK_API ContainerDataObject final : public DataObject {
   // Releases the children.
   ~ContainerDataObject() override;
 
-  // The object as the container that it is, null for any other value.
+  // The object as the dictionary or list that it is, null for any other value.
   static ContainerDataObject* from(DataObject* object);
 
   // Takes the child over and puts it at the end; false, with nothing taken, for null.

@@ -8,14 +8,6 @@ namespace {
 constexpr double kMicrosecondsPerSecond = 1e6;
 constexpr size_t kPairElements = 2;
 
-// A dictionary or list, null for anything else.
-ContainerDataObject* asContainer(DataObject* object) {
-  ContainerDataObject* const container = object ? ContainerDataObject::from(object) : nullptr;
-  const bool sound = container && (container->type() == DATA_ITEM_DICT ||  //
-                                   container->type() == DATA_ITEM_LIST);
-  return sound ? container : nullptr;
-}
-
 // One line for each container that stays unfinished, from the inside out.
 void reportFailure(const ContainerDataObject* at, const ContainerDataObject* root) {
   for (;; at = at->parent()) {
@@ -34,7 +26,6 @@ uint32_t data_dict_pack_and_delete(const data_dict_message_t* message, msgpack_s
 }
 
 DataDictToMsgpackConverter::DataDictToMsgpackConverter(msgpack_sbuffer* buffer) : buffer_(buffer) {}
-DataDictToMsgpackConverter::~DataDictToMsgpackConverter() = default;
 
 bool DataDictToMsgpackConverter::convert(const data_dict_message_t* message) {
   msgpack_sbuffer_init(buffer_);
@@ -51,7 +42,7 @@ bool DataDictToMsgpackConverter::convert(const data_dict_message_t* message) {
 }
 
 bool DataDictToMsgpackConverter::convertRoot(DataObject* root) {
-  if (ContainerDataObject* const container = asContainer(root)) {
+  if (ContainerDataObject* const container = root ? ContainerDataObject::from(root) : nullptr) {
     return container->type() == DATA_ITEM_DICT ? addAndDeleteDictItems(container)
                                                : addAndDeleteListItems(container);
   }
@@ -84,7 +75,7 @@ bool DataDictToMsgpackConverter::addAndDeleteItems(ContainerDataObject* root) {
       continue;
     }
     if (at->type() == DATA_ITEM_DICT) packString(item->name());
-    ContainerDataObject* const inner = asContainer(item);
+    ContainerDataObject* const inner = ContainerDataObject::from(item);
     if (inner) {
       packHeader(inner);
       at = inner;

@@ -27,7 +27,7 @@ VEK_C_END
 class VEK_API DataDictToMsgpackConverter {
  public:
   explicit DataDictToMsgpackConverter(msgpack_sbuffer* buffer);
-  ~DataDictToMsgpackConverter();
+  ~DataDictToMsgpackConverter() = default;
   DataDictToMsgpackConverter(const DataDictToMsgpackConverter&) = delete;
   DataDictToMsgpackConverter& operator=(const DataDictToMsgpackConverter&) = delete;
 

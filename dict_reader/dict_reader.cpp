@@ -23,17 +23,22 @@ DataDictionaryReader::DecoderContextMapper::~DecoderContextMapper() = default;
 
 DataDictionaryReader::DecoderContext* DataDictionaryReader::DecoderContextMapper::get(
     const char* source_id, const char* tag, const data_dict_reader_user_t* user) {
-  auto source = contexts_.find(textOf(source_id));
-  if (source == contexts_.end())
-    source = contexts_.try_emplace(std::string(textOf(source_id))).first;
+  const std::string_view source_text = textOf(source_id);
+  const std::string_view tag_text = textOf(tag);
+  // Events come page by page, so the next one is mostly of the same stream as the last.
+  if (last_ && *last_source_ == source_text && *last_tag_ == tag_text) return last_;
+  auto source = contexts_.find(source_text);
+  if (source == contexts_.end()) source = contexts_.try_emplace(std::string(source_text)).first;
   ContextsByTag& by_tag = source->second;
-  auto found = by_tag.find(textOf(tag));
+  auto found = by_tag.find(tag_text);
   if (found == by_tag.end()) {
-    auto context =
-        std::make_unique<DecoderContext>(user, textOf(source_id).data(), textOf(tag).data());
-    found = by_tag.emplace(textOf(tag), std::move(context)).first;
+    auto context = std::make_unique<DecoderContext>(user, source_text.data(), tag_text.data());
+    found = by_tag.emplace(tag_text, std::move(context)).first;
   }
-  return found->second.get();
+  last_source_ = &source->first;
+  last_tag_ = &found->first;
+  last_ = found->second.get();
+  return last_;
 }
 
 DataDictionaryReader::DataDictionaryReader(data_dict_reader_user_t* user, unsigned char* app_id,

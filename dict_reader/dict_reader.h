@@ -64,6 +64,10 @@ class VEK_API DataDictionaryReader {
    private:
     using ContextsByTag = std::map<std::string, std::unique_ptr<DecoderContext>, std::less<>>;
     std::map<std::string, ContextsByTag, std::less<>> contexts_;
+    // What was asked for last.
+    const std::string* last_source_ = nullptr;
+    const std::string* last_tag_ = nullptr;
+    DecoderContext* last_ = nullptr;
   };
 
   // The user record is copied; null means no callback and both flags false. `app_id` is 16 bytes,
