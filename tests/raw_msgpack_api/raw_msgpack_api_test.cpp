@@ -23,11 +23,11 @@ TEST(Init, RefusesOtherOutputsAndSaysWhatWorks) {
   EXPECT_EQ(init(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr), nullptr);
   EXPECT_THAT(log.errors(),
               ElementsAre("[raw msgpack API] there is no output 'kafka'; these work: stdout_raw, "
-                          "stdout, file, null",
+                          "stdout, file, forward, null",
                           "[raw msgpack API] there is no output ''; these work: stdout_raw, "
-                          "stdout, file, null",
+                          "stdout, file, forward, null",
                           "[raw msgpack API] there is no output ''; these work: stdout_raw, "
-                          "stdout, file, null"));
+                          "stdout, file, forward, null"));
 }
 
 TEST(Init, RefusesAnUnknownParameterWithItsNearestName) {
