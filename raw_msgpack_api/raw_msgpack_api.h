@@ -10,7 +10,10 @@
 //
 // Destinations: "stdout_raw" (each record as it stands, a line of JSON on standard output),
 // "stdout" (a line per event, `[0] tag: [[1700000000.500000000, {}], {"key"=>value}]`), "file"
-// (parameters "path", "file", "format" = json or msgpack; appends), "null" (counts, then forgets).
+// (parameters "path", "file", "format" = json or msgpack; appends), "forward" (to a receiver of the
+// Fluent Forward protocol at `host` and `port`, of which "0" is 24224; README.md has its
+// parameters, of which it refuses those that it does not know even where others ignore them),
+// "null" (counts, then forgets).
 //
 // Parameters, in any case, the last of equal names counts. With an effect on every destination:
 // "Tag" (default: `kind`), "Alias" (name in log lines), "Mem_Buf_Limit" (bound of the records in
@@ -46,7 +49,8 @@ VEK_API int add_data(void* context, const void* data, size_t size);
 // any time since "init", and for a context that is null or finalized already.
 VEK_API int finalize(void* context);
 // One JSON object, NUL-terminated, into out[0..size): "accepted", "delivered", "spooled", "queued",
-// "dropped" (reason to count), "mended", "retried", "bytes" (of msgpack delivered). At every moment
+// "dropped" (reason to count), "mended", "clamped" (times that a receiver could not be told),
+// "retried" (records sent again), "bytes" (of msgpack delivered). At every moment
 // accepted = delivered + spooled + queued + the sum of dropped. Returns the text's full length,
 // like snprintf, or -1 for a null context. May be called from any thread until "finalize".
 VEK_API int raw_msgpack_api_stats(void* context, char* out, size_t size);
