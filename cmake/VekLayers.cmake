@@ -28,4 +28,4 @@ function(vek_use_layers target)
 endfunction()
 
 # Every layer of the plug-in, for targets that need the whole core.
-set(VEK_CORE_LAYERS utils json data counters schema_manager field_set exporter)
+set(VEK_CORE_LAYERS utils json data counters schema_manager field_set dict_reader exporter)

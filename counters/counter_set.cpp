@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "counters/counter_plan.h"
 #include "counters/counter_set_build.h"
 #include "utils/logger.h"
 
@@ -84,6 +85,7 @@ vek_counter_set_t* vek_schema_to_counter_set(const vek_counters_schema_t* schema
     export_all(set.get());
   }
   vek::bind_meta_fields(set.get());
+  set->plan = vek::make_counter_plan(*set).release();
   return set.release();
 }
 
@@ -92,7 +94,9 @@ vek_counter_set_t* vek_schema_and_tokens_to_counter_set(const vek_counters_schem
                                                         const vek_string_array_t* tokens) {
   if (!schema || !name) return nullptr;
   vek::CounterSet set = new_set(schema, name);
-  if (set && tokens) vek::apply_tokens(set.get(), tokens);
+  if (!set) return nullptr;
+  if (tokens) vek::apply_tokens(set.get(), tokens);
+  set->plan = vek::make_counter_plan(*set).release();
   return set.release();
 }
 
@@ -111,6 +115,7 @@ void vek_free_counter_set(vek_counter_set_t* set) {
   std::free(set->counters);
   std::free(set->skip);
   std::free(set->name);
+  delete set->plan;
   std::free(set);
 }
 

@@ -45,6 +45,8 @@ typedef struct vek_counter_set_meta_element {
   vek_counter_set_element_t element;
 } vek_counter_set_meta_element_t;
 
+typedef struct vek_counter_plan vek_counter_plan_t;  // internal
+
 typedef struct vek_counter_set {
   uint64_t num_meta;
   vek_counter_set_meta_element_t* meta;  // owned
@@ -54,6 +56,8 @@ typedef struct vek_counter_set {
   uint64_t num_exported;
   uint8_t* skip;  // owned; one byte a counter, 1 = not exported
   char* name;     // owned; the file's name, or "default"
+  // Owned; how records are packed, worked out when the set is made. Null works too, slower.
+  vek_counter_plan_t* plan;
 } vek_counter_set_t;
 
 // Always a set, unless memory runs out or the schema is null: a file that cannot be read exports

@@ -39,4 +39,18 @@ VEK_API void pack_guid_hex(msgpack_packer* packer, unsigned long value);
 
 VEK_C_END
 
+#ifdef __cplusplus
+namespace vek {
+
+class MsgpackBuffer;
+
+// As vek_counter_block_to_msgpack_filtered, from the start of a buffer that serves one record after
+// the other: its size, or 0 when there is none.
+VEK_API size_t pack_counters_block(MsgpackBuffer& buffer, const void* block,
+                                   const vek_counter_set_t* set, const char* source,
+                                   const char* layout) noexcept;
+
+}  // namespace vek
+#endif
+
 #endif  // VEK_COUNTERS_COUNTERS_MSGPACK_H

@@ -1,5 +1,6 @@
 // JSON form of fields. The order of keys is part of the format: identifiers are digests of the
 // text.
+#include <atomic>
 #include <cerrno>
 #include <cstring>
 
@@ -19,19 +20,44 @@ constexpr char kTemplateWithoutIndex[] =
     R"({"field_name" : "", "description" : "", "type_size" : 0, "offset" : 0, "type_name" : "", )"
     R"("counting_mode" : ""})";
 
-// Parsed once: a document may hold a million fields.
+// A template, parsed once: a document may hold a million fields. Parsing that failed for want of
+// memory is tried again the next time.
+class ParsedTemplate {
+ public:
+  explicit constexpr ParsedTemplate(const char* text) : text_(text) {}
+  ~ParsedTemplate() { json_value_free(shape_.load()); }
+  ParsedTemplate(const ParsedTemplate&) = delete;
+  ParsedTemplate& operator=(const ParsedTemplate&) = delete;
+
+  // Null when there is no memory for it.
+  const JSON_Value* get() {
+    if (const JSON_Value* shape = shape_.load(std::memory_order_acquire)) return shape;
+    vek::JsonValue parsed(json_parse_string(text_));
+    JSON_Value* other = nullptr;
+    if (!parsed) return nullptr;
+    if (shape_.compare_exchange_strong(other, parsed.get())) return parsed.release();
+    return other;  // another thread was first
+  }
+
+ private:
+  const char* text_;
+  std::atomic<JSON_Value*> shape_{nullptr};
+};
+
 const JSON_Value* parsed_template() {
-  static const vek::JsonValue shape(json_parse_string(kTemplate));
-  if (!shape) VEK_LOGE("Unable to parse schema to JSON value: '%s'", kTemplate);
-  return shape.get();
+  static ParsedTemplate shape(kTemplate);
+  const JSON_Value* const parsed = shape.get();
+  if (!parsed) VEK_LOGE("Unable to parse schema to JSON value: '%s'", kTemplate);
+  return parsed;
 }
 
 const JSON_Value* parsed_template_without_index() {
-  static const vek::JsonValue shape(json_parse_string(kTemplateWithoutIndex));
-  if (!shape) {
+  static ParsedTemplate shape(kTemplateWithoutIndex);
+  const JSON_Value* const parsed = shape.get();
+  if (!parsed) {
     VEK_LOGE("Unable to parse schema to JSON value (without index): '%s'", kTemplateWithoutIndex);
   }
-  return shape.get();
+  return parsed;
 }
 
 bool matches(const JSON_Value* shape, const JSON_Value* json) {

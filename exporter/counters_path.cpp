@@ -2,7 +2,6 @@
 #include "counters/counters_msgpack.h"
 #include "exporter/block_path.h"
 #include "exporter/fluentbit_exporter.h"
-#include "exporter/record_buffer.h"
 #include "utils/clock.h"
 #include "utils/logger.h"
 
@@ -42,10 +41,9 @@ void FluentBitExporter::exportCountersBlock(const PageView& page, Bytes block, B
     }
     return;
   }
-  RecordBuffer record;
-  vek_counter_block_to_msgpack_filtered(record.get(), block.data(), counters.set,
-                                        page.source_id.data(), layout());
-  send(record.get()->data, record.get()->size);
+  const size_t size =
+      pack_counters_block(record_, block.data(), counters.set, page.source_id.data(), layout());
+  send(record_.data(), size);
 }
 
 }  // namespace vek

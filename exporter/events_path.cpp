@@ -95,8 +95,8 @@ void FluentBitExporter::packEvents(const EventPlan& plan, const vek_event_header
   const uint64_t size = plan.record_size();
   for (; size > 0 && !events.empty(); events = events.subspan(size)) {
     const size_t packed =
-        FieldSet::packEvent(event_record_, plan, events.data(), header.timestamp, source, layout());
-    send(event_record_.data(), packed);
+        FieldSet::packEvent(record_, plan, events.data(), header.timestamp, source, layout());
+    send(record_.data(), packed);
   }
 }
 

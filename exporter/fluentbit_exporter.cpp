@@ -61,6 +61,7 @@ FluentBitExporter::~FluentBitExporter() {
     dlclose(api_.handle);
   }
   msgpack_data_layout_.reset();
+  dict_reader_.reset();
   opaque_extractor_.reset();
   freeFieldSet();
 }

@@ -25,6 +25,8 @@
 #include "data/opaque_events_extractor.h"
 #include "data/page_view.h"
 #include "data/type_system.h"
+#include "dict_reader/data_dict.h"
+#include "dict_reader/dict_reader.h"
 #include "exporter/counter_set_cache.h"
 #include "exporter/raw_msgpack_api.h"
 #include "field_set/field_set.h"
@@ -80,6 +82,13 @@ class VEK_API FluentBitExporter {
   bool exportVekDataPage_kix(const vek_data_page_t* page, SchemaManager* schema_manager);
   bool exportDictionaryDataPage(const vek_data_page_t* page,
                                 const vek_exporter_schema_manager_t* schema_manager);
+
+  // A reader that gives its dictionaries to this exporter, null after a message.
+  std::unique_ptr<DataDictionaryReader> initDictReader();
+  // The reader's callback; the context is the exporter.
+  static bool onDataDictClb(dict_reader_user_ctx* context, const data_dict_message_t* message);
+  // Sends the message as one record and empties its root; the reader releases the rest.
+  bool exportAndDeleteDataDict(const data_dict_message_t* message);
 
   // Called once the library is loaded. Without an extractor pages of opaque events fail.
   bool StartOpaqueProcessing();
@@ -143,9 +152,10 @@ class VEK_API FluentBitExporter {
   const char* fieldset_file_ = nullptr;  // borrowed
   std::unique_ptr<FieldSet> field_set_;
   vek_schema_block_t last_schemas_block_{};  // of the page at hand
-  MsgpackBuffer event_record_;               // of the event at hand; kept for its memory
+  MsgpackBuffer record_;                     // the record at hand; kept for its memory
   bool custom_layout_allowed_ = false;
   bool batch_mode_ = false;
+  std::unique_ptr<DataDictionaryReader> dict_reader_;  // from the first dictionary page on
   Owned<vek_opaque_events_extractor_t, vek_opaque_events_extractor_delete> opaque_extractor_;
 };
 

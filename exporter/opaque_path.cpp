@@ -1,21 +1,15 @@
 // Opaque events: pages tagged "fluent_aggr", whose events are msgpack already.
+#include "exporter/fluent_aggr.h"
 #include "exporter/fluentbit_exporter.h"
 #include "utils/logger.h"
 
 namespace vek {
-namespace {
-
-// The application whose events an aggregator sends through this plug-in.
-constexpr unsigned char kFluentAggrGuid[VEK_APP_ID_SIZE] = {
-    0x76, 0xb7, 0xd6, 0x96, 0x9d, 0x5a, 0x4b, 0xc5, 0x80, 0x2f, 0x26, 0x00, 0xd7, 0x3a, 0x97, 0x1b};
-
-}  // namespace
 
 bool FluentBitExporter::StartOpaqueProcessing() {
   vek_opaque_events_extractor_recipient_t recipient{};
   recipient.on_event = ProcessOpaqueEventClb;
   recipient.context = reinterpret_cast<vek_opaque_events_extractor_recipient_ctx*>(this);
-  opaque_extractor_.reset(vek_opaque_events_extractor_create(kFluentAggrGuid, &recipient));
+  opaque_extractor_.reset(vek_opaque_events_extractor_create(kFluentAggrAppId.data(), &recipient));
   if (opaque_extractor_) return true;
   // Operators' alerts know this line under another exporter's name.
   VEK_LOGE("[Prometheus Aggr Exporter] Unable to allocate opaque events exporter");
@@ -36,7 +30,7 @@ bool FluentBitExporter::ProcessOpaqueEventClb(vek_opaque_events_extractor_recipi
                                               unsigned long /*first_word*/,
                                               unsigned long /*second_word*/, const void* data,
                                               unsigned int size) {
-  if (!vek_dict_get(options, "fluent_tag")) {
+  if (!vek_dict_get(options, kFluentAggrTagOption)) {
     VEK_LOGW("[Fluent Aggr Exporter] An event without endpoint_url");
   }
   // Handed on even when there is nothing in it: the engine, not this plug-in, judges the contents.

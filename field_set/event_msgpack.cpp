@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstring>
 
-#include "counters/counter_value.h"
 #include "counters/counters_msgpack.h"
 #include "data/builtin_types.h"
 #include "field_set/bound_type.h"
@@ -12,6 +11,7 @@
 #include "field_set/meta_fields.h"
 #include "utils/logger.h"
 #include "utils/msgpack_buffer.h"
+#include "utils/unaligned.h"
 
 namespace {
 

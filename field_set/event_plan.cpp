@@ -11,12 +11,10 @@
 #include "field_set/bound_type.h"
 #include "field_set/meta_fields.h"
 #include "utils/filters.h"
-#include "utils/msgpack_encode.h"
 
 namespace vek {
 namespace {
 
-constexpr size_t kHexRoom = 1 + 18;  // "0x" and 16 digits behind a one-byte header
 constexpr std::string_view kUnknownValue = "0";
 
 const FieldSet::NameMap& pairsOf(const std::map<std::string, FieldSet::NameMap>& table,
@@ -26,43 +24,48 @@ const FieldSet::NameMap& pairsOf(const std::map<std::string, FieldSet::NameMap>&
   return found == table.end() ? none : found->second;
 }
 
-StepValue numberOf(const field_t& field, const std::string& key) {
-  switch (field.field_type) {
-    case VEK_TYPE_BOOL:
-      return StepValue::kBool;
+// Bytes of a field that goes out as a number and how they are read; none for other fields.
+struct NumberField {
+  uint8_t width;
+  NumberRead read;
+};
+
+std::optional<NumberField> number_of(uint32_t field_type) {
+  const auto integer = [](uint8_t width, bool is_signed) {
+    return NumberField{width, NumberRead::integer(width, is_signed)};
+  };
+  switch (field_type) {
+    case VEK_TYPE_INT8:
+      return integer(1, true);
+    case VEK_TYPE_UINT8:
+      return integer(1, false);
     case VEK_TYPE_SHORT:
     case VEK_TYPE_INT16:
-      return StepValue::kInt16;
+      return integer(2, true);
+    case VEK_TYPE_UNSIGNED_SHORT:
+    case VEK_TYPE_UINT16:
+      return integer(2, false);
     case VEK_TYPE_INT:
     case VEK_TYPE_INT32:
-      return StepValue::kInt32;
+      return integer(4, true);
+    case VEK_TYPE_UNSIGNED_INT:
+    case VEK_TYPE_UINT32:
+      return integer(4, false);
     case VEK_TYPE_LONG:
     case VEK_TYPE_LONG_LONG:
     case VEK_TYPE_INT64:
-      return StepValue::kInt64;
-    case VEK_TYPE_INT8:
-      return StepValue::kInt8;
-    case VEK_TYPE_UNSIGNED_SHORT:
-    case VEK_TYPE_UINT16:
-      return StepValue::kUint16;
-    case VEK_TYPE_UNSIGNED_INT:
-    case VEK_TYPE_UINT32:
-      return StepValue::kUint32;
+      return integer(8, true);
     case VEK_TYPE_UNSIGNED_LONG:
     case VEK_TYPE_UNSIGNED_LONG_LONG:
     case VEK_TYPE_TIMESTAMP:
-      return StepValue::kUint64;
-    case VEK_TYPE_UINT8:
-      return StepValue::kUint8;
-    case VEK_TYPE_FLOAT:
-      return StepValue::kFloat;
-    case VEK_TYPE_DOUBLE:
-      return StepValue::kDouble;
     case VEK_TYPE_UINT64:
-      // The key decides: an alias can turn hexadecimal text on or off.
-      return if_display_hex(key.c_str()) ? StepValue::kHex : StepValue::kUint64;
+      return integer(8, false);
+    case VEK_TYPE_FLOAT:
+      return NumberField{4, NumberRead::float32()};
+    case VEK_TYPE_DOUBLE:
+      return NumberField{8, NumberRead::float64()};
     default:
-      return StepValue::kNone;
+      return std::nullopt;
   }
 }
 
@@ -76,59 +79,6 @@ bool isNamedGuid(const field_t& field) {
   vek_filter_to_lower(name.data());
   return name.find("guid") != std::string::npos;
 }
-
-// Appends steps to one section. Constant bytes gather until a value follows.
-class SectionWriter {
- public:
-  explicit SectionWriter(PlanSection& section) : section_(section) {}
-
-  void text(std::string_view text) {
-    char header[kMsgpackMaxHeader];
-    const char* end = put_str_header(header, static_cast<uint32_t>(text.size()));
-    raw({header, static_cast<size_t>(end - header)});
-    raw(text);
-  }
-  void map_header(uint64_t pairs) {
-    char header[kMsgpackMaxHeader];
-    const char* end = put_map_header(header, static_cast<uint32_t>(pairs));
-    raw({header, static_cast<size_t>(end - header)});
-  }
-
-  void value(StepValue kind, uint64_t offset, size_t room) {
-    section_.steps.push_back({offset, pending_, 0, kind});
-    section_.room += room;
-    pending_ = 0;
-  }
-  void text_value(StepValue kind, uint64_t offset, uint32_t limit) {
-    value(kind, offset, kMsgpackMaxHeader);
-    PlanStep& step = section_.steps.back();
-    step.text_limit = static_cast<uint16_t>(std::min(limit, kMaxTextLength));
-    section_.texts.push_back(step);
-  }
-  void source() {
-    value(StepValue::kSource, 0, kMsgpackMaxHeader);
-    ++section_.sources;
-  }
-
-  // What follows is a step of its own, so that it can be left out alone.
-  void flush() {
-    if (pending_ > 0) value(StepValue::kNone, 0, 0);
-  }
-  void finish() {
-    flush();
-    section_.literals.resize(section_.literals.size() + PlanSection::kLiteralPadding);
-  }
-
- private:
-  void raw(std::string_view bytes) {
-    section_.literals += bytes;
-    section_.room += bytes.size();
-    pending_ += static_cast<uint32_t>(bytes.size());
-  }
-
-  PlanSection& section_;
-  uint32_t pending_ = 0;  // constant bytes without a step so far
-};
 
 }  // namespace
 
@@ -150,7 +100,6 @@ class EventPlanBuilder {
     build_flb_std_head();
     build_custom_head();
     build_fields();
-    plan_.text_lengths_.resize(plan_.flb_std_head_.texts.size() + plan_.fields_.texts.size());
   }
 
  private:
@@ -166,7 +115,7 @@ class EventPlanBuilder {
   }
 
   void build_flb_std_head() {
-    SectionWriter out(plan_.flb_std_head_);
+    PlanSectionWriter out(plan_.flb_std_head_, type_.record_size);
     const UsedKeys used = used_keys();
     for (int32_t index = 0; index < kMetaFieldCount; ++index) {
       meta_field(out, index, default_name(index), used);
@@ -199,23 +148,23 @@ class EventPlanBuilder {
 
   void build_custom_head() {
     constexpr uint64_t kEntries = 5;
-    SectionWriter out(plan_.custom_head_);
+    PlanSectionWriter out(plan_.custom_head_, type_.record_size);
     out.map_header(kEntries);
     out.text(default_name(kMetaTimestamp));
-    out.value(StepValue::kTime, 0, kMsgpackMaxNumber);
+    out.record_value(StepValue::kTime);
     out.text(default_name(kMetaType));
     out.text(kEventsType);
     out.text(default_name(kMetaTypeName));
     out.text(type_.name);
     out.text(default_name(kMetaSource));
-    out.source();
+    out.record_value(StepValue::kSource);
     out.text("values");
     out.map_header(plan_.included_);
     out.finish();
   }
 
   void build_fields() {
-    SectionWriter out(plan_.fields_);
+    PlanSectionWriter out(plan_.fields_, type_.record_size);
     const bool skip_empty = type_.field_set.skip_empty_strings;
     for (const field_t& field : fields_) {
       if (field.skip) continue;
@@ -240,9 +189,10 @@ class EventPlanBuilder {
     return used;
   }
 
-  void meta_field(SectionWriter& out, int32_t index, const std::string& key, const UsedKeys& used) {
+  void meta_field(PlanSectionWriter& out, int32_t index, const std::string& key,
+                  const UsedKeys& used) {
     if (key.empty()) {
-      out.value(StepValue::kNoAlias, 0, 0);
+      out.note(0);
       return;
     }
     if (used.at(key)) return;
@@ -250,7 +200,7 @@ class EventPlanBuilder {
     out.text(key);
     switch (index) {
       case kMetaTimestamp:
-        out.value(StepValue::kTime, 0, kMsgpackMaxNumber);
+        out.record_value(StepValue::kTime);
         break;
       case kMetaType:
         out.text(kEventsType);
@@ -259,20 +209,23 @@ class EventPlanBuilder {
         out.text(type_.name);
         break;
       default:
-        out.source();
+        out.record_value(StepValue::kSource);
         break;
     }
   }
 
-  void pair(SectionWriter& out, const std::string& key, const field_t& field, StepValue text_kind) {
+  void pair(PlanSectionWriter& out, const std::string& key, const field_t& field,
+            StepValue text_kind) {
     out.text(key);
-    const StepValue number = numberOf(field, key);
-    if (number == StepValue::kHex) {
-      out.value(number, field.offset, kHexRoom);
-    } else if (number != StepValue::kNone) {
-      out.value(number, field.offset, kMsgpackMaxNumber);
+    if (field.field_type == VEK_TYPE_BOOL) {
+      out.value(StepValue::kBool, field.offset);
+    } else if (field.field_type == VEK_TYPE_UINT64 && if_display_hex(key.c_str())) {
+      // The key decides: an alias can turn hexadecimal text on or off.
+      out.value(StepValue::kHex, field.offset);
+    } else if (const auto number = number_of(field.field_type)) {
+      out.number(field.offset, number->width, number->read);
     } else if (field.field_type == VEK_TYPE_CHAR && !field.skip) {
-      out.text_value(text_kind, field.offset, field.array_length);
+      out.text_value(text_kind, field.offset, std::min(field.array_length, kMaxTextLength));
     } else if (field.field_type == VEK_TYPE_CHAR || field.field_type == VEK_TYPE_UNSIGNED_CHAR) {
       // The length of a text is only ever looked up for "char" fields that are exported.
       out.text("");

@@ -1,13 +1,8 @@
 // EventPlan: everything about the records of one bound event type that does not change from event
 // to event.
 //
-// A plan is a list of steps. Each step is constant bytes, ready-made (keys, constants, whole
-// pairs), followed by one value that is read from the event at a fixed place. Packing is then one
-// pass: copy, encode, copy, encode, into a buffer whose room was checked once. Plans are made in
-// event_plan.cpp, which alone knows the rules of record contents, and carried out in
-// event_writer.cpp, which knows none.
-//
-// A plan is used by one thread at a time: it keeps the lengths of the event's texts in passing.
+// Plans (utils/packing_plan.h) are made in event_plan.cpp, which alone knows the rules of record
+// contents, and carried out in event_writer.cpp. Any number of threads may use one at a time.
 #ifndef VEK_FIELD_SET_EVENT_PLAN_H
 #define VEK_FIELD_SET_EVENT_PLAN_H
 
@@ -17,9 +12,9 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "utils/msgpack_buffer.h"
+#include "utils/packing_plan.h"
 
 namespace vek {
 
@@ -28,45 +23,6 @@ struct FieldSetTables;
 
 // Lengths are counted with 16 bits: longer texts are cut there.
 inline constexpr uint32_t kMaxTextLength = 65535;
-
-enum class StepValue : uint8_t {
-  kNone,  // constant bytes only
-  kBool,
-  kUint8,
-  kUint16,
-  kUint32,
-  kUint64,
-  kInt8,
-  kInt16,
-  kInt32,
-  kInt64,
-  kFloat,
-  kDouble,
-  kHex,              // an unsigned 64-bit number as the text "0x%lx"
-  kText,             // the step has its text's length
-  kTextUnlessEmpty,  // with its key left out where empty texts are skipped
-  kTime,             // of the record, in microseconds
-  kSource,           // with its key left out when there is no source
-  kNoAlias           // a meta field whose alias is empty: nothing but a message
-};
-
-struct PlanStep {
-  uint64_t offset = 0;        // of the value, from the start of the event
-  uint32_t literal_size = 0;  // constant bytes before the value
-  uint16_t text_limit = 0;    // longest text that the field holds
-  StepValue value = StepValue::kNone;
-};
-static_assert(sizeof(PlanStep) == 16);
-
-// A run of steps and their constant bytes, back to back in the order of the steps.
-struct PlanSection {
-  std::vector<PlanStep> steps;
-  std::string literals;         // kLiteralPadding bytes longer than the literals
-  std::vector<PlanStep> texts;  // the steps that have a text, again
-  size_t room = 0;              // most bytes that all but texts and sources take
-  size_t sources = 0;           // steps that write the source
-  static constexpr size_t kLiteralPadding = 32;
-};
 
 class EventPlan {
  public:
@@ -92,7 +48,6 @@ class EventPlan {
   PlanSection flb_std_head_;                      // from the first meta field to the last constant
   PlanSection custom_head_;                       // from the map header to the one of "values"
   PlanSection fields_;
-  mutable std::vector<uint32_t> text_lengths_;  // of the event being packed
 };
 
 std::unique_ptr<EventPlan> makeEventPlan(const BoundType& type, const FieldSetTables& tables);

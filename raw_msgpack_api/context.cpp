@@ -2,6 +2,7 @@
 
 #include <pthread.h>
 
+#include <algorithm>
 #include <cinttypes>
 #include <csignal>
 #include <exception>
@@ -32,12 +33,16 @@ class AllSignalsBlocked {
 
 }  // namespace
 
-Context::Context(Settings settings, std::unique_ptr<Destination> destination)
+Context::Context(Settings settings, std::unique_ptr<Destination> destination,
+                 std::unique_ptr<Spool> spool, SpoolSync sync)
     : settings_(std::move(settings)),
-      queue_(settings_.mem_buf_limit),
+      spool_(std::move(spool)),
+      sync_(sync),
+      queue_(settings_.mem_buf_limit, spool_.get(), sync.kind == SpoolSync::Kind::kAlways),
       destination_(std::move(destination)),
       report_(settings_.name) {
   const AllSignalsBlocked blocked;
+  if (spool_) keeper_ = std::make_unique<SpoolKeeper>(*spool_, queue_, sync_);
   thread_ = std::thread([this] { run(); });
 }
 
@@ -61,6 +66,7 @@ void Context::add(Bytes buffer) noexcept {
   for (;;) {
     switch (walk.next()) {
       case RecordWalk::Step::kEnd:
+        if (spool_ && sync_.kind == SpoolSync::Kind::kAlways) spool_->sync();
         return;
       case RecordWalk::Step::kDropped:
         queue_.drop_malformed(walk.reason());
@@ -79,15 +85,35 @@ void Context::add(Bytes buffer) noexcept {
   }
 }
 
+// Part of the grace is kept for the disk, and should the destination take longer than it may, there
+// is still a moment to save what it did not send.
+void Context::flush() noexcept {
+  constexpr std::chrono::milliseconds kToSpool{1000};
+  const auto end = Clock::now() + settings_.grace;
+  queue_.close(spool_ ? end - std::min(kToSpool, settings_.grace / 4) : end);
+  thread_.join();
+  if (spool_) {
+    queue_.spool_rest(std::max(end, Clock::now() + kToSpool));
+    queue_.drop_rest(DropReason::kSpoolFailed);
+    keeper_.reset();
+    spool_->sync();
+  } else {
+    queue_.drop_rest(DropReason::kGraceOver);
+  }
+}
+
 bool Context::finish() noexcept {
   if (thread_.joinable()) {
-    queue_.close(Clock::now() + settings_.grace);
-    thread_.join();
-    queue_.drop_rest(DropReason::kGraceOver);
+    flush();
     const Account account = queue_.account();
     VEK_LOGI("[raw msgpack API] [%s] %" PRIu64 " records accepted, %" PRIu64 " delivered, %" PRIu64
-             " dropped",
-             settings_.name.c_str(), account.accepted, account.delivered, account.dropped_sum());
+             " spooled, %" PRIu64 " dropped",
+             settings_.name.c_str(), account.accepted, account.delivered, account.spooled,
+             account.dropped_sum());
+    if (account.spooled > 0) {
+      VEK_LOGW("[raw msgpack API] [%s] %" PRIu64 " records wait in '%s' for the next start",
+               settings_.name.c_str(), account.spooled, spool_->folder().c_str());
+    }
     if (account.given_up() > 0) {
       VEK_LOGE("[raw msgpack API] [%s] %" PRIu64 " records did not arrive: %s",
                settings_.name.c_str(), account.given_up(), account_json(account).c_str());
@@ -103,9 +129,17 @@ std::unique_ptr<Context> make_context(const Target& target, const Parameters& pa
   const Target known = {kind->name, target.host, target.port, target.kind};
   const auto settings = read_settings(parameters, known);
   if (!settings) return nullptr;
+  const auto spool_settings = read_spool_settings(parameters, settings->name);
+  if (!spool_settings) return nullptr;
   auto destination = kind->make(*settings, parameters);
   if (!destination) return nullptr;
-  return std::make_unique<Context>(*settings, std::move(destination));
+  std::unique_ptr<Spool> spool;
+  if (kind->may_spool && spool_settings->is_wanted()) {
+    spool = Spool::open(spool_settings->spool);
+    if (!spool) return nullptr;
+  }
+  return std::make_unique<Context>(*settings, std::move(destination), std::move(spool),
+                                   spool_settings->sync);
 }
 
 }  // namespace vek::engine

@@ -1,4 +1,4 @@
-// Context: one destination with its queue and its thread.
+// Context: one destination with its queue and its thread, and perhaps a spool.
 #ifndef VEK_RAW_MSGPACK_API_CONTEXT_H
 #define VEK_RAW_MSGPACK_API_CONTEXT_H
 
@@ -9,33 +9,40 @@
 #include "raw_msgpack_api/drop_report.h"
 #include "raw_msgpack_api/record_queue.h"
 #include "raw_msgpack_api/settings.h"
+#include "raw_msgpack_api/spool_keeper.h"
+#include "raw_msgpack_api/spool_settings.h"
 #include "utils/clock.h"
 
 namespace vek::engine {
 
 class Context {
  public:
-  // Starts the thread; throws std::system_error where there is none to be had.
-  Context(Settings settings, std::unique_ptr<Destination> destination);
+  // Starts the threads; throws std::system_error where there is none to be had.
+  Context(Settings settings, std::unique_ptr<Destination> destination,
+          std::unique_ptr<Spool> spool = nullptr, SpoolSync sync = {});
   // As finish(), if that was not called.
   ~Context();
   Context(const Context&) = delete;
   Context& operator=(const Context&) = delete;
 
   void add(Bytes buffer) noexcept;
-  // Flushes for as long as the grace lasts and ends the thread. True when every sound record that
-  // was ever added arrived.
+  // Flushes for as long as the grace lasts, spools what is left and ends the threads. True when
+  // every sound record that was ever added arrived or waits in the spool.
   bool finish() noexcept;
   Account account() const { return queue_.account(); }
 
  private:
   void run() noexcept;
+  void flush() noexcept;
 
   Settings settings_;
+  std::unique_ptr<Spool> spool_;  // may be null
+  SpoolSync sync_;
   RecordQueue queue_;
   std::unique_ptr<Destination> destination_;
   DropReport report_;  // of the thread that adds
   LogRateLimit mended_limit_;
+  std::unique_ptr<SpoolKeeper> keeper_;
   std::thread thread_;
 };
 

@@ -31,6 +31,7 @@ struct DestinationKind {
   std::string_view name;
   std::span<const std::string_view> parameters;  // its own, beyond those that all take
   std::unique_ptr<Destination> (*make)(const Settings&, const Parameters&);
+  bool may_spool = false;  // "storage.path" gives its queue a spool
 };
 
 // Null, with an error line that lists what works, when no destination has this name.

@@ -22,7 +22,10 @@ enum class DropReason : uint8_t {
   kOutOfMemory,
   kTooLargeToSend,
   kRefused,
-  kRetriesOver
+  kRetriesOver,
+  kSpoolFull,
+  kSpoolDamaged,
+  kSpoolFailed
 };
 
 struct DropReasonRow {
@@ -31,7 +34,7 @@ struct DropReasonRow {
   const char* advice;  // ends the log line
 };
 
-inline constexpr std::array<DropReasonRow, 12> kDropReasons = {{
+inline constexpr std::array<DropReasonRow, 15> kDropReasons = {{
     {"wrong_shape", true, "it is neither [seconds, map], a map nor [seconds, array]"},
     {"too_deep", true, "it nests more containers than receivers take"},
     {"broken", true, "it is not msgpack; the rest of its buffer is dropped with it"},
@@ -49,6 +52,10 @@ inline constexpr std::array<DropReasonRow, 12> kDropReasons = {{
      "are "
      "kept in a dead-letter file there"},
     {"retries_over", false, "it was sent as often as Retry_Limit says"},
+    {"spool_full", false,
+     "the spool is full; the oldest go first, storage.total_limit_size can be raised"},
+    {"spool_damaged", false, "it was damaged on disk"},
+    {"spool_failed", false, "finalize could not write it to the spool, or not in time"},
 }};
 
 inline const DropReasonRow& drop_reason_row(DropReason reason) {

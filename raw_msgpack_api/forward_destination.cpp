@@ -41,6 +41,7 @@ std::unique_ptr<Destination> make(const Settings& settings, const Parameters& pa
 
 }  // namespace
 
-constinit const DestinationKind kForwardDestination = {"forward", kForwardParameters, make};
+constinit const DestinationKind kForwardDestination = {"forward", kForwardParameters, make,
+                                                       /*may_spool=*/true};
 
 }  // namespace vek::engine

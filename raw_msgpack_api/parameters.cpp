@@ -12,8 +12,14 @@ namespace vek::engine {
 namespace {
 
 // What the engine itself reads for every destination.
-constexpr std::array<std::string_view, 5> kCommon = {"Tag", "Alias", "Mem_Buf_Limit", "vek.engine",
-                                                     "vek.grace"};
+constexpr std::array<std::string_view, 8> kCommon = {"Tag",
+                                                     "Alias",
+                                                     "Mem_Buf_Limit",
+                                                     "vek.engine",
+                                                     "vek.grace",
+                                                     "storage.path",
+                                                     "storage.total_limit_size",
+                                                     "vek.fsync"};
 // Names that any output of a log processor takes. They have no meaning for a destination inside
 // this process, but configurations that are moved from one output to another keep working.
 constexpr std::array<std::string_view, 8> kGeneric = {

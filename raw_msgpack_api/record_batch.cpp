@@ -19,6 +19,8 @@ void RecordBatch::clear() {
   bytes_.clear();
   entries_.clear();
   first_ = 0;
+  number_ = 0;
+  is_spooled_ = false;
 }
 
 }  // namespace vek::engine

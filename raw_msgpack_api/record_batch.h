@@ -36,6 +36,17 @@ class RecordBatch {
     return count == 0 ? 0 : bytes_.size() - entries_[entries_.size() - count].offset;
   }
 
+  // Number of the first record still in it; they follow one another. Zero: they have none.
+  uint64_t first_number() const { return number_ == 0 ? 0 : number_ + first_; }
+  // Whether `number` may follow the records in it.
+  bool takes_number(uint64_t number) const {
+    return entries_.empty() || (number_ == 0 ? number == 0 : number == number_ + entries_.size());
+  }
+  void set_first_number(uint64_t number) { number_ = number; }
+  // Whether a spool holds them too.
+  bool is_spooled() const { return is_spooled_; }
+  void set_spooled() { is_spooled_ = true; }
+
   // A copy; `pairs` becomes its map's count when `mended`. Throws std::bad_alloc, unchanged then.
   void append(const RecordView& record, bool mended, uint64_t pairs);
   void drop_first(size_t count) { first_ += count; }
@@ -54,6 +65,8 @@ class RecordBatch {
   std::vector<uint8_t> bytes_;
   std::vector<Entry> entries_;
   size_t first_ = 0;
+  uint64_t number_ = 0;  // of entries_[0]
+  bool is_spooled_ = false;
 };
 
 }  // namespace vek::engine

@@ -12,8 +12,14 @@ constexpr size_t kMaxSpareBatches = 8;
 
 }  // namespace
 
-RecordQueue::RecordQueue(size_t limit_bytes) : limit_bytes_(limit_bytes) {
+RecordQueue::RecordQueue(size_t limit_bytes, Spool* spool, bool spool_first)
+    : limit_bytes_(limit_bytes), spool_(spool), spool_first_(spool_first) {
   spare_.reserve(kMaxSpareBatches);
+  if (!spool_) return;
+  next_number_ = spool_->next_sequence();
+  account_.spooled = spool_->unread();
+  account_.dropped_for(DropReason::kSpoolDamaged) = spool_->lost_at_open();
+  account_.accepted = account_.spooled + spool_->lost_at_open();
 }
 
 RecordQueue::PushResult RecordQueue::push(const RecordView& record, bool mended,
@@ -22,23 +28,19 @@ RecordQueue::PushResult RecordQueue::push(const RecordView& record, bool mended,
   ++account_.accepted;
   if (mended) ++account_.mended;
   PushResult result;
-  const size_t size = record.bytes.size();
-  if (size > limit_bytes_ || size > limit_bytes_ - taken_bytes_) {
-    result = {size > limit_bytes_ ? DropReason::kTooLarge : DropReason::kQueueFull, 1};
+  if (record.bytes.size() > limit_bytes_) {
+    result = {DropReason::kTooLarge, 1};
     ++account_.dropped_for(result.reason);
     return result;
   }
+  const uint64_t number = spool_ ? next_number_++ : 0;
+  const bool was_idle = available() == 0;
   try {
-    result.dropped = make_room(size);
-    const bool was_idle = waiting_.empty();
-    append(record, mended, pairs);
-    waiting_bytes_ += size;
-    ++account_.queued;
-    if (was_idle) wake_.notify_one();
-    if (sleeps_until_ > 0 && waiting_bytes_ >= sleeps_until_) {
-      sleeps_until_ = 0;
-      sleeper_->signal();
+    if (!behind_.empty()) store_behind(result);
+    if (!goes_to_spool(record.bytes.size()) || !store(number, record, mended, pairs, result)) {
+      keep_in_memory(number, record, mended, pairs, result);
     }
+    wake_consumer(was_idle);
   } catch (const std::bad_alloc&) {
     result = {DropReason::kOutOfMemory, 1};
     ++account_.dropped_for(DropReason::kOutOfMemory);
@@ -46,36 +48,74 @@ RecordQueue::PushResult RecordQueue::push(const RecordView& record, bool mended,
   return result;
 }
 
-// Lets the oldest waiting records go until `bytes` more fit.
-size_t RecordQueue::make_room(size_t bytes) {
-  size_t dropped = 0;
-  while (bytes > limit_bytes_ - taken_bytes_ - waiting_bytes_) {
-    RecordBatch& oldest = waiting_.front();
-    waiting_bytes_ -= forget_first(oldest, 1);
-    --account_.queued;
-    ++account_.dropped_for(DropReason::kQueueFull);
-    ++dropped;
-    if (oldest.empty()) {
-      recycle(std::move(oldest));
-      waiting_.pop_front();
-    }
-  }
-  return dropped;
+void RecordQueue::keep_in_memory(uint64_t number, const RecordView& record, bool mended,
+                                 uint64_t pairs, PushResult& result) {
+  if (!make_room(record.bytes.size(), result)) return;
+  const bool is_behind = !behind_.empty() || (spool_ && spool_->unread() > 0);
+  append(is_behind ? behind_ : waiting_, number, record, mended, pairs);
+  (is_behind ? behind_bytes_ : waiting_bytes_) += record.bytes.size();
+  ++account_.queued;
 }
 
-void RecordQueue::append(const RecordView& record, bool mended, uint64_t pairs) {
-  if (waiting_.empty() || !waiting_.back().has_room_for(record.bytes.size())) {
-    if (spare_.empty()) {
-      waiting_.emplace_back();
-    } else {
-      waiting_.push_back(std::move(spare_.back()));
-      spare_.pop_back();
+// Bytes that memory still takes. What was loaded from a disk may go beyond the limit by a batch.
+size_t RecordQueue::room() const {
+  return limit_bytes_ - std::min(limit_bytes_, taken_bytes_ + waiting_bytes_ + behind_bytes_);
+}
+
+// Lets the oldest waiting records go until `bytes` more fit. Where all that could is in flight, the
+// new record is the one that is dropped.
+bool RecordQueue::make_room(size_t bytes, PushResult& result) {
+  const auto drop_one = [&] {
+    result.reason = DropReason::kQueueFull;
+    ++account_.dropped_for(DropReason::kQueueFull);
+    ++result.dropped;
+  };
+  if (bytes > limit_bytes_ - std::min(limit_bytes_, taken_bytes_)) {
+    drop_one();
+    return false;
+  }
+  while (bytes > room()) {
+    const bool is_behind = waiting_.empty();
+    std::deque<RecordBatch>& batches = is_behind ? behind_ : waiting_;
+    RecordBatch& oldest = batches.front();
+    (is_behind ? behind_bytes_ : waiting_bytes_) -= forget_first(oldest, 1);
+    --account_.queued;
+    drop_one();
+    if (oldest.empty()) {
+      recycle(std::move(oldest));
+      batches.pop_front();
     }
   }
+  return true;
+}
+
+void RecordQueue::wake_consumer(bool was_idle) {
+  const size_t now = available();
+  if (was_idle && now > 0) wake_.notify_one();
+  if (sleeps_until_ > 0 && now >= sleeps_until_) {
+    sleeps_until_ = 0;
+    sleeper_->signal();
+  }
+}
+
+RecordBatch RecordQueue::fresh_batch() {
+  if (spare_.empty()) return {};
+  RecordBatch batch = std::move(spare_.back());
+  spare_.pop_back();
+  return batch;
+}
+
+void RecordQueue::append(std::deque<RecordBatch>& batches, uint64_t number,
+                         const RecordView& record, bool mended, uint64_t pairs) {
+  if (batches.empty() || !batches.back().has_room_for(record.bytes.size()) ||
+      !batches.back().takes_number(number)) {
+    batches.push_back(fresh_batch());
+    batches.back().set_first_number(number);
+  }
   try {
-    waiting_.back().append(record, mended, pairs);
+    batches.back().append(record, mended, pairs);
   } catch (...) {
-    if (waiting_.back().empty()) waiting_.pop_back();
+    if (batches.back().empty()) batches.pop_back();
     throw;
   }
 }
@@ -87,22 +127,23 @@ size_t RecordQueue::forget_first(RecordBatch& batch, size_t count) {
   return bytes;
 }
 
-// The bytes of the first `count` records in flight, which are settled.
-size_t RecordQueue::forget_taken(size_t count) {
-  size_t bytes = 0;
+// Lets go of the first `count` records in flight, which are settled.
+RecordQueue::Forgotten RecordQueue::forget_taken(size_t count) {
+  Forgotten forgotten;
   account_.queued -= count;
   while (count > 0) {
     RecordBatch& oldest = taken_.front();
     const size_t here = std::min(count, oldest.size());
-    bytes += forget_first(oldest, here);
+    if (oldest.is_spooled()) forgotten.spooled += here;
+    forgotten.bytes += forget_first(oldest, here);
     count -= here;
     if (oldest.empty()) {
       recycle(std::move(oldest));
       taken_.pop_front();
     }
   }
-  taken_bytes_ -= bytes;
-  return bytes;
+  taken_bytes_ -= forgotten.bytes;
+  return forgotten;
 }
 
 void RecordQueue::recycle(RecordBatch&& batch) {
@@ -124,22 +165,34 @@ void RecordQueue::close(Clock::time_point deadline) noexcept {
   if (sleeper_) sleeper_->signal();
 }
 
-const RecordBatch* RecordQueue::take_oldest() {
+void RecordQueue::take_oldest() {
   const size_t bytes = waiting_.front().bytes();
   taken_.push_back(std::move(waiting_.front()));
   waiting_.pop_front();
   waiting_bytes_ -= bytes;
   taken_bytes_ += bytes;
-  return &taken_.back();
+}
+
+// Moves the oldest batch that is not in flight there; false when there is none to be had now.
+bool RecordQueue::take_next(std::unique_lock<std::mutex>& lock) {
+  if (waiting_.empty() && spool_ && spool_->unread() > 0) return load(lock);
+  if (waiting_.empty()) {
+    waiting_.swap(behind_);
+    std::swap(waiting_bytes_, behind_bytes_);
+  }
+  if (waiting_.empty()) return false;
+  take_oldest();
+  return true;
 }
 
 const RecordBatch* RecordQueue::take() {
   std::unique_lock lock(mutex_);
-  while (taken_.empty()) {
-    if (!waiting_.empty()) {
-      take_oldest();
-    } else if (is_closed_) {
-      return nullptr;
+  while (taken_.empty() && !take_next(lock)) {
+    if (is_closed_ && (account_.queued + account_.spooled == 0 || stop_.expired())) return nullptr;
+    if (available() > 0) continue;
+    if (is_closed_) {
+      constexpr std::chrono::milliseconds kStep{50};
+      wake_.wait_for(lock, kStep);
     } else {
       wake_.wait(lock);
     }
@@ -148,8 +201,8 @@ const RecordBatch* RecordQueue::take() {
 }
 
 const RecordBatch* RecordQueue::take_more() {
-  const std::lock_guard lock(mutex_);
-  return waiting_.empty() || stop_.expired() ? nullptr : take_oldest();
+  std::unique_lock lock(mutex_);
+  return !stop_.expired() && take_next(lock) ? &taken_.back() : nullptr;
 }
 
 RecordView RecordQueue::in_flight(size_t index) const {
@@ -159,23 +212,26 @@ RecordView RecordQueue::in_flight(size_t index) const {
 }
 
 void RecordQueue::settle_delivered(size_t count) noexcept {
-  const std::lock_guard lock(mutex_);
-  account_.bytes += forget_taken(count);
+  std::unique_lock lock(mutex_);
+  const Forgotten forgotten = forget_taken(count);
+  account_.bytes += forgotten.bytes;
   account_.delivered += count;
+  lock.unlock();
+  if (forgotten.spooled > 0) spool_->settle(forgotten.spooled);
 }
 
 void RecordQueue::settle_dropped(size_t count, DropReason reason) noexcept {
-  const std::lock_guard lock(mutex_);
-  forget_taken(count);
+  std::unique_lock lock(mutex_);
+  const Forgotten forgotten = forget_taken(count);
   account_.dropped_for(reason) += count;
+  lock.unlock();
+  if (forgotten.spooled > 0) spool_->settle(forgotten.spooled);
 }
 
 void RecordQueue::drop_taken(DropReason reason) noexcept {
-  const std::lock_guard lock(mutex_);
   size_t count = 0;
   for (const RecordBatch& batch : taken_) count += batch.size();
-  forget_taken(count);
-  account_.dropped_for(reason) += count;
+  settle_dropped(count, reason);
 }
 
 void RecordQueue::count_retried(size_t count) noexcept {
@@ -201,7 +257,7 @@ void RecordQueue::pause(std::chrono::milliseconds duration) {
 
 bool RecordQueue::is_over() const noexcept {
   const std::lock_guard lock(mutex_);
-  return stop_.expired() || (is_closed_ && account_.queued == 0);
+  return stop_.expired() || (is_closed_ && account_.queued + account_.spooled == 0);
 }
 
 void RecordQueue::set_wake(const WakeFd* wake) noexcept {
@@ -212,14 +268,20 @@ void RecordQueue::set_wake(const WakeFd* wake) noexcept {
 
 bool RecordQueue::may_sleep(size_t bytes) noexcept {
   const std::lock_guard lock(mutex_);
-  const bool may = waiting_bytes_ < bytes;
+  const bool may = available() < bytes;
   sleeps_until_ = may && sleeper_ ? bytes : 0;
   return may;
 }
 
 size_t RecordQueue::waiting_bytes() const noexcept {
   const std::lock_guard lock(mutex_);
-  return waiting_bytes_;
+  return available();
+}
+
+// Bytes that take_more() would find, those on disk as far as they could be loaded now.
+size_t RecordQueue::available() const {
+  if (!spool_ || spool_->unread() == 0) return waiting_bytes_ + behind_bytes_;
+  return waiting_bytes_ + (can_load() ? static_cast<size_t>(spool_->unread_bytes()) : 0);
 }
 
 Account RecordQueue::account() const {
@@ -232,8 +294,10 @@ void RecordQueue::drop_rest(DropReason reason) noexcept {
   account_.dropped_for(reason) += account_.queued;
   account_.queued = 0;
   waiting_bytes_ = 0;
+  behind_bytes_ = 0;
   taken_bytes_ = 0;
   waiting_.clear();
+  behind_.clear();
   taken_.clear();
 }
 

@@ -10,6 +10,13 @@
 // A consumer sleeps in take(), or in a poll(2) of its own, which a WakeFd ends; that one is
 // signalled only when the consumer has said that it sleeps.
 //
+// With a spool behind it, nothing gives way while the disk has room. Records are in one of these
+// places, in this order: in flight (some of them on disk as well), waiting in memory, on disk only,
+// and, while the disk takes nothing, behind those in memory. A record that comes goes to memory,
+// and to the disk where memory is full, where others wait on disk, or always, if that is asked for.
+// What is taken from the disk counts as queued from then on; what is left over at the end goes
+// there.
+//
 // Batches are recycled, so that a steady flow allocates nothing.
 #ifndef VEK_RAW_MSGPACK_API_RECORD_QUEUE_H
 #define VEK_RAW_MSGPACK_API_RECORD_QUEUE_H
@@ -21,6 +28,7 @@
 
 #include "raw_msgpack_api/account.h"
 #include "raw_msgpack_api/record_batch.h"
+#include "raw_msgpack_api/spool.h"
 #include "raw_msgpack_api/stop_signal.h"
 #include "raw_msgpack_api/wake_fd.h"
 
@@ -28,8 +36,9 @@ namespace vek::engine {
 
 class RecordQueue {
  public:
-  // `limit_bytes` bounds the records in memory, those in flight included.
-  explicit RecordQueue(size_t limit_bytes);
+  // `limit_bytes` bounds the records in memory, those in flight included. `spool`, if any, outlives
+  // the queue, which counts what it holds as accepted; `spool_first` sends every record through it.
+  explicit RecordQueue(size_t limit_bytes, Spool* spool = nullptr, bool spool_first = false);
   RecordQueue(const RecordQueue&) = delete;
   RecordQueue& operator=(const RecordQueue&) = delete;
 
@@ -40,7 +49,8 @@ class RecordQueue {
     DropReason reason = DropReason::kQueueFull;
     size_t dropped = 0;  // records that gave way for that reason, this one perhaps
   };
-  // Accepts one sound record. Never throws: a record that memory has no room for is dropped.
+  // Accepts one sound record. Never throws: a record that memory has no room for is dropped. Only
+  // with a spool does this write to a disk.
   PushResult push(const RecordView& record, bool mended, uint64_t pairs) noexcept;
   // Accepts and drops a record that is not sound.
   void drop_malformed(DropReason reason) noexcept;
@@ -86,26 +96,61 @@ class RecordQueue {
   // -------------------------------------------------------------------------------------
 
   Account account() const;
-  // When the consumer is gone: what is left is lost.
+  // To be called now and then where there is a spool: brings a consumer back to a disk that could
+  // not be read.
+  void look_again() noexcept;
+  // When the consumer is gone: what is left goes to the spool, as much as can be written until the
+  // deadline.
+  void spool_rest(Clock::time_point deadline) noexcept;
+  // When the consumer is gone: what is left in memory is lost.
   void drop_rest(DropReason reason) noexcept;
 
  private:
-  size_t make_room(size_t bytes);
-  void append(const RecordView& record, bool mended, uint64_t pairs);
-  const RecordBatch* take_oldest();
+  // What settling took from memory.
+  struct Forgotten {
+    size_t bytes = 0;
+    size_t spooled = 0;  // records that the spool holds too
+  };
+
+  size_t room() const;
+  bool make_room(size_t bytes, PushResult& result);
+  void keep_in_memory(uint64_t number, const RecordView& record, bool mended, uint64_t pairs,
+                      PushResult& result);
+  void append(std::deque<RecordBatch>& batches, uint64_t number, const RecordView& record,
+              bool mended, uint64_t pairs);
+  void wake_consumer(bool was_idle);
+  RecordBatch fresh_batch();
   size_t forget_first(RecordBatch& batch, size_t count);
-  size_t forget_taken(size_t count);
+  Forgotten forget_taken(size_t count);
   void recycle(RecordBatch&& batch);
+  size_t available() const;
+
+  bool take_next(std::unique_lock<std::mutex>& lock);
+  void take_oldest();
+
+  bool goes_to_spool(size_t bytes) const;
+  bool store(uint64_t number, const RecordView& record, bool mended, uint64_t pairs,
+             PushResult& result);
+  void store_behind(PushResult& result);
+  bool can_load() const;
+  bool load(std::unique_lock<std::mutex>& lock);
+  bool spool_batch(const RecordBatch& batch, Clock::time_point deadline);
 
   const size_t limit_bytes_;
+  Spool* const spool_;
+  const bool spool_first_;
   StopSignal stop_;
   mutable std::mutex mutex_;  // guards everything below
   std::condition_variable wake_;
   std::deque<RecordBatch> waiting_;
+  std::deque<RecordBatch> behind_;  // younger than what is on disk only
   std::deque<RecordBatch> taken_;  // changed by the consumer alone, so it may read without the lock
   std::vector<RecordBatch> spare_;
   size_t waiting_bytes_ = 0;
+  size_t behind_bytes_ = 0;
   size_t taken_bytes_ = 0;
+  uint64_t next_number_ = 0;  // 0: records have none, there is no spool
+  bool is_blocked_ = false;   // the disk could not be read
   const WakeFd* sleeper_ = nullptr;
   size_t sleeps_until_ = 0;  // bytes that wait; 0: the consumer is awake
   bool is_closed_ = false;

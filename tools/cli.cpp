@@ -7,6 +7,7 @@
 
 #include "tools/console.h"
 #include "tools/generate.h"
+#include "tools/inspect.h"
 #include "tools/plugin_log.h"
 #include "tools/replay.h"
 #include "tools/signals.h"
@@ -17,7 +18,7 @@
 namespace vek::tools {
 namespace {
 
-constexpr AddVerb kVerbs[] = {add_generate, add_replay};
+constexpr AddVerb kVerbs[] = {add_generate, add_inspect, add_replay};
 
 std::vector<std::string> verb_names(CLI::App& app) {
   std::vector<std::string> names;

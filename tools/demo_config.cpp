@@ -134,6 +134,30 @@ std::string events(const std::string& dir) {
          "plugin_format = json\n";
 }
 
+constexpr char kDictionaries[] =
+    R"(# Dictionaries leave through the outputs that take records of any shape: stdout_raw and forward.
+# Each dictionary is a record; with "batch_mode = 1" a list of dictionaries would be one.
+name = dictionaries
+enable = 1
+# Pages of counters and events stay here: none has this tag. (Tags do not hold back dictionaries.)
+source_tag = nothing else
+plugin_name = stdout_raw
+)";
+
+std::string aggregated(const std::string& dir) {
+  return "# Records that an aggregator made go to every destination as they are, here to a file;\n"
+         "# this output takes no dictionaries.\n"
+         "name = aggregated\n"
+         "enable = 1\n"
+         "source_tag = nothing else\n"
+         "plugin_name = file\n"
+         "plugin_path = " +
+         dir +
+         "/records\n"
+         "plugin_file = aggregated.json\n"
+         "plugin_format = json\n";
+}
+
 }  // namespace
 
 std::vector<DemoFile> demo_config_files(const std::string& dir) {
@@ -145,11 +169,13 @@ std::vector<DemoFile> demo_config_files(const std::string& dir) {
       {"config/events.fset", kFieldSet},
       {"config/no-counters.cset", kNoCounters},
       {"config/no-events.fset", kNoEvents},
+      {"streams/dictionaries.exp", kDictionaries},
+      {"streams/aggregated.exp", aggregated(dir)},
   };
 }
 
 std::string why_not_usable(const std::string& dir) {
-  constexpr char kLongestFile[] = "/config/port-traffic.exp";
+  constexpr char kLongestFile[] = "/streams/dictionaries.exp";
   if (dir.size() + sizeof(kLongestFile) - 1 > kExporterPathLimit) {
     return "the path is too long: " + std::to_string(dir.size()) + " bytes, at most " +
            std::to_string(kExporterPathLimit - (sizeof(kLongestFile) - 1)) +

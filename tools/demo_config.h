@@ -1,4 +1,5 @@
-// The configuration of the demonstration: three destinations, counter-set and field-set files.
+// The configurations of the demonstration: one for its pages, with three destinations, counter-set
+// and field-set files, and one for its streams, with two destinations.
 #ifndef VEK_TOOLS_DEMO_CONFIG_H
 #define VEK_TOOLS_DEMO_CONFIG_H
 

@@ -19,6 +19,8 @@ constexpr DemoEventType kAlarm{0, 2};
 constexpr DemoEventType kProcessStart{1, 0};
 constexpr DemoEventType kDeviceHealth{1, 1};
 
+constexpr uint8_t kDemoEventSchemas = 2;
+
 constexpr uint32_t kReasonSize = 32;   // texts of link_state_change and of device health
 constexpr uint32_t kMessageSize = 48;  // of alarm
 constexpr uint32_t kAlarmPorts = 4;

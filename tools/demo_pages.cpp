@@ -18,7 +18,7 @@ DemoPages::DemoPages(uint64_t seed, const DemoSchemas& schemas)
   constexpr uint64_t kAlignment = 64;  // collectors keep blocks on cache lines
   const uint64_t block = VEK_BLOCK_HEADER_SIZE + schemas.counters.size_of_counters;
   block_size_ = (block + kAlignment - 1) / kAlignment * kAlignment;
-  for (uint8_t i = 0; i < schemas.type_system.num_schemas; ++i) {
+  for (uint8_t i = 0; i < kDemoEventSchemas; ++i) {
     const uint8_t* id = schemas.type_system.schemas[i]->digest;
     event_schema_ids_.emplace_back(id, id + VEK_SCHEMA_ID_SIZE);
   }

@@ -25,7 +25,7 @@ struct DemoSchemas {
   const std::vector<DemoGroup>& groups;
   const vek_counters_schema_t& counters;  // of `groups`
   const uint8_t* counters_id;             // 16 bytes
-  const vek_type_system_t& type_system;   // holds the events schemas
+  const vek_type_system_t& type_system;   // begins with those of add_demo_events()
 };
 
 // The devices, in the order in which they have their turns within a second.

@@ -1,22 +1,17 @@
 #include "tools/generate.h"
 
 #include <CLI/CLI.hpp>
-#include <array>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
 #include <limits>
 #include <memory>
 
-#include "data/md5.h"
-#include "data/schema_id.h"
-#include "data/type_system.h"
-#include "json/json_owned.h"
 #include "tools/console.h"
 #include "tools/demo_config.h"
-#include "tools/demo_counters.h"
-#include "tools/demo_events.h"
 #include "tools/demo_pages.h"
+#include "tools/demo_schemas.h"
+#include "tools/demo_streams.h"
 #include "tools/text_file.h"
 #include "tools/whole_number.h"
 #include "utils/owned.h"
@@ -25,55 +20,6 @@ namespace vek::tools {
 namespace {
 
 namespace fs = std::filesystem;
-
-// The schemas as their users meet them: objects, files, and a document that holds them all.
-struct DemoData {
-  std::vector<DemoGroup> groups;
-  Owned<vek_type_system_t, vek_destroy_type_system> type_system;
-  std::array<uint8_t, VEK_SCHEMA_ID_SIZE> counters_id{};
-  std::vector<DemoFile> schema_files;
-  std::string type_system_text;
-};
-
-// Every schema file is named by the digest of its own text, which is what pages carry.
-bool add_schema_file(DemoData& data, const JsonText& text, uint8_t* id) {
-  if (!text || !vek_get_schema_id_from_pretty_json_string(text.get(), id)) return false;
-  std::array<char, VEK_SCHEMA_ID_TEXT_SIZE> id_text{};
-  vek_schema_id_to_schema_string(id, id_text.data());
-  data.schema_files.push_back(
-      {std::string("schemas/schema_") + id_text.data() + ".json", text.get()});
-  return true;
-}
-
-bool make_counters(DemoData& data) {
-  data.groups = demo_groups();
-  const OwnedCountersSchema schema = demo_counters_schema(data.groups);
-  if (!schema) return false;
-  const JsonText text(vek_counters_schema_serialize(schema.get()));
-  if (!add_schema_file(data, text, data.counters_id.data())) return false;
-  // A bare counters schema document is a type system without events.
-  data.type_system.reset(vek_type_system_deserialize(text.get()));
-  return data.type_system != nullptr;
-}
-
-bool make_events(DemoData& data) {
-  if (!add_demo_events(*data.type_system)) return false;
-  for (uint8_t i = 0; i < data.type_system->num_schemas; ++i) {
-    const JsonValue json(vek_schema_jsonify(data.type_system->schemas[i]));
-    const JsonText text(json_serialize_to_string_pretty(json.get()));
-    std::array<uint8_t, VEK_SCHEMA_ID_SIZE> id{};
-    if (!add_schema_file(data, text, id.data())) return false;
-  }
-  return true;
-}
-
-bool make_schemas(DemoData& data) {
-  if (!make_counters(data) || !make_events(data)) return false;
-  const JsonText text(vek_type_system_serialize(data.type_system.get(), true));
-  if (!text) return false;
-  data.type_system_text = text.get();
-  return true;
-}
 
 bool make_directories(const GenerateOptions& options, std::string& dir, std::string& problem) {
   std::error_code error;
@@ -93,7 +39,7 @@ bool make_directories(const GenerateOptions& options, std::string& dir, std::str
       return false;
     }
   }
-  for (const char* sub : {"schemas", "config", "records"}) {
+  for (const char* sub : {"schemas", "config", "streams", "records"}) {
     if (!error) fs::create_directories(output / sub, error);
   }
   if (error) problem = options.output + ": cannot be made: " + error.message();
@@ -111,17 +57,19 @@ struct WrittenPages {
   uint64_t bytes = 0;
   uint64_t samples = 0;
   uint64_t events = 0;
+  uint64_t stream_bytes = 0;
+  DemoStreams streams;  // their pages are written and gone
 };
 
-bool write_pages(const GenerateOptions& options, const DemoData& data, const std::string& path,
-                 WrittenPages& written, std::string& problem) {
+bool write_pages(const GenerateOptions& options, const DemoSchemaSet& schemas,
+                 const std::string& path, WrittenPages& written, std::string& problem) {
   File file(std::fopen(path.c_str(), "we"));
   if (!file) {
     problem = path + ": cannot be created: " + std::strerror(errno);
     return false;
   }
-  DemoPages pages(options.seed, {data.groups, *data.type_system->counters_schema,
-                                 data.counters_id.data(), *data.type_system});
+  DemoPages pages(options.seed, {schemas.groups, *schemas.type_system->counters_schema,
+                                 schemas.counters_id.data(), *schemas.type_system});
   bool good = true;
   for (uint64_t i = 0; good && i < options.pages; ++i) {
     const std::vector<uint8_t> image = pages.next();
@@ -137,20 +85,41 @@ bool write_pages(const GenerateOptions& options, const DemoData& data, const std
   return true;
 }
 
-void print_result(const GenerateOptions& options, const DemoData& data, const std::string& dir,
-                  const WrittenPages& written) {
-  uint32_t counters = vek_counters_schema_number_of_counters(data.type_system->counters_schema);
+bool write_streams(const GenerateOptions& options, const std::string& path, WrittenPages& written,
+                   std::string& problem) {
+  written.streams = make_demo_streams(options.seed);
+  std::string bytes;
+  for (const std::vector<uint8_t>& page : written.streams.pages) {
+    bytes.append(reinterpret_cast<const char*>(page.data()), page.size());
+  }
+  written.stream_bytes = bytes.size();
+  return write_text_file(path, bytes, problem);
+}
+
+std::string streams_line(const WrittenPages& written) {
+  const DemoStreams& streams = written.streams;
+  return std::to_string(streams.pages.size()) + " pages with " +
+         std::to_string(streams.dictionaries) + " dictionaries and " +
+         std::to_string(streams.aggregated) + " aggregated records, from " +
+         std::to_string(streams.sources) + " sources\n";
+}
+
+void print_result(const GenerateOptions& options, const DemoSchemaSet& schemas,
+                  const std::string& dir, const WrittenPages& written) {
+  uint32_t counters = vek_counters_schema_number_of_counters(schemas.type_system->counters_schema);
   std::string text = "seed " + std::to_string(options.seed) + ": " + std::to_string(options.pages) +
                      " pages, " + std::to_string(written.samples) + " samples of " +
                      std::to_string(counters) + " counters in " +
-                     std::to_string(data.groups.size()) + " groups, " +
+                     std::to_string(schemas.groups.size()) + " groups, " +
                      std::to_string(written.events) + " events, from " +
                      std::to_string(demo_devices().size()) + " sources\n";
+  text += streams_line(written);
   text += dir + "/pages.bin  " + readable_size(static_cast<double>(written.bytes)) + "\n";
-  for (const DemoFile& schema : data.schema_files) text += dir + "/" + schema.name + "\n";
+  text += dir + "/streams.bin  " + readable_size(static_cast<double>(written.stream_bytes)) + "\n";
+  for (const DemoFile& schema : schemas.files) text += dir + "/" + schema.name + "\n";
   text += dir + "/type_system.json\n";
   for (const DemoFile& config : demo_config_files(dir)) text += dir + "/" + config.name + "\n";
-  text += dir + "/records  (empty: the destinations of config/ write here)\n";
+  text += dir + "/records  (empty: the destinations of config/ and streams/ write here)\n";
   write_output(text);
 }
 
@@ -159,22 +128,23 @@ void print_result(const GenerateOptions& options, const DemoData& data, const st
 ExitStatus generate(const GenerateOptions& options) {
   std::string dir;
   std::string problem;
-  DemoData data;
+  DemoSchemaSet schemas;
   WrittenPages written;
-  if (!make_schemas(data)) {
+  if (!make_demo_schemas(schemas)) {
     say_error("the schemas could not be made");
     return ExitStatus::kEnvironment;
   }
   const bool good = make_directories(options, dir, problem) &&
-                    write_files(dir, data.schema_files, problem) &&
-                    write_text_file(dir + "/type_system.json", data.type_system_text, problem) &&
-                    write_pages(options, data, dir + "/pages.bin", written, problem) &&
+                    write_files(dir, schemas.files, problem) &&
+                    write_text_file(dir + "/type_system.json", schemas.document, problem) &&
+                    write_pages(options, schemas, dir + "/pages.bin", written, problem) &&
+                    write_streams(options, dir + "/streams.bin", written, problem) &&
                     write_files(dir, demo_config_files(dir), problem);
   if (!good) {
     say_error("%s", problem.c_str());
     return ExitStatus::kEnvironment;
   }
-  print_result(options, data, dir, written);
+  print_result(options, schemas, dir, written);
   return ExitStatus::kGood;
 }
 

@@ -18,9 +18,10 @@ struct GenerateOptions {
 
 void add_generate(CLI::App& app, Action& action);
 
-// Makes schemas/schema_<id>.json, type_system.json, pages.bin, config/ and an empty records/ below
-// `output`. The same seed and number of pages give the same bytes; only the configuration differs
-// with the directory, which it names. Files that stand there already are replaced with `force`.
+// Makes schemas/schema_<id>.json, type_system.json, pages.bin with config/ for it, streams.bin
+// with streams/ for it, and an empty records/ below `output`. The same seed and number of pages
+// give the same bytes; only the configuration differs with the directory, which it names. Files
+// that stand there already are replaced with `force`.
 ExitStatus generate(const GenerateOptions& options);
 
 }  // namespace vek::tools

@@ -1,6 +1,7 @@
 #include "tools/page_summary.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "data/byte_reader.h"
 #include "data/page_view.h"
@@ -34,12 +35,15 @@ class BlockCounter {
       case VEK_COUNTERS_BLOCK:
         note_time(rest, offsetof(vek_counters_block_t, timestamp));
         ++summary_.records;
+        ++summary_.counters_blocks;
         return 0;
       case VEK_EVENTS_BLOCK:
         return take_events(rest);
       case VEK_SCHEMAS_BLOCK:
         return take_schemas(rest);
       default:
+        // Padding is no block.
+        if (std::memcmp(rest.bytes().data(), "\0\0\0\0", 4) != 0) ++summary_.unknown_blocks;
         return 0;
     }
   }
@@ -48,17 +52,22 @@ class BlockCounter {
     if (!rest.has(0, VEK_BLOCK_HEADER_SIZE)) return 0;
     note_time(rest, offsetof(vek_event_header_t, timestamp));
     const auto* header = reinterpret_cast<const vek_event_header_t*>(rest.bytes().data());
-    summary_.records += header->count;
-    if (!schemas_.find_event_type) return 0;
+    const uint64_t count = header->count;
+    summary_.records += count;
+    summary_.events += count;
+    ++summary_.events_blocks;
     const vek_type_definition_t* type =
-        schemas_.find_event_type(schemas_.context, last_schemas_, header);
+        schemas_.find_event_type ? schemas_.find_event_type(schemas_.context, last_schemas_, header)
+                                 : nullptr;
+    if (!type) ++summary_.unknown_types;
     if (!type || type->size > rest.size()) return 0;
-    return VEK_BLOCK_HEADER_SIZE + header->count * type->size;
+    return VEK_BLOCK_HEADER_SIZE + count * type->size;
   }
 
   size_t take_schemas(ByteReader rest) {
     uint16_t length = 0;
     if (!rest.read(offsetof(vek_schema_block_t, length), length)) return 0;
+    ++summary_.schemas_blocks;
     if (length < VEK_BLOCK_HEADER_SIZE || length > rest.size()) return 0;
     last_schemas_ = reinterpret_cast<const vek_schema_block_t*>(rest.bytes().data());
     return length;
@@ -66,7 +75,9 @@ class BlockCounter {
 
   void note_time(ByteReader rest, size_t offset) {
     uint64_t time_us = 0;
-    if (!summary_.first_time_us && rest.read(offset, time_us)) summary_.first_time_us = time_us;
+    if (!rest.read(offset, time_us)) return;
+    if (!summary_.first_time_us) summary_.first_time_us = time_us;
+    summary_.last_time_us = time_us;
   }
 
   PageSummary& summary_;

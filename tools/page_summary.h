@@ -1,5 +1,5 @@
-// What can be told about a page without converting it: its first sample time and how many records
-// its counters and events blocks hold.
+// What can be told about a page without converting it: its times, its blocks, and how many records
+// they hold.
 #ifndef VEK_TOOLS_PAGE_SUMMARY_H
 #define VEK_TOOLS_PAGE_SUMMARY_H
 
@@ -17,6 +17,13 @@ struct PageSummary {
   uint64_t records = 0;
   bool holds_chunks = false;
   std::optional<uint64_t> first_time_us;  // of the first counters or events block
+  std::optional<uint64_t> last_time_us;   // of the last one
+  uint64_t counters_blocks = 0;
+  uint64_t schemas_blocks = 0;
+  uint64_t events_blocks = 0;
+  uint64_t events = 0;          // in the events blocks, chunks included
+  uint64_t unknown_types = 0;   // events blocks whose type is not known
+  uint64_t unknown_blocks = 0;  // blocks of no known kind
 };
 
 // `page` is a whole image. An events block of an unknown type counts its events and ends its block,

@@ -51,12 +51,16 @@ constexpr NumberForm negative_form(int bits) {
 // By bit width; a negative number's forms follow those of the others. A table instead of branches:
 // the sizes of counters are what a branch predictor cannot know.
 inline constexpr size_t kNegativeForms = 65;
+inline constexpr size_t kDoubleForm = 2 * kNegativeForms;
+inline constexpr size_t kFloatForm = kDoubleForm + 1;
 inline constexpr auto kNumberForms = [] {
-  std::array<NumberForm, 2 * kNegativeForms> forms{};
+  std::array<NumberForm, kFloatForm + 1> forms{};
   for (size_t bits = 0; bits < kNegativeForms; ++bits) {
     forms[bits] = unsigned_form(static_cast<int>(bits));
     forms[kNegativeForms + bits] = negative_form(static_cast<int>(bits));
   }
+  forms[kDoubleForm] = {9, 0xcb, 0, 0};
+  forms[kFloatForm] = {5, 0xca, 0, 32};
   return forms;
 }();
 
@@ -73,7 +77,7 @@ inline char* put_number(char* p, uint64_t value, const NumberForm& form) noexcep
 }
 
 inline size_t bit_width(uint64_t value) noexcept {
-  return static_cast<size_t>(64 - std::countl_zero(value | 1));  // 0 is as wide as 1
+  return static_cast<size_t>(64 - __builtin_clzll(value | 1));  // 0 is as wide as 1
 }
 
 inline char* put_length(char* p, uint8_t type, uint32_t length, size_t size) noexcept {

@@ -1,10 +1,10 @@
 // Random payloads, cut into chunks of random sizes, interleaved over sources, tags and pages.
 #include <algorithm>
 #include <memory>
-#include <random>
 
 #include "data/opaque_events_writer.h"
 #include "tests/data/opaque_fixture.h"
+#include "tests/support/dice.h"
 #include "tests/support/guarded_bytes.h"
 
 namespace {
@@ -12,25 +12,6 @@ namespace {
 using namespace vek::test;
 using vek::OpaqueEventsWriter;
 using vek::PageWriter;
-
-class Dice {
- public:
-  explicit Dice(unsigned seed) : engine_(seed) {}
-  // 0 to most, both included.
-  uint32_t upto(uint32_t most) { return std::uniform_int_distribution<uint32_t>(0, most)(engine_); }
-  std::string bytes(uint32_t most) {
-    std::string text(upto(most), '\0');
-    for (char& c : text) c = static_cast<char>(upto(255));
-    return text;
-  }
-  template <typename T>
-  void shuffle(std::vector<T>& items) {
-    std::shuffle(items.begin(), items.end(), engine_);
-  }
-
- private:
-  std::mt19937 engine_;
-};
 
 // One source and tag: what it sends, and what has to come out of it.
 struct Sender {

@@ -196,4 +196,19 @@ TEST(FieldJson, WithoutMemoryThereIsNoFieldAndAReason) {
             4);
 }
 
+// In a process that reads its first field while memory is short, too.
+TEST(FieldJson, MemoryThatRanOutOnceIsForgotten) {
+  if (!FailAllocation::available()) GTEST_SKIP() << "the sanitizer brings its own allocator";
+  const JsonValue json(json_parse_string(document().c_str()));
+  for (unsigned n = 1;; ++n) {
+    LogCapture log;
+    FailAllocation failing(n);
+    const OwnedField made(vek_type_field_definition_from_json(json.get()));
+    if (!failing.disarm()) break;
+    log.clear();
+    EXPECT_TRUE(OwnedField(vek_type_field_definition_from_json(json.get()))) << n;
+    EXPECT_TRUE(log.errors().empty()) << n;
+  }
+}
+
 }  // namespace

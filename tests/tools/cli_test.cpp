@@ -75,7 +75,20 @@ INSTANTIATE_TEST_SUITE_P(
         UsageCase{replay_with({"-", "-"}),
                   "replay: PAGES: standard input ('-') can be named only once"},
         UsageCase{replay_with({"--repeat", "2", "-"}),
-                  "replay: --repeat: standard input ('-') can be read only once"}));
+                  "replay: --repeat: standard input ('-') can be read only once"},
+        UsageCase{{"inspct"}, "unknown command 'inspct'; did you mean 'inspect'?"},
+        UsageCase{{"inspect"}, "inspect: PAGES is required"},
+        UsageCase{{"inspect", "--streems", "f"},
+                  "inspect: unknown option '--streems'; did you mean '--streams'?"},
+        UsageCase{{"inspect", "--batch", "f"}, "inspect: --batch requires --streams"},
+        UsageCase{{"inspect", "--streams", "f"},
+                  "inspect: --streams: needs --schema-dir or --type-system, which say how long "
+                  "events are"},
+        UsageCase{{"inspect", "--schema-dir", "s", "--type-system", "t", "f"},
+                  "inspect: Requires at most 1 options be given from "
+                  "[--schema-dir,--type-system]"},
+        UsageCase{{"inspect", "-", "-"},
+                  "inspect: PAGES: standard input ('-') can be named only once"}));
 
 TEST(CommandLine, HelpAndVersionGoToStandardOutput) {
   for (const Words& words :

@@ -8,6 +8,7 @@ namespace vek::test {
 namespace {
 
 TEST(Console, ColoursErrorsOnATerminalOnly) {
+  if (!can_open_terminal()) GTEST_SKIP() << "no pseudo-terminals here";
   EXPECT_EQ(run_tool({"generate"}).standard_error,
             "vektool: error: generate: --output is required\n"
             "Try 'vektool generate --help'.\n");
@@ -16,6 +17,7 @@ TEST(Console, ColoursErrorsOnATerminalOnly) {
 }
 
 TEST(Console, NoColorTurnsColoursOff) {
+  if (!can_open_terminal()) GTEST_SKIP() << "no pseudo-terminals here";
   ToolSetting no_color;
   no_color.environment = {{"NO_COLOR", "1"}};
   EXPECT_EQ(run_tool_on_terminal({"generate"}, no_color).standard_error.find('\033'),

@@ -84,6 +84,7 @@ TEST_F(GenerateTest, TheSameSeedGivesTheSameBytes) {
   fs::remove_all(dir_.file("d"));
   const auto other = files(make("d", {"--seed", "8"}));
   EXPECT_NE(other.at("pages.bin"), first.at("pages.bin"));
+  EXPECT_NE(other.at("streams.bin"), first.at("streams.bin"));
   EXPECT_EQ(other.at("type_system.json"), first.at("type_system.json"));
 }
 
@@ -105,7 +106,7 @@ TEST_F(GenerateTest, EverySchemaFileIsNamedAfterItsMd5) {
     EXPECT_EQ(entry.path().filename(), std::string("schema_") + text.data() + ".json");
     ++schemas;
   }
-  EXPECT_EQ(schemas, 3);
+  EXPECT_EQ(schemas, 4);
 }
 
 TEST_F(GenerateTest, TheCountersSchemaLoadsByItsIdentifier) {
@@ -135,7 +136,7 @@ TEST_F(GenerateTest, EventsSchemasHaveOneIdentifierHoweverTheyAreRead) {
   const std::string out = make("d");
   const TypeSystem document = type_system(out);
   ASSERT_NE(document, nullptr);
-  ASSERT_EQ(document->num_schemas, 2);
+  ASSERT_EQ(document->num_schemas, 3);
   SchemaManager manager;
   manager.setSchemaDir(out + "/schemas");
   for (uint8_t i = 0; i < document->num_schemas; ++i) {
@@ -216,8 +217,8 @@ void take_census(const vek_data_page_t& image, const vek_type_system_t& document
     if (record.type == VEK_SCHEMAS_BLOCK) {
       ASSERT_TRUE(walk.advance_schemas_block(record));
       const Bytes ids = walk.last_schemas_block().subspan(VEK_BLOCK_HEADER_SIZE);
-      ASSERT_EQ(ids.size(), size_t{document.num_schemas} * VEK_SCHEMA_ID_SIZE);
-      for (uint8_t i = 0; i < document.num_schemas; ++i) {
+      ASSERT_EQ(ids.size(), size_t{kDemoEventSchemas} * VEK_SCHEMA_ID_SIZE);
+      for (uint8_t i = 0; i < kDemoEventSchemas; ++i) {
         ASSERT_EQ(std::memcmp(ids.data() + size_t{i} * VEK_SCHEMA_ID_SIZE,
                               document.schemas[i]->digest, VEK_SCHEMA_ID_SIZE),
                   0);
@@ -333,6 +334,8 @@ TEST_F(GenerateTest, TheConfigurationNamesItsFilesByAbsolutePaths) {
   EXPECT_NE(exp.find("plugin_path = " + out + "/records\n"), std::string::npos);
   EXPECT_NE(exp.find("source_tag = hall_a,counters\n"), std::string::npos);
   EXPECT_EQ(read_file(out + "/config/all-counters.exp").find("counterset"), std::string::npos);
+  EXPECT_NE(read_file(out + "/streams/aggregated.exp").find("plugin_path = " + out + "/records\n"),
+            std::string::npos);
   const std::string events = read_file(out + "/config/events.exp");
   EXPECT_NE(events.find("fieldset = " + out + "/config/events.fset\n"), std::string::npos);
 }

@@ -56,6 +56,29 @@ TEST_F(PageSummaryTest, BlocksLieAtTheirBoundaries) {
   EXPECT_EQ(summary.first_time_us, 10u);
 }
 
+TEST_F(PageSummaryTest, BlocksAreCountedByKind) {
+  PageWriter page("s", "t", 128);
+  page.counters_block(30, Image(64));
+  page.next_block();
+  const std::vector<Image> ids{Image(16, 1)};
+  page.schemas_block(ids);
+  page.events_block(20, 0, 3, 1, Image(24));
+  page.events_block(10, 0, 9, 2, Image(8));  // no such type
+  page.next_block();
+  page.raw(Image{'V', 'E', 'K', '?', 0, 0, 0, 0});
+  page.next_block();
+  page.raw(Image(64));  // padding
+  const PageSummary summary = summarize(page.finish());
+  EXPECT_EQ(summary.counters_blocks, 1u);
+  EXPECT_EQ(summary.schemas_blocks, 1u);
+  EXPECT_EQ(summary.events_blocks, 2u);
+  EXPECT_EQ(summary.events, 3u);
+  EXPECT_EQ(summary.unknown_types, 1u);
+  EXPECT_EQ(summary.unknown_blocks, 1u);
+  EXPECT_EQ(summary.first_time_us, 30u);
+  EXPECT_EQ(summary.last_time_us, 10u);
+}
+
 TEST_F(PageSummaryTest, EventsAreCountedOneByOneBehindTheirSchemas) {
   PageWriter page("s", "t");
   const std::vector<Image> ids{Image(16, 1)};

@@ -174,6 +174,39 @@ TEST_F(ReplayDemoTest, ADestinationThatCannotBeMadeMeansNotEverythingWasDelivere
   EXPECT_TRUE(has(result.standard_error, "[Fluent Bit Exporter] cannot initialize API"));
 }
 
+TEST_F(ReplayDemoTest, DictionariesLeaveThroughTheOutputThatTakesThem) {
+  const ChildResult result = run_tool(
+      replay_words(demo("streams"), {"--schema-dir", demo("schemas"), demo("streams.bin")}));
+  ASSERT_EQ(result.exit_code, 0) << result.standard_error;
+  for (const char* problem : {"[error]", "[warning]"}) {
+    EXPECT_FALSE(has(result.standard_error, problem)) << result.standard_error;
+  }
+  const std::string& out = result.standard_output;
+  const std::regex dictionary(
+      R"re(\[1767225[0-9]{3}\.[0-9]+,\{"host":"trainer0[12]","job":"nightly-1[78]","command":)re"
+      R"re("python3 -m train [^"]+","step":[0-9]+,"loss":1?[0-9.]+,"checkpointed":(true|false),)re"
+      R"re("error":null,"accelerators":\[(\{"index":[012],"watts":[0-9.]+,"degrees":[0-9]+\},?){3}\],)re"
+      R"re("seconds":\{"load":[0-9.]+,"forward":[0-9.]+,"backward":[0-9.]+\},"warnings":\[[^\]]*\]\}\])re");
+  const std::regex aggregated(
+      R"re(\[1767225[0-9]{3}\.[0-9]+,\{"source":"aggregator","window_seconds":10,)re"
+      R"re("pages_seen":[0-9]+,"busiest":\[("leaf0[1-8]\.hall-[abc]",?){3}\]\}\])re");
+  std::istringstream lines(out);
+  int dictionaries = 0;
+  std::string records;
+  for (std::string line; std::getline(lines, line);) {
+    if (!std::regex_match(line, dictionary)) {
+      EXPECT_TRUE(std::regex_match(line, aggregated)) << line;
+      records += line + "\n";
+    } else {
+      ++dictionaries;
+    }
+  }
+  EXPECT_EQ(dictionaries, 16);
+  // A file takes no dictionaries, and every record that an aggregator made.
+  EXPECT_EQ(count_lines(records), 8u);
+  EXPECT_EQ(read_file(demo("records/aggregated.json")), records);
+}
+
 TEST_F(ReplayDemoTest, AClosedPipeBehindARecordPrintingDestinationEndsTheRunQuietly) {
   const std::string command = "\"$TOOL\" replay --plugin " VEK_PLUGIN_PATH " --config " +
                               printing_config() + " --schema-dir " + demo("schemas") +

@@ -46,6 +46,15 @@ ChildResult run_shell(const std::string& script, const ToolSetting& setting) {
   return run_in_child([&] { become("/bin/bash", {"-c", script}, setting); });
 }
 
+bool can_open_terminal() {
+  int terminal = -1;
+  int other_side = -1;
+  if (openpty(&terminal, &other_side, nullptr, nullptr, nullptr) != 0) return false;
+  close(terminal);
+  close(other_side);
+  return true;
+}
+
 ChildResult run_tool_on_terminal(const std::vector<std::string>& arguments,
                                  const ToolSetting& setting) {
   int terminal = -1;

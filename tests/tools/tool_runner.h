@@ -18,6 +18,8 @@ struct ToolSetting {
 
 ChildResult run_tool(const std::vector<std::string>& arguments, const ToolSetting& setting = {});
 
+// False on machines without pseudo-terminals, such as a bare change of root.
+bool can_open_terminal();
 // The same with a terminal of 80 columns behind standard error; standard_error is what it was sent.
 ChildResult run_tool_on_terminal(const std::vector<std::string>& arguments,
                                  const ToolSetting& setting = {});

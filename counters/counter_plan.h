@@ -1,0 +1,46 @@
+// How the blocks of one counter set become records, worked out once. Internal to the folder.
+#ifndef VEK_COUNTERS_COUNTER_PLAN_H
+#define VEK_COUNTERS_COUNTER_PLAN_H
+
+#include <cstring>
+#include <memory>
+#include <string_view>
+#include <vector>
+
+#include "counters/counter_set.h"
+#include "utils/msgpack_buffer.h"
+#include "utils/packing_plan.h"
+
+struct vek_counter_plan {
+  vek::PlanSection flb_std_head;
+  vek::PlanSection custom_head;
+  vek::PlanSection custom_head_without_source;
+  vek::PlanSection body;  // meta fields, then counters; the same in every layout
+
+  // What the set showed when the plan was made.
+  uint64_t num_exported = 0;
+  uint64_t num_shown_meta = 0;
+  std::vector<uint8_t> skip;
+
+  // False for a set whose choice of counters was changed by hand since.
+  bool fits(const vek_counter_set_t& set) const noexcept {
+    return num_exported == set.num_exported && num_shown_meta == set.num_shown_meta &&
+           skip.size() == set.num_counters &&
+           (skip.empty() || std::memcmp(skip.data(), set.skip, skip.size()) == 0);
+  }
+};
+
+namespace vek {
+
+// Null when memory runs out.
+std::unique_ptr<vek_counter_plan> make_counter_plan(const vek_counter_set_t& set) noexcept;
+
+// The record's size, written from the start of the buffer; 0 when memory runs out. `source` may be
+// empty.
+size_t pack_counters(MsgpackBuffer& buffer, const vek_counter_plan& plan,
+                     const vek_counter_set_t& set, const char* block, std::string_view source,
+                     bool is_flb_std) noexcept;
+
+}  // namespace vek
+
+#endif  // VEK_COUNTERS_COUNTER_PLAN_H
