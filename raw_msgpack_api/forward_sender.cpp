@@ -52,7 +52,7 @@ void ForwardSender::run() {
   while (!queue_.is_over()) {
     try {
       step();
-      sleep();
+      if (!queue_.is_over()) sleep();
     } catch (const std::bad_alloc&) {
       queue_.pause(kWithoutMemory);
     } catch (const std::exception& error) {
@@ -72,7 +72,7 @@ void ForwardSender::step() {
   if (link_.is_ready()) exchange();
 }
 
-bool ForwardSender::has_work() const { return !window_.empty() || queue_.waiting_bytes() > 0; }
+bool ForwardSender::has_work() const { return window_.has_work() || queue_.waiting_bytes() > 0; }
 
 // Towards a link that is ready; there is none while nothing is to be sent.
 void ForwardSender::approach() {
@@ -170,7 +170,7 @@ void ForwardSender::fail(bool closed, const std::string why) {
   constexpr std::chrono::milliseconds kLongestInGrace{500};
   // Receivers close connections that have been idle for long. That is no failure, if records came
   // through before.
-  const bool was_idle = closed && window_.empty() && window_.arrived() > 0;
+  const bool was_idle = closed && !window_.has_work() && window_.arrived() > 0;
   window_.connection_ended(closed);
   replies_.clear();
   has_unread_ = false;

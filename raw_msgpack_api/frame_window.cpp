@@ -19,9 +19,13 @@ bool FrameWindow::is_full() const {
   return frames_.size() >= kMostFrames || bytes_ >= config_.window_size;
 }
 
+// True when a frame of less than full size is welcome: nothing else is on its way, or what is
+// needs another one to be compared with.
+bool FrameWindow::takes_any() const { return empty() || (has_suspect() && frames_.size() == 1); }
+
 size_t FrameWindow::wants() const {
   if (is_full()) return std::numeric_limits<size_t>::max();
-  if (empty()) return 1;
+  if (takes_any()) return 1;
   // A few records wait for the answer to those before them: a frame each would cost both sides
   // more than the records do.
   const size_t left_over = source_.left_over();
@@ -31,7 +35,7 @@ size_t FrameWindow::wants() const {
 void FrameWindow::fill(bool flush) {
   while (!is_full()) {
     const size_t ready = source_.left_over() + queue_.waiting_bytes();
-    if (ready == 0 || (!flush && !empty() && ready < config_.frame_size)) return;
+    if (ready == 0 || (!flush && !takes_any() && ready < config_.frame_size)) return;
     frames_.push_back(std::make_unique<Frame>());
     Frame& frame = *frames_.back();
     const bool any = source_.next(frame);
@@ -42,14 +46,18 @@ void FrameWindow::fill(bool flush) {
   }
 }
 
+bool FrameWindow::has_suspect() const {
+  return !frames_.empty() && frames_.front()->closes >= kClosesToSuspect;
+}
+
 // The next frame of this connection.
 Frame* FrameWindow::choose() {
-  const bool has_suspect = !frames_.empty() && frames_.front()->closes >= kClosesToSuspect;
-  if (has_suspect) {
+  if (has_suspect()) {
     // One at a time, so that it is clear what the receiver closes on.
     if (!sent_.empty()) return nullptr;
-    if (arrived_ == 0 && !trial_) trial_ = choose_trial();
-    return trial_ && trial_->fate == Frame::Fate::kOpen ? trial_ : frames_.front().get();
+    if (arrived_ > 0) return frames_.front().get();
+    if (!trial_) trial_ = choose_trial();
+    return trial_ ? trial_ : frames_.front().get();
   }
   if (sent_.size() >= kMostFrames) return nullptr;
   const auto unsent = std::find_if(frames_.begin(), frames_.end(), [](const auto& frame) {
@@ -58,8 +66,12 @@ Frame* FrameWindow::choose() {
   return unsent == frames_.end() ? nullptr : unsent->get();
 }
 
-// Another one than the suspect each time, as there may be more than one that receivers can't stand.
+// What should pass where the suspect does not; null: the suspect is tried alone.
 Frame* FrameWindow::choose_trial() {
+  if (last_) return last_.get();
+  const Frame& suspect = *frames_.front();
+  if (suspect.records > 1 || suspect.closes < kClosesWithoutProof) return nullptr;
+  // Another one each time, as there may be more than one that the receiver can't stand.
   const size_t others = frames_.size() - 1;
   for (size_t i = 0; i < others; ++i) {
     Frame* frame = frames_[1 + trials_++ % others].get();
@@ -95,25 +107,27 @@ bool FrameWindow::acknowledge(std::string_view chunk) {
 }
 
 void FrameWindow::deliver(Frame& frame) {
-  frame.fate = Frame::Fate::kDelivered;
   sent_.pop_front();
   ++arrived_;
+  if (&frame == last_.get()) return;  // for the second time
+  frame.fate = Frame::Fate::kDelivered;
   settle();
 }
 
 // Tells the queue about the oldest frames whose fate is known.
 void FrameWindow::settle() {
   while (!frames_.empty() && frames_.front()->fate != Frame::Fate::kOpen) {
-    const std::unique_ptr<Frame> frame = std::move(frames_.front());
+    std::unique_ptr<Frame> frame = std::move(frames_.front());
     frames_.pop_front();
     bytes_ -= frame->bytes.size();
-    if (trial_ == frame.get()) trial_ = nullptr;
-    if (frame->fate == Frame::Fate::kDelivered) {
-      queue_.settle_delivered(frame->records);
-    } else {
+    if (frame->fate == Frame::Fate::kLost) {
       queue_.settle_dropped(frame->records, frame->reason);
       report_.dropped(queue_, frame->reason, frame->records);
+      continue;
     }
+    queue_.settle_delivered(frame->records);
+    trial_ = nullptr;
+    if (frame->bytes.size() <= kLargestKept) last_ = std::move(frame);
   }
 }
 
@@ -124,10 +138,11 @@ void FrameWindow::give_up(Frame& frame, DropReason reason) {
 
 void FrameWindow::connection_ended(bool closed) {
   for (const auto& frame : frames_) frame->written = 0;
+  if (last_) last_->written = 0;
   Frame* oldest = sent_.empty() ? nullptr : sent_.front();
   sent_.clear();
   writing_ = nullptr;
-  if (oldest) {
+  if (oldest && oldest != last_.get()) {
     ++oldest->failures;
     if (config_.retry_limit && oldest->failures > *config_.retry_limit) {
       give_up(*oldest, DropReason::kRetriesOver);
@@ -143,12 +158,14 @@ void FrameWindow::connection_ended(bool closed) {
 // The receiver closed while this was the oldest frame on its way.
 void FrameWindow::blame(Frame& frame) {
   ++frame.closes;
-  // It closes on another one too, so the suspect is one no more.
-  if (&frame == trial_) frames_.front()->closes = 0;
+  const bool is_first = &frame == frames_.front().get();
+  // It closes on others too, so the suspect is one no more.
+  if (!is_first && &frame == trial_) frames_.front()->closes = 0;
   if (frame.closes < kClosesToSuspect) return;
+  const bool is_proven = arrived_ > 0;
   if (frame.records > 1) {
-    split(frame);
-  } else if (arrived_ > 0 && &frame == frames_.front().get()) {
+    if (is_proven || !is_first || frame.closes >= kClosesWithoutProof) split(frame);
+  } else if (is_proven && is_first) {
     dead_letters_.append(queue_.in_flight(0).bytes);
     give_up(frame, DropReason::kRefused);
   }
@@ -170,7 +187,7 @@ void FrameWindow::split(const Frame& frame) {
   }
   for (Frame* part : {head.get(), tail.get()}) {
     part->was_sent = true;
-    part->closes = kClosesToSuspect - 1;
+    part->closes = frame.closes;
     part->failures = frame.failures;
   }
   VEK_LOGD("[raw msgpack API] [%s] the receiver closes on a frame of %zu records; it is split",

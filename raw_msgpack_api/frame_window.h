@@ -5,11 +5,14 @@
 // sent again in the same order on the next connection, except for one that a receiver can't stand:
 //
 // - A frame on which the receiver closed kClosesToSuspect connections, while it was the oldest one
-//   without acknowledgement, is split in halves, and they are again, down to a single record.
-// - That is no proof yet: a receiver whose disk is full closes on anything. The record is given up
-//   only when the connection that it ends has just acknowledged another frame. Halves in front of
-//   it give that proof; where it stands first, one of the frames behind it is sent before it, and
-//   this is the one case in which records may arrive in another order.
+//   without acknowledgement, is suspect. That is no proof yet: a receiver whose disk is full closes
+//   on anything. So from then on the frame that was delivered last is sent once more in front of
+//   it, and only a connection that acknowledges the one and ends with the other proves something.
+// - A suspect that is proven is split in halves, which are suspect too, down to a single record;
+//   that record is given up.
+// - Where nothing was ever delivered there is no such frame to send. After kClosesWithoutProof a
+//   suspect is split all the same, and a single record is overtaken by a frame from behind it to
+//   see whether that one passes. Only there may records arrive in another order.
 #ifndef VEK_RAW_MSGPACK_API_FRAME_WINDOW_H
 #define VEK_RAW_MSGPACK_API_FRAME_WINDOW_H
 
@@ -33,11 +36,14 @@ class FrameWindow {
   // neither has more than this to catch up with.
   static constexpr size_t kMostFrames = 32;
   static constexpr uint32_t kClosesToSuspect = 3;
+  static constexpr uint32_t kClosesWithoutProof = 10;
 
   // All borrowed.
   FrameWindow(const ForwardConfig& config, RecordQueue& queue);
 
   bool empty() const { return frames_.empty(); }
+  // True when records of the queue are in its hands, in frames or not.
+  bool has_work() const { return !empty() || source_.left_over() > 0; }
   // Makes frames of what waits: as many as there is room for, of full size; a smaller one too where
   // nothing else is on its way, or with `flush`. Throws std::bad_alloc, with nothing lost.
   void fill(bool flush);
@@ -59,6 +65,10 @@ class FrameWindow {
   void connection_ended(bool closed);
 
  private:
+  static constexpr size_t kLargestKept = 1'000'000;  // bytes of last_
+
+  bool has_suspect() const;
+  bool takes_any() const;
   Frame* choose();
   Frame* choose_trial();
   void deliver(Frame& frame);
@@ -74,10 +84,11 @@ class FrameWindow {
   DeadLetterFile dead_letters_;
   FrameSource source_;
   std::deque<std::unique_ptr<Frame>> frames_;
-  size_t bytes_ = 0;          // of frames_
-  std::deque<Frame*> sent_;   // on this connection and not acknowledged
-  Frame* writing_ = nullptr;  // the last of sent_, until it is written whole
-  Frame* trial_ = nullptr;    // sent out of turn on this connection
+  size_t bytes_ = 0;             // of frames_
+  std::deque<Frame*> sent_;      // on this connection and not acknowledged
+  Frame* writing_ = nullptr;     // the last of sent_, until it is written whole
+  std::unique_ptr<Frame> last_;  // delivered before frames_
+  Frame* trial_ = nullptr;       // sent in front of a suspect on this connection
   size_t trials_ = 0;
   size_t arrived_ = 0;
 };

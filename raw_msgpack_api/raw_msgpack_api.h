@@ -11,7 +11,10 @@
 //
 // Destinations: "stdout_raw" (each record as it stands, a line of JSON on standard output),
 // "stdout" (a line per event, `[0] tag: [[1700000000.500000000, {}], {"key"=>value}]`), "file"
-// (parameters "path", "file", "format" = json or msgpack; appends), "null" (counts, then forgets).
+// (parameters "path", "file", "format" = json or msgpack; appends), "forward" (to a receiver of the
+// Fluent Forward protocol at `host` and `port`, of which "0" is 24224; README.md has its
+// parameters, of which it refuses those that it does not know even where others ignore them),
+// "null" (counts, then forgets).
 //
 // Parameters, in any case, the last of equal names counts. With an effect on every destination:
 // "Tag" (default: `kind`), "Alias" (name in log lines), "Mem_Buf_Limit" (bound of the records in
@@ -51,7 +54,8 @@ VEK_API int add_data(void* context, const void* data, size_t size);
 // to be given up at any time since "init", and for a context that is null or finalized already.
 VEK_API int finalize(void* context);
 // One JSON object, NUL-terminated, into out[0..size): "accepted", "delivered", "spooled", "queued",
-// "dropped" (reason to count), "mended", "retried", "bytes" (of msgpack delivered). At every moment
+// "dropped" (reason to count), "mended", "clamped" (times that a receiver could not be told),
+// "retried" (records sent again), "bytes" (of msgpack delivered). At every moment
 // accepted = delivered + spooled + queued + the sum of dropped. "spooled" are records that wait on
 // disk; once they are taken from there to be sent they count as "queued", in flight, though the
 // disk has them until they arrived. Records that a former run left in the spool count as accepted

@@ -13,6 +13,7 @@ namespace vek::engine {
 std::string tls_error(const char* fallback) {
   const unsigned long code = ERR_get_error();
   const char* reason = code != 0 ? ERR_reason_error_string(code) : nullptr;
+  if (ERR_SYSTEM_ERROR(code)) reason = std::strerror(ERR_GET_REASON(code));
   ERR_clear_error();
   return reason ? reason : fallback;
 }

@@ -1,0 +1,73 @@
+// What tests of the destination "forward" share.
+#ifndef VEK_TESTS_RAW_MSGPACK_API_FORWARD_FIXTURE_H
+#define VEK_TESTS_RAW_MSGPACK_API_FORWARD_FIXTURE_H
+
+#include <gtest/gtest.h>
+
+#include <numeric>
+#include <string>
+#include <vector>
+
+#include "tests/raw_msgpack_api/engine_fixture.h"
+#include "tests/raw_msgpack_api/forward_receiver.h"
+
+namespace vek::test {
+
+// Parameters with short times, so that what goes wrong goes wrong soon.
+inline ParameterPairs quick(const ParameterPairs& more = {}) {
+  ParameterPairs all = {{"vek.retry_base", "0.005"},
+                        {"vek.retry_cap", "0.02"},
+                        {"vek.ack_timeout", "0.2"},
+                        {"vek.handshake_timeout", "0.2"},
+                        {"vek.grace", "10"}};
+  all.insert(all.end(), more.begin(), more.end());
+  return all;
+}
+
+inline ParameterPairs quick(const ForwardReceiver& receiver, const ParameterPairs& more = {}) {
+  ParameterPairs all = quick(more);
+  all.emplace_back("Port", receiver.port());
+  return all;
+}
+
+inline std::vector<uint64_t> counted(uint64_t count) {
+  std::vector<uint64_t> numbers(count);
+  std::iota(numbers.begin(), numbers.end(), 0);
+  return numbers;
+}
+
+inline void add_numbered(Engine& engine, uint64_t first, uint64_t end) {
+  for (uint64_t i = first; i < end; ++i) EXPECT_EQ(engine.add(numbered_record(i)), 0);
+}
+
+inline uint64_t dropped_sum(const Engine& engine) {
+  const std::string text = engine.stats();
+  const size_t begin = text.find("\"dropped\":{");
+  uint64_t sum = 0;
+  for (size_t at = begin + 10; text[at] != '}';) {
+    at = text.find_first_of(":}", at + 1);
+    if (at == std::string::npos || text[at] == '}') break;
+    sum += std::stoull(text.substr(at + 1));
+  }
+  return sum;
+}
+
+inline void expect_balance(const Engine& engine) {
+  EXPECT_EQ(engine.stat("accepted"), engine.stat("delivered") + engine.stat("queued") +
+                                         engine.stat("spooled") + dropped_sum(engine))
+      << engine.stats();
+}
+
+// Everything that was accepted is delivered, is there, and in order.
+inline void expect_all(Engine& engine, const ForwardReceiver& receiver, uint64_t count) {
+  EXPECT_TRUE(engine.drained());
+  EXPECT_EQ(engine.stat("accepted"), count);
+  EXPECT_EQ(engine.stat("delivered"), count);
+  expect_balance(engine);
+  EXPECT_EQ(engine.finish(), 0);
+  EXPECT_EQ(receiver.numbers(), counted(count));
+}
+
+}  // namespace vek::test
+
+#endif  // VEK_TESTS_RAW_MSGPACK_API_FORWARD_FIXTURE_H
