@@ -67,7 +67,6 @@ class VEK_API FluentBitExportersArray : public kix::exp::ExporterSwitcher<Fluent
   void updateSetsWithTypeSystem(const vek_type_system_t* type_system);
 
  private:
-  void parseLine(char* line, fluentbit_exporter_config_t& config);
   void fillCustomOptions();
 
   std::vector<std::unique_ptr<FluentBitExporter>> exporters_;
