@@ -48,6 +48,12 @@ int export_data_page(void*, const vek_data_page_t* page,
   const vek::PageView view(page);
   unsigned sum = 0;
   for (const uint8_t byte : view.blocks.bytes()) sum += byte;
+  uint64_t time_us = 0;
+  const bool is_timed = view.blocks.read(offsetof(vek_counters_block_t, timestamp), time_us);
+  if (is_timed && time_us > 1'000'000'000'000) {
+    note("page of today, time %lu", static_cast<unsigned long>(time_us));
+    return 1;
+  }
   note("page %s %s %lu bytes sum %u by %s", view.source_id.data(), view.tag.data(),
        static_cast<unsigned long>(view.total), sum,
        schemas->has_schema_manager ? "manager" : "type system");
