@@ -49,7 +49,7 @@ std::string exp_file_path(const std::string& dir, const std::string& name);
 
 // Reads the file into the configuration; false when it cannot be opened.
 bool read_exp_file(const std::string& path, fluentbit_exporter_config_t& config,
-                           ExpFileObserver* observer = nullptr);
+                   ExpFileObserver* observer = nullptr);
 
 // The value of a line that begins with `key`, cut out of `line` in place; null for another line.
 char* exp_value_of(char* line, const char* key);
