@@ -35,11 +35,13 @@ uint16_t defaultPort(const char* plugin) {
 
 }  // namespace
 
-FluentBitExporter::FluentBitExporter()
+FluentBitExporter::FluentBitExporter() : FluentBitExporter(loadRawMsgpackApi()) {}
+
+FluentBitExporter::FluentBitExporter(const RawMsgpackApi& api)
     : plugin_name_(copyOf("forward")),
       host_(copyOf("localhost")),
+      api_(api),
       fluent_bit_checks_(readChecks()) {
-  api_ = loadRawMsgpackApi();
   if (api_.handle) StartOpaqueProcessing();
 }
 

@@ -12,7 +12,9 @@
 #include "tools/counter_set_check.h"
 #include "tools/destination_check.h"
 #include "tools/field_set_check.h"
+#include "tools/log_tap.h"
 #include "tools/page_tags_check.h"
+#include "tools/preview_run.h"
 #include "tools/schema_catalog.h"
 
 namespace vek::tools {
@@ -32,6 +34,26 @@ void check_one(const ConfiguredDestination& destination, const SchemaCatalog& sc
     check_field_set(has_field_set ? config.fieldset : "", schemas, findings, exported);
   }
   if (destination.is_enabled()) check_receiver(destination, exported, findings);
+}
+
+// Tags and values of a recording; the latter need schemas.
+ExitStatus check_recording(const CheckOptions& options,
+                           const std::vector<ConfiguredDestination>& destinations,
+                           const SchemaCatalog& schemas, Findings& findings) {
+  if (options.pages.empty()) return ExitStatus::kGood;
+  const ExitStatus tags = check_page_tags(options.pages, destinations, findings);
+  if (tags != ExitStatus::kGood || !schemas.is_loaded()) return tags;
+  const LogTap log;  // pages are not what is looked at
+  PreviewRun run(destinations, schemas.record(), nullptr);
+  run.run(options.pages);
+  for (const PreviewRun::Result& result : run.results()) {
+    check_values(*result.destination, result.totals->not_finite, findings);
+    if (result.totals->records == 0 && run.pages() > 0) {
+      findings.warning({result.destination->path}, "no-record",
+                       "no record of the recording leaves for this destination");
+    }
+  }
+  return ExitStatus::kGood;
 }
 
 ExitStatus status_of(const Findings& findings, bool strict) {
@@ -62,9 +84,7 @@ ExitStatus check(const CheckOptions& options) {
     check_one(destination, schemas, findings);
   }
   check_together(destinations, findings);
-  const ExitStatus pages = options.pages.empty()
-                               ? ExitStatus::kGood
-                               : check_page_tags(options.pages, destinations, findings);
+  const ExitStatus pages = check_recording(options, destinations, schemas, findings);
   const std::string report =
       format_findings(findings, options.format, colours_wanted(STDOUT_FILENO));
   if (options.format == FindingFormat::kJson) {
@@ -84,7 +104,8 @@ void add_check(CLI::App& app, Action& action) {
       ->type_name("");
   add_schema_options(*verb, options->schema_dir, options->type_system, SchemaRule::kAtMostOne,
                      "One of the two; with it rules that take nothing are found:");
-  verb->add_option("--pages", options->pages, "Page files, to compare their tags with")
+  verb->add_option("--pages", options->pages,
+                   "Page files, whose tags and values are compared with the configuration")
       ->type_name("FILE");
   const auto format = std::make_shared<std::string>("text");
   CLI::Option* format_option =
@@ -100,7 +121,10 @@ void add_check(CLI::App& app, Action& action) {
       "Nothing is sent, and no library is loaded. Exit status: 0 good, 1 errors,\n"
       "3 only warnings with --strict, 4 something cannot be read.");
   verb->callback([options, format, &action] {
-    check_pages(options->pages);
+    for (const std::string& path : options->pages) {
+      if (path == "-")
+        throw CLI::ValidationError("--pages", "pages are read twice, so they need a name");
+    }
     if (*format == "json" || options->json.json) options->format = FindingFormat::kJson;
     if (*format == "junit") options->format = FindingFormat::kJunit;
     if (*format == "github") options->format = FindingFormat::kGithub;

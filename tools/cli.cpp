@@ -10,6 +10,7 @@
 #include "tools/generate.h"
 #include "tools/inspect.h"
 #include "tools/plugin_log.h"
+#include "tools/preview.h"
 #include "tools/replay.h"
 #include "tools/signals.h"
 #include "tools/suggest.h"
@@ -19,7 +20,7 @@
 namespace vek::tools {
 namespace {
 
-constexpr AddVerb kVerbs[] = {add_check, add_generate, add_inspect, add_replay};
+constexpr AddVerb kVerbs[] = {add_check, add_generate, add_inspect, add_preview, add_replay};
 
 std::vector<std::string> verb_names(CLI::App& app) {
   std::vector<std::string> names;

@@ -178,6 +178,18 @@ void check_together(const std::vector<ConfiguredDestination>& destinations, Find
   }
 }
 
+void check_values(const ConfiguredDestination& destination, const std::set<std::string>& not_finite,
+                  Findings& findings) {
+  const std::string output = lower(destination.output());
+  if (output != "influxdb" && output != "es" && output != "opensearch") return;
+  for (const std::string& name : not_finite) {
+    findings.warning(
+        destination.place_of("plugin_name"), "not-finite",
+        "'" + name + "' is NaN or infinite in some records, which " + output + " rejects",
+        "leave it out, or give it to an output that takes it");
+  }
+}
+
 void check_receiver(const ConfiguredDestination& destination, const ExportedNames& exported,
                     Findings& findings) {
   const std::string output = lower(destination.output());

@@ -3,6 +3,8 @@
 #ifndef VEK_TOOLS_DESTINATION_CHECK_H
 #define VEK_TOOLS_DESTINATION_CHECK_H
 
+#include <set>
+#include <string>
 #include <vector>
 
 #include "tools/configuration.h"
@@ -18,6 +20,10 @@ void check_together(const std::vector<ConfiguredDestination>& destinations, Find
 // What receivers behind this output reject. Names are looked at only where schemas are known.
 void check_receiver(const ConfiguredDestination& destination, const ExportedNames& exported,
                     Findings& findings);
+
+// What a recording's records hold that those receivers reject: values that are no numbers.
+void check_values(const ConfiguredDestination& destination, const std::set<std::string>& not_finite,
+                  Findings& findings);
 
 // False after a finding when the file that the key names cannot be read.
 bool check_file_of(const ConfiguredDestination& destination, const char* key, const char* path,

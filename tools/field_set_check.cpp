@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "field_set/field_set_observer.h"
+#include "tools/field_rules.h"
 #include "tools/log_tap.h"
 #include "tools/rule_lines.h"
 #include "tools/suggest.h"
@@ -16,18 +17,6 @@ namespace vek::tools {
 namespace {
 
 constexpr char kDefaultType[] = "default";
-
-// The filter of a rule line: what the field set keeps as its token.
-std::string token_of(const std::string& line) {
-  const size_t equals = line.find('=');
-  return equals == std::string::npos ? line : line.substr(equals + 1);
-}
-
-bool names_type(const std::string& entry, const std::string& type) {
-  if (entry == kDefaultType || entry == type) return true;
-  return entry.ends_with('*') &&
-         type.starts_with(std::string_view(entry).substr(0, entry.size() - 1));
-}
 
 struct SectionName {
   std::string name;
@@ -72,7 +61,7 @@ class FieldSetCheck : public FieldSetObserver {
   void on_field_token(const std::string& type, const std::string& token, const field_t& field,
                       FieldTokenEffect effect) override {
     for (size_t i = 0; i < rules_.size(); ++i) {
-      if (token_of(rules_[i].text) != token || !applies(i, type)) continue;
+      if (field_token_of(rules_[i].text) != token || !applies(i, type)) continue;
       note(rules_[i], field, effect);
     }
   }
@@ -86,7 +75,7 @@ class FieldSetCheck : public FieldSetObserver {
     for (const SectionName& section : sections_) {
       if (section.name == kDefaultType || reached_.contains(section.name)) continue;
       const bool is_known = std::any_of(types.begin(), types.end(), [&](const std::string& type) {
-        return names_type(section.name, type);
+        return is_for_type({section.name}, type);
       });
       if (is_known) continue;
       const std::string guess = nearest(section.name, types);
@@ -128,16 +117,14 @@ class FieldSetCheck : public FieldSetObserver {
     // Asked here too, since a rule may be for types that no schema has.
     vek_filter_token_t tokens[2][VEK_FILTER_MAX_TOKENS];
     uint32_t counts[2] = {};
-    rule.bad_filter = !vek_filter_get_incl_excl_tokens(token_of(text).c_str(), tokens[0],
+    rule.bad_filter = !vek_filter_get_incl_excl_tokens(field_token_of(text).c_str(), tokens[0],
                                                        &counts[0], tokens[1], &counts[1]);
     rules_.push_back(rule);
     types_of_rules_.push_back(types);
   }
 
   bool applies(size_t rule, const std::string& type) const {
-    const std::vector<std::string>& entries = types_of_rules_[rule];
-    return std::any_of(entries.begin(), entries.end(),
-                       [&](const std::string& entry) { return names_type(entry, type); });
+    return is_for_type(types_of_rules_[rule], type);
   }
 
   void note(RuleLine& rule, const field_t& field, FieldTokenEffect effect) {

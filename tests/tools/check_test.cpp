@@ -303,6 +303,13 @@ TEST_F(CheckTest, TagsAreComparedWithARecording) {
                             "the tag 'hall_z'")));
 }
 
+TEST_F(CheckTest, ADestinationThatGetsNothingOfTheRecordingIsSaid) {
+  dir_.write("c/a.exp", "source_tag = dict_x\n");
+  EXPECT_THAT(
+      check({"--pages", demo("pages.bin"), "--schema-dir", demo("schemas")}).standard_output,
+      HasSubstr("a.exp: warning[no-record]: no record of the recording leaves for this"));
+}
+
 TEST_F(CheckTest, SchemaFilesThatAreNoneAreErrors) {
   dir_.write("c/a.exp", "name = x\n");
   const std::string id(32, 'a');
