@@ -7,6 +7,7 @@
 #include "data/type_system.h"
 #include "exporter/counters_schema_signature.h"
 #include "utils/logger.h"
+#include "utils/record_packer.h"
 
 namespace vek {
 namespace {
@@ -28,6 +29,17 @@ uint64_t shapeOf(const vek_counters_schema_t& schema) {
 }
 
 }  // namespace
+
+struct CounterSetCache::Entry {
+  Owned<vek_counter_set_t, vek_free_counter_set> set;
+  uint64_t block_extent = 0;
+  RecordPacker packer;
+
+  BoundCounterSet bound() { return {set.get(), block_extent, &packer}; }
+};
+
+CounterSetCache::CounterSetCache() = default;
+CounterSetCache::~CounterSetCache() = default;
 
 BoundCounterSet CounterSetCache::get(const vek_counters_schema_t* schema,
                                      const char* counterset_file) {
@@ -54,7 +66,7 @@ BoundCounterSet CounterSetCache::get_for_page(const vek_counters_schema_t* schem
 }
 
 void CounterSetCache::clear() {
-  for (Entry& entry : csets_) entry.set.reset();
+  for (auto& entry : csets_) entry.reset();
   csets_.clear();
   cset_index_by_schema_id_.clear();
   id_by_signature_.clear();
@@ -81,20 +93,15 @@ BoundCounterSet CounterSetCache::findOrCreate(const std::string& id,
   const auto known = cset_index_by_schema_id_.find(id);
   if (known != cset_index_by_schema_id_.end()) {
     VEK_LOGD(kFoundFormat, kGetter, id.c_str());
-    return boundTo(csets_[static_cast<size_t>(known->second)]);
+    return csets_[static_cast<size_t>(known->second)]->bound();
   }
   VEK_LOGD("[%s] Creating new cset for schema id = '%s'", kGetter, id.c_str());
-  Entry entry;
-  entry.set.reset(vek_schema_to_counter_set(&schema, counterset_file));
-  if (entry.set) entry.block_extent = vek_counter_set_block_extent(entry.set.get());
-  entry.packer = std::make_unique<RecordPacker>();
+  auto entry = std::make_unique<Entry>();
+  entry->set.reset(vek_schema_to_counter_set(&schema, counterset_file));
+  if (entry->set) entry->block_extent = vek_counter_set_block_extent(entry->set.get());
   csets_.push_back(std::move(entry));
   cset_index_by_schema_id_.emplace(id, static_cast<int32_t>(csets_.size() - 1));
-  return boundTo(csets_.back());
-}
-
-BoundCounterSet CounterSetCache::boundTo(const Entry& entry) {
-  return {entry.set.get(), entry.block_extent, entry.packer.get()};
+  return csets_.back()->bound();
 }
 
 }  // namespace vek

@@ -14,9 +14,10 @@
 #include "counters/counter_set.h"
 #include "counters/counters_schema.h"
 #include "utils/owned.h"
-#include "utils/record_packer.h"
 
 namespace vek {
+
+class RecordPacker;
 
 // A counter set as the block paths need it; set is null when there is none.
 struct BoundCounterSet {
@@ -27,6 +28,11 @@ struct BoundCounterSet {
 
 class CounterSetCache {
  public:
+  CounterSetCache();
+  ~CounterSetCache();
+  CounterSetCache(const CounterSetCache&) = delete;
+  CounterSetCache& operator=(const CounterSetCache&) = delete;
+
   // The set of this schema's identifier, made with the file when it is new; owned by the cache. A
   // set that could not be made is remembered as null; a schema without an identifier has none and
   // leaves no entry.
@@ -37,11 +43,7 @@ class CounterSetCache {
   void clear();
 
  private:
-  struct Entry {
-    Owned<vek_counter_set_t, vek_free_counter_set> set;
-    uint64_t block_extent = 0;
-    std::unique_ptr<RecordPacker> packer;
-  };
+  struct Entry;
   // A schema that was met before.
   struct Known {
     uint64_t serial = 0;
@@ -50,13 +52,12 @@ class CounterSetCache {
     BoundCounterSet bound;
   };
 
-  static BoundCounterSet boundTo(const Entry& entry);
   // Null when the schema has no identifier; else valid until clear().
   const std::string* identifierOf(const vek_counters_schema_t& schema);
   BoundCounterSet findOrCreate(const std::string& id, const vek_counters_schema_t& schema,
                                const char* counterset_file);
 
-  std::vector<Entry> csets_;  // in creation order
+  std::vector<std::unique_ptr<Entry>> csets_;  // in creation order
   std::map<std::string, int32_t> cset_index_by_schema_id_;
 
   std::unordered_map<std::string, std::string> id_by_signature_;
