@@ -7,7 +7,9 @@
 
 #include "tools/check.h"
 #include "tools/console.h"
+#include "tools/doctor.h"
 #include "tools/generate.h"
+#include "tools/golden_test.h"
 #include "tools/inspect.h"
 #include "tools/plugin_log.h"
 #include "tools/preview.h"
@@ -20,7 +22,8 @@
 namespace vek::tools {
 namespace {
 
-constexpr AddVerb kVerbs[] = {add_check, add_generate, add_inspect, add_preview, add_replay};
+constexpr AddVerb kVerbs[] = {add_check,   add_doctor, add_generate, add_inspect,
+                              add_preview, add_replay, add_test};
 
 std::vector<std::string> verb_names(CLI::App& app) {
   std::vector<std::string> names;

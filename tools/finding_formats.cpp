@@ -1,6 +1,7 @@
 #include "tools/finding_formats.h"
 
 #include "tools/json_writer.h"
+#include "tools/xml_text.h"
 
 namespace vek::tools {
 namespace {
@@ -66,30 +67,6 @@ std::string as_json(const Findings& findings) {
   return json.end_array().end_object().out() + "\n";
 }
 
-// Text of an attribute; what XML cannot hold becomes "?".
-std::string xml(const std::string& text) {
-  std::string out;
-  for (const char c : text) {
-    switch (c) {
-      case '&':
-        out += "&amp;";
-        break;
-      case '<':
-        out += "&lt;";
-        break;
-      case '>':
-        out += "&gt;";
-        break;
-      case '"':
-        out += "&quot;";
-        break;
-      default:
-        out += static_cast<unsigned char>(c) < ' ' ? '?' : c;
-    }
-  }
-  return out;
-}
-
 // A suite per file; one without findings holds a case that passes.
 std::string as_junit(const Findings& findings) {
   std::string suites;
@@ -100,15 +77,16 @@ std::string as_junit(const Findings& findings) {
     for (const Finding& finding : all) {
       if (finding.place.path != path) continue;
       ++count;
-      cases += "    <testcase classname=\"" + xml(path) + "\" name=\"" +
-               xml(place_text(finding.place) + " " + finding.code) + "\">\n      <failure type=\"" +
-               name_of(finding.severity) + "\" message=\"" + xml(message_of(finding)) +
-               "\"/>\n    </testcase>\n";
+      cases += "    <testcase classname=\"" + xml_text(path) + "\" name=\"" +
+               xml_text(place_text(finding.place) + " " + finding.code) +
+               "\">\n      <failure type=\"" + name_of(finding.severity) + "\" message=\"" +
+               xml_text(message_of(finding)) + "\"/>\n    </testcase>\n";
     }
     if (count == 0) {
-      cases = "    <testcase classname=\"" + xml(path) + "\" name=\"" + xml(path) + "\"/>\n";
+      cases =
+          "    <testcase classname=\"" + xml_text(path) + "\" name=\"" + xml_text(path) + "\"/>\n";
     }
-    suites += "  <testsuite name=\"" + xml(path) + "\" tests=\"" +
+    suites += "  <testsuite name=\"" + xml_text(path) + "\" tests=\"" +
               std::to_string(count == 0 ? 1 : count) + "\" failures=\"" + std::to_string(count) +
               "\">\n" + cases + "  </testsuite>\n";
   }

@@ -94,6 +94,7 @@ vek_exporter_api_t record{VEK_EXPORTER_API_VERSION,
 }  // namespace
 
 extern "C" VEK_API const vek_exporter_api_t* vek_exporter_get_api(void) {
+  if (scripted("crashes")) std::abort();
   if (scripted("no record")) return nullptr;
   if (scripted("another version")) record.version = 2;
   if (scripted("no entry points")) record.export_data_page = nullptr;
