@@ -34,8 +34,10 @@ struct DestinationKind {
   bool may_spool = false;  // "storage.path" gives its queue a spool
 };
 
-// Null, with an error line that lists what works, when no destination has this name.
+// Null when no built-in destination has this name, in any case.
 const DestinationKind* find_destination(std::string_view name);
+// "stdout_raw, stdout, ...", for messages.
+std::string built_in_names();
 
 extern const DestinationKind kNullDestination;
 extern const DestinationKind kStdoutDestination;

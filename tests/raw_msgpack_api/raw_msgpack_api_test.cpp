@@ -39,7 +39,7 @@ TEST(Init, RefusesAnUnknownParameterWithItsNearestName) {
 
 TEST(Init, RefusesValuesThatItCannotUse) {
   LogCapture log;
-  EXPECT_EQ(Engine("null", {{"vek.engine", "process"}}).context(), nullptr);
+  EXPECT_EQ(Engine("null", {{"vek.engine", "builtinn"}}).context(), nullptr);
   EXPECT_EQ(Engine("null", {{"vek.grace", "soon"}}).context(), nullptr);
   EXPECT_EQ(log.errors().size(), 2u);
 }
