@@ -39,9 +39,9 @@ struct FluentBitConfig {
 };
 
 // The engine's parameters that mean something here.
-inline constexpr std::array<std::string_view, 9> kFluentBitParameters = {
-    "vek.engine_path", "vek.expand_env", "vek.start_timeout", "vek.depth",   "vek.frame_size",
-    "vek.retry_base",  "vek.retry_cap",  "vek.ack_timeout",   "storage.path"};
+inline constexpr std::array<std::string_view, 8> kFluentBitParameters = {
+    "vek.engine_path", "vek.expand_env", "vek.start_timeout", "vek.depth",
+    "vek.frame_size",  "vek.retry_base", "vek.retry_cap",     "vek.ack_timeout"};
 
 // None, after an error line that names the parameter and what it takes. Makes the folder of the
 // chunks, where "storage.path" asks for one; otherwise they lie in `folder`.

@@ -16,12 +16,24 @@ namespace vek::test {
 
 using ParameterPairs = std::vector<std::pair<std::string, std::string>>;
 
+// As the plug-in hands them over.
+class ParameterList {
+ public:
+  explicit ParameterList(const ParameterPairs& pairs) : list_(fluentbit_export_init_parameters()) {
+    for (const auto& [name, value] : pairs) {
+      push_parameter(list_.get(), name.c_str(), value.c_str());
+    }
+  }
+  const fluentbit_export_parameters_t* get() const { return list_.get(); }
+
+ private:
+  Owned<fluentbit_export_parameters_t, fluentbit_export_destroy_parameters> list_;
+};
+
 class Engine {
  public:
   explicit Engine(const char* plugin, const ParameterPairs& pairs = {}) {
-    const Owned<fluentbit_export_parameters_t, fluentbit_export_destroy_parameters> list(
-        fluentbit_export_init_parameters());
-    for (const auto& [name, value] : pairs) push_parameter(list.get(), name.c_str(), value.c_str());
+    const ParameterList list(pairs);
     context_ = init(plugin, "127.0.0.1", "0", list.get(), "evnt", "evnt");
   }
   ~Engine() {
