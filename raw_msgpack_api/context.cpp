@@ -78,6 +78,7 @@ void Context::flush() noexcept {
   } else {
     queue_.drop_rest(DropReason::kGraceOver);
   }
+  passed_on_ = destination_->finish();
 }
 
 bool Context::finish() noexcept {
@@ -97,7 +98,7 @@ bool Context::finish() noexcept {
                settings_.name.c_str(), account.given_up(), account_json(account).c_str());
     }
   }
-  return queue_.account().given_up() == 0;
+  return queue_.account().given_up() == 0 && passed_on_;
 }
 
 namespace {

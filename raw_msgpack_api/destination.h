@@ -24,6 +24,9 @@ class Destination {
   // The thread's body: returns once queue.take() answers null. May throw std::bad_alloc, and is
   // called again then.
   virtual void run(RecordQueue& queue) = 0;
+  // Once, when run() has returned for good, on the thread that calls "finalize": ends what the
+  // destination started. False when records were lost behind it that it had settled as delivered.
+  virtual bool finish() noexcept { return true; }
 };
 
 // One row of the table of built-in destinations.

@@ -1,5 +1,7 @@
 #include "raw_msgpack_api/fluent_bit_destination.h"
 
+#include <exception>
+#include <filesystem>
 #include <string>
 #include <utility>
 
@@ -14,18 +16,57 @@
 namespace vek::engine {
 namespace {
 
+// Chunks of records that a Fluent Bit has acknowledged and not sent, in its folder.
+size_t count_chunks(const std::string& folder) {
+  namespace fs = std::filesystem;
+  size_t count = 0;
+  std::error_code error;
+  for (fs::recursive_directory_iterator it(folder, error), end; !error && it != end;
+       it.increment(error)) {
+    if (it->path().extension() == ".flb") ++count;
+  }
+  return count;
+}
+
 class FluentBitDestination : public Destination {
  public:
-  FluentBitDestination(ForwardConfig feed, std::unique_ptr<PrivateFolder> folder,
-                       std::unique_ptr<Pipeline> pipeline)
-      : feed_(std::move(feed)), folder_(std::move(folder)), pipeline_(std::move(pipeline)) {}
+  FluentBitDestination(ForwardConfig feed, std::string storage_path,
+                       std::unique_ptr<PrivateFolder> folder, std::unique_ptr<Pipeline> pipeline)
+      : feed_(std::move(feed)),
+        storage_path_(std::move(storage_path)),
+        folder_(std::move(folder)),
+        pipeline_(std::move(pipeline)) {}
 
   void run(RecordQueue& queue) override { ForwardSender(feed_, nullptr, wake_, queue).run(); }
 
+  bool finish() noexcept override {
+    pipeline_.reset();
+    try {
+      return report_rest(count_chunks(storage_path_));
+    } catch (const std::exception&) {
+      return false;
+    }
+  }
+
  private:
+  bool report_rest(size_t chunks) const {
+    if (chunks == 0) return true;
+    if (!storage_path_.starts_with(folder_->path())) {
+      VEK_LOGW("[raw msgpack API] [%s] %zu chunks of records wait in '%s' for the next start",
+               feed_.name.c_str(), chunks, storage_path_.c_str());
+      return true;
+    }
+    VEK_LOGE(
+        "[raw msgpack API] [%s] Fluent Bit could not send %zu chunks of records, which are lost; "
+        "with storage.path they wait for the next start",
+        feed_.name.c_str(), chunks);
+    return false;
+  }
+
   const ForwardConfig feed_;
+  const std::string storage_path_;
   const std::unique_ptr<PrivateFolder> folder_;
-  const std::unique_ptr<Pipeline> pipeline_;  // stopped first: the folder is its own
+  std::unique_ptr<Pipeline> pipeline_;  // stopped first: the folder is its own
   const WakeFd wake_;
 };
 
@@ -75,8 +116,8 @@ std::unique_ptr<Destination> make_fluent_bit_destination(std::string_view output
   if (!feed) return nullptr;
   auto pipeline = start_first(engines, *config, *folder);
   if (!pipeline) return nullptr;
-  return std::make_unique<FluentBitDestination>(std::move(*feed), std::move(folder),
-                                                std::move(pipeline));
+  return std::make_unique<FluentBitDestination>(std::move(*feed), config->storage_path,
+                                                std::move(folder), std::move(pipeline));
 }
 
 }  // namespace vek::engine
