@@ -32,7 +32,7 @@ struct FluentBitConfig {
   Properties input;
   Properties output_properties;  // in the order of the configuration
   SecretFilter secrets;
-  std::chrono::milliseconds grace{5000};            // to send what it has, when it is stopped
+  std::chrono::milliseconds grace{5000};            // to send what it has, when its host is gone
   std::chrono::milliseconds start_timeout{10'000};  // until it acknowledges a probe
   std::chrono::milliseconds retry_base{1'000};      // before it is started again
   std::chrono::milliseconds retry_cap{30'000};

@@ -1,8 +1,10 @@
 #include "raw_msgpack_api/fluent_bit_destination.h"
 
+#include <algorithm>
 #include <exception>
 #include <filesystem>
 #include <string>
+#include <thread>
 #include <utility>
 
 #include "raw_msgpack_api/fluent_bit_config.h"
@@ -37,11 +39,15 @@ class FluentBitDestination : public Destination {
         folder_(std::move(folder)),
         pipeline_(std::move(pipeline)) {}
 
-  void run(RecordQueue& queue) override { ForwardSender(feed_, nullptr, wake_, queue).run(); }
+  void run(RecordQueue& queue) override {
+    ForwardSender(feed_, nullptr, wake_, queue).run();
+    deadline_ = queue.stop().deadline();
+  }
 
   bool finish() noexcept override {
-    pipeline_.reset();
     try {
+      await_empty();
+      pipeline_.reset();
       return report_rest(count_chunks(storage_path_));
     } catch (const std::exception&) {
       return false;
@@ -49,6 +55,17 @@ class FluentBitDestination : public Destination {
   }
 
  private:
+  // A Fluent Bit that is told to stop leaves what it found on disk when it started, and what it has
+  // to try again.
+  void await_empty() const {
+    constexpr std::chrono::milliseconds kStep{20};
+    constexpr std::chrono::seconds kAtLeast{1};
+    const auto deadline = std::max(deadline_, Clock::now() + kAtLeast);
+    while (Clock::now() < deadline && count_chunks(storage_path_) > 0) {
+      std::this_thread::sleep_for(kStep);
+    }
+  }
+
   bool report_rest(size_t chunks) const {
     if (chunks == 0) return true;
     if (!storage_path_.starts_with(folder_->path())) {
@@ -68,6 +85,7 @@ class FluentBitDestination : public Destination {
   const std::unique_ptr<PrivateFolder> folder_;
   std::unique_ptr<Pipeline> pipeline_;  // stopped first: the folder is its own
   const WakeFd wake_;
+  Clock::time_point deadline_{};  // of the grace
 };
 
 PipelineStart start(Engine engine, const FluentBitConfig& config, const PrivateFolder& folder) {

@@ -53,6 +53,8 @@ class LibraryContext {
     if (!context_) return PipelineStart::unavailable("the library made no context");
     Properties service = config_.service;
     service.emplace_back("log_file", config_.log_path);
+    // What it could send it has sent when it is stopped.
+    service.emplace_back("grace", "1");
     for (const auto& [key, value] : service) {
       if (api_.service_set(context_, key.c_str(), value.c_str(), nullptr) != 0) {
         return PipelineStart::unavailable("the library does not take '" + key + "'");

@@ -119,11 +119,11 @@ class ProgramPipeline : public Pipeline {
     return true;
   }
 
-  // It gets its grace to send what it has acknowledged, and a little to end.
+  // What it could send it has sent by now, or it would not do so in a while.
   void end(ChildProgram& child) const {
     constexpr std::chrono::seconds kToEnd{3};
     child.signal(SIGTERM);
-    if (child.wait_until(Clock::now() + config_.grace + kToEnd)) return;
+    if (child.wait_until(Clock::now() + kToEnd)) return;
     child.signal(SIGKILL);
     child.wait_until(Clock::time_point::max());
     VEK_LOGW("[raw msgpack API] [%s] Fluent Bit did not end in time and was killed",

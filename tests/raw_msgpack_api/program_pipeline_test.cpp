@@ -177,13 +177,13 @@ TEST_F(ProgramPipelineTest, IsKilledWhenItDoesNotEnd) {
 TEST_F(ProgramPipelineTest, TellsOfRecordsThatItTookAndDidNotSend) {
   LogCapture log(4);
   {
-    Engine engine("fake", program());
+    Engine engine("fake", program({{"vek.grace", "0.1"}}));
     const std::string folder = folders().at(0) + "/chunks/forward.0";
     std::filesystem::create_directories(folder);
     std::ofstream(folder + "/1.flb") << "records";
     EXPECT_NE(engine.finish(), 0);
   }
-  Engine engine("fake", program({{"storage.path", dir_.file("spool")}}));
+  Engine engine("fake", program({{"storage.path", dir_.file("spool")}, {"vek.grace", "0.1"}}));
   const std::string kept = dir_.file("spool/fake~fluent-bit");
   std::ofstream(kept + "/1.flb") << "records";
   EXPECT_EQ(engine.finish(), 0);
@@ -194,6 +194,19 @@ TEST_F(ProgramPipelineTest, TellsOfRecordsThatItTookAndDidNotSend) {
                                   "the next start"},
                           LogLine{4, "[raw msgpack API] [fake] 1 chunks of records wait in '" +
                                          kept + "' for the next start"}));
+}
+
+TEST_F(ProgramPipelineTest, WaitsForWhatItStillSends) {
+  Engine engine("fake", program());
+  const std::string folder = folders().at(0) + "/chunks/forward.0";
+  std::filesystem::create_directories(folder);
+  std::ofstream(folder + "/1.flb") << "records";
+  std::thread sender([&] {
+    usleep(1'500'000);
+    std::filesystem::remove(folder + "/1.flb");
+  });
+  EXPECT_EQ(engine.finish(), 0);
+  sender.join();
 }
 
 TEST_F(ProgramPipelineTest, SpoolsWhatItCannotTake) {

@@ -21,6 +21,10 @@ using testing::IsEmpty;
 struct RealEngine {
   const char* name;
   const char* variable;
+
+  friend std::ostream& operator<<(std::ostream& out, const RealEngine& engine) {
+    return out << engine.name;
+  }
 };
 
 class RealFluentBit : public FluentBitTest, public testing::WithParamInterface<RealEngine> {
@@ -56,7 +60,10 @@ INSTANTIATE_TEST_SUITE_P(Engines, RealFluentBit,
 
 TEST_P(RealFluentBit, ForwardsEveryRecord) {
   const ForwardReceiver receiver;
-  Engine engine("forward", real({{"Port", receiver.port()}, {"Require_ack_response", "on"}}));
+  Engine engine("forward", real({{"Port", receiver.port()},
+                                 {"Require_ack_response", "on"},
+                                 {"workers", "1"},  // the receiver serves one after the other
+                                 {"net.keepalive", "off"}}));
   ASSERT_TRUE(engine.context());
   add_numbered(engine, 0, 5000);
   EXPECT_TRUE(engine.drained());
@@ -140,6 +147,7 @@ TEST_P(RealFluentBit, LosesNothingWhenItIsKilled) {
                               {"file", "all"},
                               {"format", "plain"},
                               {"vek.retry_base", "0.05"},
+                              {"vek.grace", "20"},
                               {"vek.frame_size", "4k"}}));
   ASSERT_TRUE(engine.context());
   for (uint64_t round = 0; round < kRounds; ++round) {
