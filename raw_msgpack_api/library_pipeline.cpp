@@ -131,15 +131,19 @@ class LibraryPipeline : public Pipeline {
   }
 
  private:
-  void run() {
+  void run() noexcept {
+    bool is_told = false;
     try {
       LibraryContext context(api_, config_);
       PipelineStart outcome = context.start();
       const bool is_good = outcome.why.empty();
       outcome_.set_value(std::move(outcome));
+      is_told = true;
       if (is_good) watch();
-    } catch (...) {
-      outcome_.set_exception(std::current_exception());
+    } catch (const std::exception& error) {
+      if (!is_told) return outcome_.set_exception(std::current_exception());
+      VEK_LOGE("[raw msgpack API] [%s] the Fluent Bit library was stopped: %s",
+               config_.name.c_str(), error.what());
     }
   }
 

@@ -103,6 +103,11 @@ TEST_F(LibraryPipelineTest, IsTheFirstChoiceAndTheProgramTheSecond) {
   std::filesystem::create_symlink(VEK_FAKE_FLUENT_BIT, program_and_wreck.file("fluent-bit"));
   program_and_wreck.write("libfluent-bit.so", "no library");
   EXPECT_THAT(chosen(program_and_wreck.path()), HasSubstr("as the program"));
+  const TempDir program_and_greedy;
+  std::filesystem::create_symlink(VEK_FAKE_FLUENT_BIT, program_and_greedy.file("fluent-bit"));
+  std::filesystem::create_symlink(VEK_FAKE_GREEDY_FLUENT_BIT_LIBRARY,
+                                  program_and_greedy.file("libfluent-bit.so"));
+  EXPECT_THAT(chosen(program_and_greedy.path()), HasSubstr("as the program"));
   const TempDir neither;
   EXPECT_EQ(chosen(neither.path()),
             "[raw msgpack API] output 'fake' needs Fluent Bit 2.1 or later, which cannot be had "
@@ -110,6 +115,18 @@ TEST_F(LibraryPipelineTest, IsTheFirstChoiceAndTheProgramTheSecond) {
             "program fluent-bit on the path or in /opt/fluent-bit/bin); install it, or say where "
             "it is with vek.engine_path; these work without it: stdout_raw, stdout, file, forward, "
             "null");
+}
+
+TEST_F(LibraryPipelineTest, SaysWhatMendsALibraryWithTooMuchThreadLocalStorage) {
+  LogCapture log(4);
+  EXPECT_EQ(Engine("fake", with(VEK_FAKE_GREEDY_FLUENT_BIT_LIBRARY, "library", {})).context(),
+            nullptr);
+  EXPECT_THAT(
+      log.errors(),
+      ElementsAre(HasSubstr(
+          "cannot allocate memory in static TLS block (its allocator wants to be there from "
+          "the start: run the host with GLIBC_TUNABLES=glibc.rtld.optional_static_tls=4096, "
+          "or use vek.engine = process)")));
 }
 
 TEST_F(LibraryPipelineTest, IsFoundByTheEnvironment) {

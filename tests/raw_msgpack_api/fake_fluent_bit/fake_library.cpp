@@ -93,6 +93,12 @@ FAKE_API int flb_stop(void* handle) {
   return 0;
 }
 
+#ifdef FAKE_FLUENT_BIT_IS_GREEDY
+// As an allocator has it that wants to be there from the start.
+__attribute__((tls_model("initial-exec"))) thread_local char fake_arena[1 << 16];
+FAKE_API char* fake_allocate() { return fake_arena; }
+#endif
+
 #ifndef FAKE_FLUENT_BIT_IS_OLD
 FAKE_API int flb_log_event_decoder_init() { return 0; }
 #endif
