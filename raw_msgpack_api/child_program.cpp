@@ -16,6 +16,16 @@
 #include <csignal>
 
 #include "raw_msgpack_api/all_signals_blocked.h"
+#include "raw_msgpack_api/sanitizers.h"
+
+// ThreadSanitizer takes every clone for a fork, and its books, which this child shares with the
+// host, for those of the child from then on; the C library's other name for it is not watched.
+#if VEK_THREAD_SANITIZER
+extern "C" int __clone(int (*function)(void*), void* stack, int flags, void* argument, ...);
+#define VEK_CLONE __clone
+#else
+#define VEK_CLONE clone
+#endif
 
 namespace vek::engine {
 namespace {
@@ -91,8 +101,8 @@ pid_t clone_child(ChildPlan& plan, int& pidfd) {
   if (stack == MAP_FAILED) return -1;
   // Handlers of the host must not run in the child, which has its memory.
   const AllSignalsBlocked blocked;
-  const pid_t pid = clone(run_child, static_cast<char*>(stack) + kStackSize,
-                          CLONE_VM | CLONE_VFORK | CLONE_PIDFD | SIGCHLD, &plan, &pidfd);
+  const pid_t pid = VEK_CLONE(run_child, static_cast<char*>(stack) + kStackSize,
+                              CLONE_VM | CLONE_VFORK | CLONE_PIDFD | SIGCHLD, &plan, &pidfd);
   const int error = errno;
   munmap(stack, kStackSize);
   errno = error;

@@ -5,14 +5,15 @@
 
 #include <cstring>
 
+#include "raw_msgpack_api/sanitizers.h"
 #include "utils/logger.h"
 
 namespace vek::engine {
 namespace {
 
 // The library exports thousands of names, some of which a host has as well: each must meet its own.
-// AddressSanitizer cannot have that.
-#ifdef __SANITIZE_ADDRESS__
+// A sanitizer has to be met by both.
+#if VEK_ADDRESS_SANITIZER || VEK_THREAD_SANITIZER
 constexpr int kFlags = RTLD_NOW | RTLD_LOCAL;
 #else
 constexpr int kFlags = RTLD_NOW | RTLD_LOCAL | RTLD_DEEPBIND;
