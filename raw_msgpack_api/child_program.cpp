@@ -30,7 +30,7 @@ extern "C" int __clone(int (*function)(void*), void* stack, int flags, void* arg
 namespace vek::engine {
 namespace {
 
-constexpr size_t kStackSize = 64 * 1024;
+constexpr size_t kStackSize = 65'536;
 constexpr int kFirstFree = 3;
 
 // What the child needs; made before it is, as it may not allocate.
@@ -115,6 +115,7 @@ std::optional<ChildProgram> ChildProgram::start(const ProgramStart& start) {
   std::vector<std::string> arguments = {start.path};
   arguments.insert(arguments.end(), start.arguments.begin(), start.arguments.end());
   std::vector<char*> pointers;
+  pointers.reserve(arguments.size() + 1);
   for (std::string& argument : arguments) pointers.push_back(argument.data());
   pointers.push_back(nullptr);
   const Socket nothing(open("/dev/null", O_RDWR | O_CLOEXEC));

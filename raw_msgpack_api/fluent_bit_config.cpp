@@ -147,7 +147,9 @@ void append(const char* section, const char* plugin, const Properties& propertie
   out += section;
   out += "]\n";
   if (plugin) (out += "    name ") += std::string(plugin) + '\n';
-  for (const auto& [name, value] : properties) out += "    " + name + ' ' + value + '\n';
+  for (const auto& [name, value] : properties) {
+    out.append("    ").append(name).append(" ").append(value).append("\n");
+  }
 }
 
 }  // namespace

@@ -79,7 +79,8 @@ std::optional<FluentBitLibrary> FluentBitLibrary::load(const std::vector<std::st
     FluentBitLibrary library;
     std::string missing;
     if (!find_all(handle, library, missing)) {
-      add_reason(path + ": it has no function '" + missing + "'", why);
+      missing.insert(0, ": it has no function '").append("'");
+      add_reason(path + missing, why);
     } else if (!is_recent(handle)) {
       add_reason(path + ": it is older than Fluent Bit 2.1", why);
     } else {

@@ -182,7 +182,7 @@ Socket open_log(const std::string& path) {
   return Socket(open(path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC));
 }
 
-std::string with_errors(std::string why, const LogRelay& relay) {
+std::string with_errors(const std::string& why, const LogRelay& relay) {
   const std::string errors = relay.last_errors();
   return errors.empty() ? why : why + ": " + errors;
 }
