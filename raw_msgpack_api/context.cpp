@@ -1,38 +1,16 @@
 #include "raw_msgpack_api/context.h"
 
-#include <pthread.h>
-
 #include <algorithm>
 #include <cinttypes>
-#include <csignal>
 #include <exception>
 #include <utility>
 
+#include "raw_msgpack_api/all_signals_blocked.h"
+#include "raw_msgpack_api/engine_choice.h"
+#include "raw_msgpack_api/fluent_bit_destination.h"
 #include "utils/logger.h"
 
 namespace vek::engine {
-namespace {
-
-// While it lives, the calling thread has every signal blocked; a thread started meanwhile keeps
-// that. The host's handlers never run on an engine's thread, and SIGPIPE and SIGXFSZ, which are
-// sent to the thread that writes, become plain errors.
-class AllSignalsBlocked {
- public:
-  AllSignalsBlocked() {
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &previous_);
-  }
-  ~AllSignalsBlocked() { pthread_sigmask(SIG_SETMASK, &previous_, nullptr); }
-  AllSignalsBlocked(const AllSignalsBlocked&) = delete;
-  AllSignalsBlocked& operator=(const AllSignalsBlocked&) = delete;
-
- private:
-  sigset_t previous_;
-};
-
-}  // namespace
-
 Context::Context(Settings settings, std::unique_ptr<Destination> destination,
                  std::unique_ptr<Spool> spool, SpoolSync sync)
     : settings_(std::move(settings)),
@@ -100,6 +78,7 @@ void Context::flush() noexcept {
   } else {
     queue_.drop_rest(DropReason::kGraceOver);
   }
+  passed_on_ = destination_->finish();
 }
 
 bool Context::finish() noexcept {
@@ -119,27 +98,57 @@ bool Context::finish() noexcept {
                settings_.name.c_str(), account.given_up(), account_json(account).c_str());
     }
   }
-  return queue_.account().given_up() == 0;
+  return queue_.account().given_up() == 0 && passed_on_;
 }
+
+namespace {
+
+std::unique_ptr<Destination> make_built_in(const DestinationKind& kind, const Settings& settings,
+                                           const Parameters& parameters) {
+  if (!parameters.all_known(kind.name, kind.parameters)) return nullptr;
+  return kind.make(settings, parameters);
+}
+
+const DestinationKind* report_no_output(std::string_view name) {
+  VEK_LOGE("[raw msgpack API] there is no output '%.*s'; these work: %s",
+           static_cast<int>(name.size()), name.data(), built_in_names().c_str());
+  return nullptr;
+}
+
+// False after an error line. `out` stays empty where no spool is wanted.
+bool open_spool(const SpoolConfig& config, std::unique_ptr<Spool>& out) {
+  if (!config.is_wanted()) return true;
+  out = Spool::open(config.spool);
+  return out != nullptr;
+}
+
+}  // namespace
 
 std::unique_ptr<Context> make_context(const Target& target, const Parameters& parameters) {
   const DestinationKind* kind = find_destination(target.plugin);
-  if (!kind) return nullptr;
-  if (!parameters.all_known(kind->name, kind->parameters)) return nullptr;
-  const Target known = {kind->name, target.host, target.port, target.kind};
-  const auto settings = read_settings(parameters, known);
+  const auto engines = engines_to_try(parameters, kind != nullptr);
+  if (!engines) return nullptr;
+  const bool is_built_in = engines->front() == Engine::kBuiltin;
+  if (is_built_in && !kind) kind = report_no_output(target.plugin);
+  if (is_built_in && !kind) return nullptr;
+  const std::string_view name = kind ? kind->name : target.plugin;
+  const auto settings = read_settings(parameters, {name, target.host, target.port, target.kind});
   if (!settings) return nullptr;
-  const auto spool_settings = read_spool_settings(parameters, settings->name);
-  if (!spool_settings) return nullptr;
-  auto destination = kind->make(*settings, parameters);
-  if (!destination) return nullptr;
+  const auto spool_config = read_spool_settings(parameters, settings->name);
+  if (!spool_config) return nullptr;
+  std::unique_ptr<Destination> destination;
   std::unique_ptr<Spool> spool;
-  if (kind->may_spool && spool_settings->is_wanted()) {
-    spool = Spool::open(spool_settings->spool);
-    if (!spool) return nullptr;
+  if (is_built_in) {
+    destination = make_built_in(*kind, *settings, parameters);
+    if (!destination || (kind->may_spool && !open_spool(*spool_config, spool))) return nullptr;
+  } else {
+    // The spool's lock keeps two contexts from Fluent Bit's folder beside it, too.
+    if (!open_spool(*spool_config, spool)) return nullptr;
+    destination = make_fluent_bit_destination(name, *engines, *settings, parameters);
+    if (!destination) return nullptr;
   }
   return std::make_unique<Context>(*settings, std::move(destination), std::move(spool),
-                                   spool_settings->sync);
+                                   spool_config->sync);
 }
 
 }  // namespace vek::engine

@@ -24,6 +24,9 @@ class Destination {
   // The thread's body: returns once queue.take() answers null. May throw std::bad_alloc, and is
   // called again then.
   virtual void run(RecordQueue& queue) = 0;
+  // Once, when run() has returned for good, on the thread that calls "finalize": ends what the
+  // destination started. False when records were lost behind it that it had settled as delivered.
+  virtual bool finish() noexcept { return true; }
 };
 
 // One row of the table of built-in destinations.
@@ -34,8 +37,10 @@ struct DestinationKind {
   bool may_spool = false;  // "storage.path" gives its queue a spool
 };
 
-// Null, with an error line that lists what works, when no destination has this name.
+// Null when no built-in destination has this name, in any case.
 const DestinationKind* find_destination(std::string_view name);
+// "stdout_raw, stdout, ...", for messages.
+std::string built_in_names();
 
 extern const DestinationKind kNullDestination;
 extern const DestinationKind kStdoutDestination;

@@ -2,7 +2,6 @@
 #include <string>
 
 #include "raw_msgpack_api/destination.h"
-#include "utils/logger.h"
 
 namespace vek::engine {
 namespace {
@@ -14,15 +13,19 @@ constexpr std::array<const DestinationKind*, 5> kDestinations = {
 }  // namespace
 
 const DestinationKind* find_destination(std::string_view name) {
-  std::string works;
   for (const DestinationKind* kind : kDestinations) {
     if (equals_ignoring_case(kind->name, name)) return kind;
-    if (!works.empty()) works += ", ";
-    works += kind->name;
   }
-  VEK_LOGE("[raw msgpack API] there is no output '%.*s'; these work: %s",
-           static_cast<int>(name.size()), name.data(), works.c_str());
   return nullptr;
+}
+
+std::string built_in_names() {
+  std::string names;
+  for (const DestinationKind* kind : kDestinations) {
+    if (!names.empty()) names += ", ";
+    names += kind->name;
+  }
+  return names;
 }
 
 }  // namespace vek::engine

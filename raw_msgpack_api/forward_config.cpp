@@ -9,23 +9,13 @@
 #include <utility>
 
 #include "raw_msgpack_api/parameter_reader.h"
+#include "raw_msgpack_api/spool_folder.h"
 #include "utils/logger.h"
 
 namespace vek::engine {
 namespace {
 
 constexpr size_t kLastPort = 65535;
-
-// Text from a configuration as part of a file's name: nothing that leads out of its folder.
-std::string file_name(std::string_view text) {
-  std::string name;
-  for (const char c : text) {
-    const bool plain = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-                       c == '-' || c == '_' || (c == '.' && !name.empty());
-    name += plain ? c : '_';
-  }
-  return name;
-}
 
 // Not the bare name of the machine: a receiver on the same one would have it too.
 std::string default_hostname() {
@@ -111,6 +101,13 @@ void read_retries(ParameterReader& reader, ForwardConfig& config) {
   config.retry_limit = limit;
 }
 
+void read_frame_limits(ParameterReader& reader, size_t mem_buf_limit, ForwardConfig& config) {
+  reader.read_size("vek.frame_size", 1'000, 1'000'000, config.frame_size);
+  reader.read_number("vek.depth", 1, 60, config.max_depth);
+  // What is in flight cannot give way to newer records, so it is not all that may wait.
+  config.window_size = std::min(config.window_size, mem_buf_limit / 2);
+}
+
 void read_frames(ParameterReader& reader, size_t mem_buf_limit, ForwardConfig& config) {
   const std::string compression = reader.text("Compress");
   config.compress = equals_ignoring_case(compression, "gzip");
@@ -119,10 +116,19 @@ void read_frames(ParameterReader& reader, size_t mem_buf_limit, ForwardConfig& c
   }
   if (config.compress && !config.unix_path.empty()) reader.refuse("Compress", "off with Unix_Path");
   reader.read("Require_ack_response", config.acknowledged);
-  reader.read_size("vek.frame_size", 1'000, 1'000'000, config.frame_size);
-  reader.read_number("vek.depth", 1, 60, config.max_depth);
-  // What is in flight cannot give way to newer records, so it is not all that may wait.
-  config.window_size = std::min(config.window_size, mem_buf_limit / 2);
+  read_frame_limits(reader, mem_buf_limit, config);
+}
+
+void read_patience(ParameterReader& reader, ForwardConfig& config) {
+  reader.read_seconds("vek.ack_timeout", config.ack_timeout);
+  reader.read_seconds("vek.retry_base", config.retry_base);
+  reader.read_seconds("vek.retry_cap", config.retry_cap);
+}
+
+void read_dead_letters(const Settings& settings, ParameterReader& reader, ForwardConfig& config) {
+  if (!reader.has("storage.path")) return;
+  config.dead_letter_path =
+      reader.text("storage.path") + '/' + safe_folder_name(settings.name) + ".dead-letter.msgpack";
 }
 
 }  // namespace
@@ -140,13 +146,25 @@ std::optional<ForwardConfig> read_forward_config(const Settings& settings,
   read_frames(reader, settings.mem_buf_limit, config);
   reader.read_seconds("net.connect_timeout", config.connect_timeout);
   reader.read_seconds("vek.handshake_timeout", config.handshake_timeout);
-  reader.read_seconds("vek.ack_timeout", config.ack_timeout);
-  reader.read_seconds("vek.retry_base", config.retry_base);
-  reader.read_seconds("vek.retry_cap", config.retry_cap);
-  if (reader.has("storage.path")) {
-    config.dead_letter_path =
-        reader.text("storage.path") + '/' + file_name(settings.name) + ".dead-letter.msgpack";
-  }
+  read_patience(reader, config);
+  read_dead_letters(settings, reader, config);
+  if (!reader.good()) return std::nullopt;
+  return config;
+}
+
+std::optional<ForwardConfig> read_feed_config(const Settings& settings,
+                                              const Parameters& parameters,
+                                              const std::string& unix_path) {
+  constexpr size_t kDepthOfFluentBit = 60;
+  ParameterReader reader(parameters);
+  ForwardConfig config;
+  config.name = settings.name;
+  config.tag = settings.tag;
+  config.unix_path = unix_path;
+  config.max_depth = kDepthOfFluentBit;
+  read_frame_limits(reader, settings.mem_buf_limit, config);
+  read_patience(reader, config);
+  read_dead_letters(settings, reader, config);
   if (!reader.good()) return std::nullopt;
   return config;
 }

@@ -72,6 +72,11 @@ inline constexpr std::array<std::string_view, 25> kForwardParameters = {"Host",
 // None, after an error line that names the parameter and what it takes.
 std::optional<ForwardConfig> read_forward_config(const Settings& settings,
                                                  const Parameters& parameters);
+// Of the way to a Fluent Bit of our own, behind a unix socket: every parameter but the engine's
+// belongs to that one's output.
+std::optional<ForwardConfig> read_feed_config(const Settings& settings,
+                                              const Parameters& parameters,
+                                              const std::string& unix_path);
 
 }  // namespace vek::engine
 

@@ -105,6 +105,34 @@ std::string_view Parameters::text(std::string_view name, std::string_view fallba
   return value && !value->empty() ? *value : fallback;
 }
 
+std::vector<std::pair<std::string_view, std::string_view>> Parameters::all() const {
+  std::vector<std::pair<std::string_view, std::string_view>> pairs;
+  for (int32_t i = 0; list_ && i < list_->count; ++i) {
+    const fluentbit_export_parameter_t& parameter = list_->params[i];
+    if (parameter.name) pairs.emplace_back(parameter.name, parameter.value ? parameter.value : "");
+  }
+  return pairs;
+}
+
+bool Parameters::refuse_stranger(std::string_view plugin, const char* name,
+                                 std::span<const std::string_view> own) const {
+  const std::string_view guess = nearest(name, own);
+  VEK_LOGE("[raw msgpack API] output '%.*s' has no parameter '%s'; did you mean '%.*s'?",
+           static_cast<int>(plugin.size()), plugin.data(), name, static_cast<int>(guess.size()),
+           guess.data());
+  return false;
+}
+
+bool Parameters::all_engine_names_known(std::string_view plugin,
+                                        std::span<const std::string_view> own) const {
+  for (int32_t i = 0; list_ && i < list_->count; ++i) {
+    const char* name = list_->params[i].name;
+    if (!name || !starts_with_ignoring_case(name, "vek.")) continue;
+    if (!contains(own, name) && !contains(kCommon, name)) return refuse_stranger(plugin, name, own);
+  }
+  return true;
+}
+
 bool Parameters::all_known(std::string_view plugin, std::span<const std::string_view> own) const {
   for (int32_t i = 0; list_ && i < list_->count; ++i) {
     const char* name = list_->params[i].name;
@@ -114,11 +142,7 @@ bool Parameters::all_known(std::string_view plugin, std::span<const std::string_
                static_cast<int>(plugin.size()), plugin.data());
       continue;
     }
-    const std::string_view guess = nearest(name, own);
-    VEK_LOGE("[raw msgpack API] output '%.*s' has no parameter '%s'; did you mean '%.*s'?",
-             static_cast<int>(plugin.size()), plugin.data(), name, static_cast<int>(guess.size()),
-             guess.data());
-    return false;
+    return refuse_stranger(plugin, name, own);
   }
   return true;
 }

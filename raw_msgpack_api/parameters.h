@@ -7,6 +7,8 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "utils/export_parameters.h"
 
@@ -23,11 +25,20 @@ class Parameters {
   // The value, or `fallback` when the name is absent or its value empty.
   std::string_view text(std::string_view name, std::string_view fallback) const;
 
+  // Name and value of each, in their order, those of equal names included.
+  std::vector<std::pair<std::string_view, std::string_view>> all() const;
+
+  // True when every name that begins with "vek." is one of `own` or one that every destination
+  // takes. Otherwise as all_known().
+  bool all_engine_names_known(std::string_view plugin, std::span<const std::string_view> own) const;
   // True when every name is one of `own` or one that every destination takes. Otherwise false, with
   // an error line that has the stranger and the known name nearest to it.
   bool all_known(std::string_view plugin, std::span<const std::string_view> own) const;
 
  private:
+  bool refuse_stranger(std::string_view plugin, const char* name,
+                       std::span<const std::string_view> own) const;
+
   const fluentbit_export_parameters_t* list_;
 };
 

@@ -14,18 +14,19 @@
 // (parameters "path", "file", "format" = json or msgpack; appends), "forward" (to a receiver of the
 // Fluent Forward protocol at `host` and `port`, of which "0" is 24224; README.md has its
 // parameters, of which it refuses those that it does not know even where others ignore them),
-// "null" (counts, then forgets).
+// "null" (counts, then forgets). Any other name is an output of Fluent Bit, which has to be
+// installed; docs/engine.md says how it is found, fed and ended. "init" waits for it to start.
 //
 // Parameters, in any case, the last of equal names counts. With an effect on every destination:
 // "Tag" (default: `kind`), "Alias" (name in log lines), "Mem_Buf_Limit" (bound of the records in
-// memory, default 64M; beyond it the oldest are dropped), "vek.engine" (auto or builtin),
-// "vek.grace" (seconds that finalize may take, default 5). With an effect on "forward":
-// "storage.path" (folder of its spool on disk; without it nothing is written),
-// "storage.total_limit_size" (bound of the spool, default 1G), "vek.fsync" (always, never, or
-// milliseconds; default 1000). Accepted without effect, as any output
+// memory, default 64M; beyond it the oldest are dropped), "vek.engine" (auto, builtin, library or
+// process), "vek.grace" (seconds that finalize may take, default 5). With an effect on "forward"
+// and on what Fluent Bit serves: "storage.path" (folder of its spool on disk; without it nothing is
+// written), "storage.total_limit_size" (bound of the spool, default 1G), "vek.fsync" (always,
+// never, or milliseconds; default 1000). Accepted without effect by what is built in, as any output
 // of a log processor takes them: "Match", "Match_Regex", "Host", "Port", "Retry_Limit",
 // "Log_Level", "Workers", "tls", "tls.*", "net.*", "storage.*". Any other name is refused by
-// "init".
+// "init", or handed to Fluent Bit's output, which refuses it.
 //
 // The log level is VEK_RAW_MSGPACK_LOG_LEVEL (3 error, 4 warning, 6 info, 7 debug; 4 when unset or
 // unreadable); lines go to standard error.
@@ -50,8 +51,9 @@ VEK_API void* init(const char* plugin, const char* host, const char* port,
 // and finalize do nothing and answer 0.
 VEK_API int add_data(void* context, const void* data, size_t size);
 // Flushes, releases the context and returns 0; what could not be sent goes to the spool, where
-// there is one, for which it may take a second more than the grace. Non-zero when sound records had
-// to be given up at any time since "init", and for a context that is null or finalized already.
+// there is one, for which it may take a second more than the grace; a Fluent Bit, four more to end.
+// Non-zero when sound records had to be given up at any time since "init", and for a context that
+// is null or finalized already.
 VEK_API int finalize(void* context);
 // One JSON object, NUL-terminated, into out[0..size): "accepted", "delivered", "spooled", "queued",
 // "dropped" (reason to count), "mended", "clamped" (times that a receiver could not be told),

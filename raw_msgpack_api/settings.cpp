@@ -3,19 +3,7 @@
 #include "utils/logger.h"
 
 namespace vek::engine {
-namespace {
-
-bool engine_is_served(std::string_view engine) {
-  if (equals_ignoring_case(engine, "auto") || equals_ignoring_case(engine, "builtin")) return true;
-  VEK_LOGE("[raw msgpack API] vek.engine = '%.*s' is not served; use 'auto' or 'builtin'",
-           static_cast<int>(engine.size()), engine.data());
-  return false;
-}
-
-}  // namespace
-
 std::optional<Settings> read_settings(const Parameters& parameters, const Target& target) {
-  if (!engine_is_served(parameters.text("vek.engine", "auto"))) return std::nullopt;
   Settings settings;
   settings.name = parameters.text("Alias", target.plugin);
   settings.host = target.host;

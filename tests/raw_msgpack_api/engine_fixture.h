@@ -16,6 +16,20 @@ namespace vek::test {
 
 using ParameterPairs = std::vector<std::pair<std::string, std::string>>;
 
+// As the plug-in hands them over.
+class ParameterList {
+ public:
+  explicit ParameterList(const ParameterPairs& pairs) : list_(fluentbit_export_init_parameters()) {
+    for (const auto& [name, value] : pairs) {
+      push_parameter(list_.get(), name.c_str(), value.c_str());
+    }
+  }
+  const fluentbit_export_parameters_t* get() const { return list_.get(); }
+
+ private:
+  Owned<fluentbit_export_parameters_t, fluentbit_export_destroy_parameters> list_;
+};
+
 // The number behind `"name":` in statistics; 0 where there is none.
 inline uint64_t number_in(const std::string& stats, const std::string& name) {
   const size_t at = stats.find('"' + name + "\":");
@@ -25,9 +39,7 @@ inline uint64_t number_in(const std::string& stats, const std::string& name) {
 class Engine {
  public:
   explicit Engine(const char* plugin, const ParameterPairs& pairs = {}) {
-    const Owned<fluentbit_export_parameters_t, fluentbit_export_destroy_parameters> list(
-        fluentbit_export_init_parameters());
-    for (const auto& [name, value] : pairs) push_parameter(list.get(), name.c_str(), value.c_str());
+    const ParameterList list(pairs);
     context_ = init(plugin, "127.0.0.1", "0", list.get(), "evnt", "evnt");
   }
   ~Engine() {

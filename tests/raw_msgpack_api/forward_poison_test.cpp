@@ -7,6 +7,7 @@
 #include <fstream>
 #include <set>
 
+#include "raw_msgpack_api/spool_folder.h"
 #include "tests/raw_msgpack_api/forward_fixture.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/temp_dir.h"
@@ -76,10 +77,11 @@ TEST(ForwardPoison, IsFoundWhereverItStands) {
     EXPECT_EQ(numbers, expected);
     std::vector<uint8_t> letters;
     for (const uint64_t n : poison) letters = letters + numbered_record(n);
-    EXPECT_EQ(read_file(dir.file("spool/a_b.dead-letter.msgpack")),
-              std::string(letters.begin(), letters.end()));
+    const std::string path =
+        dir.file("spool/" + engine::safe_folder_name("a/b") + ".dead-letter.msgpack");
+    EXPECT_EQ(read_file(path), std::string(letters.begin(), letters.end()));
     struct stat status {};
-    EXPECT_EQ(stat(dir.file("spool/a_b.dead-letter.msgpack").c_str(), &status), 0);
+    EXPECT_EQ(stat(path.c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 0777, 0600u);
   }
 }

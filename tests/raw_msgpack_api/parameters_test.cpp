@@ -79,6 +79,26 @@ TEST(Parameters, NameTheStrangerAndItsNearestNeighbour) {
   }
 }
 
+TEST(Parameters, AreGivenInTheirOrder) {
+  const List pairs = list({{"Header", "A 1"}, {"uri", ""}, {"Header", "B 2"}});
+  const std::vector<std::pair<std::string_view, std::string_view>> expected = {
+      {"Header", "A 1"}, {"uri", ""}, {"Header", "B 2"}};
+  EXPECT_EQ(Parameters(pairs.get()).all(), expected);
+  EXPECT_THAT(Parameters(nullptr).all(), testing::IsEmpty());
+}
+
+TEST(Parameters, OfOtherEnginesAreOnlyJudgedWhereTheyAreOurs) {
+  constexpr std::array<std::string_view, 1> kOwn = {"vek.depth"};
+  const List theirs = list({{"urii", "/"}, {"VEK.Depth", "1"}, {"vek.grace", "1"}});
+  EXPECT_TRUE(Parameters(theirs.get()).all_engine_names_known("http", kOwn));
+  LogCapture log;
+  const List ours = list({{"vek.deph", "1"}});
+  EXPECT_FALSE(Parameters(ours.get()).all_engine_names_known("http", kOwn));
+  EXPECT_THAT(log.errors(),
+              ElementsAre("[raw msgpack API] output 'http' has no parameter 'vek.deph'; did you "
+                          "mean 'vek.depth'?"));
+}
+
 TEST(ParseSize, TakesTheUnitsOfLogProcessors) {
   EXPECT_EQ(parse_size("1"), 1u);
   EXPECT_EQ(parse_size("64k"), 64'000u);
@@ -111,11 +131,8 @@ TEST(ReadSettings, HasDefaults) {
 }
 
 TEST(ReadSettings, ReadsWhatIsGiven) {
-  const List pairs = list({{"alias", "a"},
-                           {"tag", "t"},
-                           {"mem_buf_limit", "2k"},
-                           {"VEK.GRACE", "0.5"},
-                           {"vek.engine", "BuiltIn"}});
+  const List pairs =
+      list({{"alias", "a"}, {"tag", "t"}, {"mem_buf_limit", "2k"}, {"VEK.GRACE", "0.5"}});
   const auto settings = read_settings(Parameters(pairs.get()), {"file", "h", "1", "cntr"});
   ASSERT_TRUE(settings);
   EXPECT_EQ(settings->name, "a");
@@ -125,11 +142,7 @@ TEST(ReadSettings, ReadsWhatIsGiven) {
 }
 
 TEST(ReadSettings, RefusesWhatItCannotUse) {
-  const std::array<std::array<const char*, 3>, 4> cases = {{
-      {"vek.engine", "library",
-       "[raw msgpack API] vek.engine = 'library' is not served; use 'auto' or 'builtin'"},
-      {"vek.engine", "x",
-       "[raw msgpack API] vek.engine = 'x' is not served; use 'auto' or 'builtin'"},
+  const std::array<std::array<const char*, 3>, 2> cases = {{
       {"Mem_Buf_Limit", "much",
        "[raw msgpack API] Mem_Buf_Limit = 'much' is no size; write it as 64M"},
       {"vek.grace", "-1",

@@ -17,18 +17,22 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::StartsWith;
 
-TEST(Init, RefusesOtherOutputsAndSaysWhatWorks) {
+TEST(Init, RefusesOtherBuiltInOutputsAndSaysWhatWorks) {
   LogCapture log;
-  EXPECT_EQ(Engine("kafka").context(), nullptr);
-  EXPECT_EQ(Engine("").context(), nullptr);
-  EXPECT_EQ(init(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr), nullptr);
+  EXPECT_EQ(Engine("kafka", {{"vek.engine", "builtin"}}).context(), nullptr);
   EXPECT_THAT(log.errors(),
               ElementsAre("[raw msgpack API] there is no output 'kafka'; these work: stdout_raw, "
-                          "stdout, file, forward, null",
-                          "[raw msgpack API] there is no output ''; these work: stdout_raw, "
-                          "stdout, file, forward, null",
-                          "[raw msgpack API] there is no output ''; these work: stdout_raw, "
                           "stdout, file, forward, null"));
+}
+
+TEST(Init, RefusesWhatIsNoNameOfAnOutput) {
+  LogCapture log;
+  EXPECT_EQ(Engine("").context(), nullptr);
+  EXPECT_EQ(Engine("http\n[INPUT]").context(), nullptr);
+  EXPECT_EQ(init(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr), nullptr);
+  EXPECT_THAT(log.errors(), ElementsAre("[raw msgpack API] '' is no name of an output",
+                                        "[raw msgpack API] 'http\n[INPUT]' is no name of an output",
+                                        "[raw msgpack API] '' is no name of an output"));
 }
 
 TEST(Init, RefusesAnUnknownParameterWithItsNearestName) {
@@ -40,7 +44,7 @@ TEST(Init, RefusesAnUnknownParameterWithItsNearestName) {
 
 TEST(Init, RefusesValuesThatItCannotUse) {
   LogCapture log;
-  EXPECT_EQ(Engine("null", {{"vek.engine", "process"}}).context(), nullptr);
+  EXPECT_EQ(Engine("null", {{"vek.engine", "builtinn"}}).context(), nullptr);
   EXPECT_EQ(Engine("null", {{"vek.grace", "soon"}}).context(), nullptr);
   EXPECT_EQ(log.errors().size(), 2u);
 }

@@ -1,0 +1,26 @@
+// Which engine serves an output: one of the destinations inside this library, or a real Fluent Bit,
+// as a library in this process or as a program beside it.
+#ifndef VEK_RAW_MSGPACK_API_ENGINE_CHOICE_H
+#define VEK_RAW_MSGPACK_API_ENGINE_CHOICE_H
+
+#include <cstdint>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+#include "raw_msgpack_api/parameters.h"
+
+namespace vek::engine {
+
+enum class Engine : uint8_t { kBuiltin, kLibrary, kProcess };
+
+// The engines to try, in order, for an output that is built in or not. "vek.engine" names one;
+// "auto", the default, takes what is built in, and otherwise the library where it can be loaded and
+// the program where not. None, with an error line, when it names something else.
+std::optional<std::vector<Engine>> engines_to_try(const Parameters& parameters, bool is_built_in);
+
+const char* engine_name(Engine engine);
+
+}  // namespace vek::engine
+
+#endif  // VEK_RAW_MSGPACK_API_ENGINE_CHOICE_H
