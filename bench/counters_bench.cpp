@@ -1,109 +1,140 @@
-// A counters block to a record: the conversion, a plain loop over msgpack-c's packer, and a memcpy
-// of the finished bytes, which nothing that writes them can beat.
-#include <benchmark/benchmark.h>
+// Counters blocks to records, into a buffer that is used again, as page dispatch does it.
 #include <msgpack.h>
 
 #include <cstring>
 #include <memory>
 #include <string>
-#include <vector>
+#include <utility>
 
-#include "bench/allocation_count.h"
 #include "bench/counter_samples.h"
+#include "bench/record_pool.h"
+#include "bench/workload.h"
 #include "counters/counters_msgpack.h"
 #include "tests/counters/plain_packer.h"
+#include "utils/msgpack_buffer.h"
 
 namespace vek::bench {
 namespace {
 
 constexpr char kSource[] = "node-0017.rack-4";
 
-using Pack = void (*)(msgpack_sbuffer*, const void*, const vek_counter_set_t*, const char*,
-                      const char*);
+struct CountersCase {
+  std::string name;
+  CounterSampleOptions samples;
+  const char* layout = "flb_std";
+  const char* source = kSource;
+};
 
-std::vector<char> record_of(Pack pack, const void* block, const CounterSamples& samples,
-                            const char* layout) {
-  msgpack_sbuffer buffer;
-  pack(&buffer, block, samples.set(), kSource, layout);
-  std::vector<char> record(buffer.data, buffer.data + buffer.size);
-  msgpack_sbuffer_destroy(&buffer);
-  return record;
-}
-
-// Speed counts only where the bytes are right.
-bool same_records(const CounterSamples& samples, const char* layout) {
+// Packed by our code and by the plain packer; speed counts only where the bytes are right.
+RecordPool make_pool(const CountersCase& what, CounterSamples& samples) {
+  RecordPool pool;
+  MsgpackBuffer ours;
+  msgpack_sbuffer plain;
+  msgpack_sbuffer_init(&plain);
   for (const auto& block : samples.blocks()) {
-    if (record_of(vek_counter_block_to_msgpack_filtered, block.data(), samples, layout) !=
-        record_of(test::plain_pack, block.data(), samples, layout)) {
-      return false;
+    plain.size = 0;
+    test::plain_pack_into(&plain, block.data(), samples.set(), what.source, what.layout);
+    const size_t size =
+        pack_counters_block(ours, block.data(), samples.set(), what.source, what.layout);
+    if (size == 0 || size != plain.size || std::memcmp(ours.data(), plain.data, size) != 0) {
+      fail(what.name, "the records differ from the plain packer's");
     }
+    pool.add({plain.data, plain.size});
   }
-  return true;
+  msgpack_sbuffer_destroy(&plain);
+  return pool;
 }
 
-void report(benchmark::State& state, uint64_t allocations_before, size_t record_bytes) {
-  const auto records = static_cast<double>(state.iterations());
-  const uint64_t allocations = allocation_count() - allocations_before;
-  state.counters["allocs"] = static_cast<double>(allocations) / records;
-  state.counters["bytes"] = static_cast<double>(record_bytes);
-  state.SetItemsProcessed(state.iterations());
-  state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(record_bytes));
+Prepared prepare_ours(const CountersCase& what) {
+  const auto samples = std::make_shared<CounterSamples>(what.samples);
+  const double bytes = make_pool(what, *samples).mean_bytes();
+  const auto buffer = std::make_shared<MsgpackBuffer>();
+  return {[=](size_t count) {
+            for (size_t i = 0; i < count; ++i) {
+              const size_t size = pack_counters_block(*buffer, samples->next_block(),
+                                                      samples->set(), what.source, what.layout);
+              benchmark::DoNotOptimize(size);
+              benchmark::ClobberMemory();
+            }
+          },
+          bytes};
 }
 
-void pack_records(benchmark::State& state, Pack pack, CounterSamples& samples, const char* layout) {
-  if (!same_records(samples, layout)) {
-    state.SkipWithError("the records differ");
-    return;
-  }
-  const size_t bytes = record_of(pack, samples.blocks()[0].data(), samples, layout).size();
-  const uint64_t allocations = allocation_count();
-  for (auto _ : state) {
-    msgpack_sbuffer buffer;
-    pack(&buffer, samples.next_block(), samples.set(), kSource, layout);
-    benchmark::DoNotOptimize(buffer.data);
-    benchmark::ClobberMemory();
-    msgpack_sbuffer_destroy(&buffer);
-  }
-  report(state, allocations, bytes);
+Prepared prepare_public(const CountersCase& what) {
+  const auto samples = std::make_shared<CounterSamples>(what.samples);
+  return {[=](size_t count) {
+            for (size_t i = 0; i < count; ++i) {
+              msgpack_sbuffer buffer;
+              vek_counter_block_to_msgpack_filtered(&buffer, samples->next_block(), samples->set(),
+                                                    what.source, what.layout);
+              benchmark::DoNotOptimize(buffer.data);
+              msgpack_sbuffer_destroy(&buffer);
+            }
+          },
+          make_pool(what, *samples).mean_bytes()};
 }
 
-void copy_records(benchmark::State& state, CounterSamples& samples, const char* layout) {
-  std::vector<std::vector<char>> records;
-  for (const auto& block : samples.blocks()) {
-    records.push_back(record_of(test::plain_pack, block.data(), samples, layout));
-  }
-  std::vector<char> target(2 * records[0].size());
-  size_t current = 0;
-  const uint64_t allocations = allocation_count();
-  for (auto _ : state) {
-    current = (current + 1) % records.size();
-    std::memcpy(target.data(), records[current].data(), records[current].size());
-    benchmark::DoNotOptimize(target.data());
-    benchmark::ClobberMemory();
-  }
-  report(state, allocations, records[0].size());
+Prepared prepare_plain(const CountersCase& what) {
+  const auto samples = std::make_shared<CounterSamples>(what.samples);
+  const std::shared_ptr<msgpack_sbuffer> buffer(msgpack_sbuffer_new(), msgpack_sbuffer_free);
+  return {[=](size_t count) {
+            for (size_t i = 0; i < count; ++i) {
+              buffer->size = 0;
+              test::plain_pack_into(buffer.get(), samples->next_block(), samples->set(),
+                                    what.source, what.layout);
+              benchmark::DoNotOptimize(buffer->data);
+              benchmark::ClobberMemory();
+            }
+          },
+          make_pool(what, *samples).mean_bytes()};
 }
 
-bool register_all() {
+Prepared prepare_floor(const CountersCase& what) {
+  CounterSamples samples(what.samples);
+  const auto pool = std::make_shared<RecordPool>(make_pool(what, samples));
+  return {[=](size_t count) { pool->copy(count); }, pool->mean_bytes()};
+}
+
+void add(const CountersCase& what) {
+  add_workload(what.name, "ours", [=] { return prepare_ours(what); });
+  add_workload(what.name, "plain", [=] { return prepare_plain(what); });
+  add_workload(what.name, "floor", [=] { return prepare_floor(what); });
+}
+
+bool add_all() {
   for (const char* layout : {"flb_std", "custom"}) {
     for (const size_t count : {size_t{10}, size_t{100}, size_t{1000}}) {
-      const auto samples = std::make_shared<CounterSamples>(count);
-      const std::string name = std::string("counters/") + layout + "/" + std::to_string(count);
-      benchmark::RegisterBenchmark((name + "/ours").c_str(), [=](benchmark::State& state) {
-        pack_records(state, vek_counter_block_to_msgpack_filtered, *samples, layout);
-      });
-      benchmark::RegisterBenchmark((name + "/plain").c_str(), [=](benchmark::State& state) {
-        pack_records(state, test::plain_pack, *samples, layout);
-      });
-      benchmark::RegisterBenchmark((name + "/memcpy").c_str(), [=](benchmark::State& state) {
-        copy_records(state, *samples, layout);
-      });
+      const std::string name = "counters/" + std::string(layout) + "/" + std::to_string(count);
+      add({name + "/steady", {count, Values::kSteady}, layout});
+      add({name + "/random", {count, Values::kRandom}, layout});
     }
   }
+  add({"counters/flb_std/10000/steady", {10'000, Values::kSteady}});
+
+  // What a record may have besides: none of it may fall off a cliff.
+  add({"counters/texts/100", {100, Values::kRandom, CounterMix::kTexts}});
+  add({"counters/hex/100", {100, Values::kRandom, CounterMix::kHex}});
+  add({"counters/aliases/100",
+       {100,
+        Values::kRandom,
+        CounterMix::kUsual,
+        {"received=+port_rcv", "sent=+port_xmit", "+_"}}});
+  add({"counters/meta/100",
+       {100,
+        Values::kRandom,
+        CounterMix::kUsual,
+        {"+_", "meta_field_alias:timestamp=ts", "meta_field_alias:source=host",
+         "meta_field_alias:port_guid=guid", "meta_field_add:site=lab1"}}});
+  add({"counters/no-source/100", {100, Values::kRandom}, "flb_std", ""});
+
+  const CountersCase own_buffer = {"counters/own-buffer/100", {100, Values::kSteady}};
+  add_workload(own_buffer.name, "ours", [=] { return prepare_public(own_buffer); });
+  add_workload(own_buffer.name, "plain", [=] { return prepare_plain(own_buffer); });
+  add_workload(own_buffer.name, "floor", [=] { return prepare_floor(own_buffer); });
   return true;
 }
 
-const bool g_registered = register_all();
+const bool g_added = add_all();
 
 }  // namespace
 }  // namespace vek::bench

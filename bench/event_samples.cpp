@@ -4,14 +4,14 @@
 #include <random>
 #include <string>
 
+#include "bench/record_pool.h"
 #include "data/builtin_types.h"
 
 namespace vek::bench {
 namespace {
 
-constexpr size_t kEvents = 32;
+constexpr size_t kBytesPerField = 22;  // of a record, about
 constexpr uint64_t kTime = 1700000000123456;
-constexpr char kTypeName[] = "link_state";
 constexpr uint32_t kTextLength = 24;
 
 struct Kind {
@@ -26,20 +26,31 @@ constexpr Kind kKinds[] = {
     {"load", "double"},
 };
 
-vek_schema_t* make_schema(vek_type_system_t* type_system, size_t num_fields) {
+constexpr Kind kText = {"driver", "char"};
+
+Kind kind_of(size_t index, EventMix mix) {
+  return mix == EventMix::kEmptyTexts ? kText : kKinds[index % std::size(kKinds)];
+}
+
+const char* type_name(EventMix mix) {
+  return mix == EventMix::kEmptyTexts ? "kelvra_smi_event_health" : "link_state";
+}
+
+vek_schema_t* make_schema(vek_type_system_t* type_system, size_t num_fields, EventMix mix) {
   vek_schema_t* schema = vek_type_system_add_schema(type_system, "bench", 1, nullptr);
   std::vector<std::string> names;
   for (size_t i = 0; i < num_fields; ++i) {
-    const char* name = kKinds[i % std::size(kKinds)].name;
-    names.push_back(i == 3 ? "port_guid" : name + ("_" + std::to_string(i)));
+    const Kind kind = kind_of(i, mix);
+    const bool is_guid = i == 3 && mix == EventMix::kUsual;
+    names.push_back(is_guid ? "port_guid" : kind.name + ("_" + std::to_string(i)));
   }
   std::vector<vek_type_field_info_t> infos;
   for (size_t i = 0; i < num_fields; ++i) {
-    const char* type = kKinds[i % std::size(kKinds)].type;
+    const char* type = kind_of(i, mix).type;
     const bool is_text = std::strcmp(type, "char") == 0;
     infos.push_back({names[i].c_str(), "", type, VEK_VALUE_ABSOLUTE, is_text ? kTextLength : 1});
   }
-  vek_schema_add_type(schema, kTypeName, infos.data(), static_cast<uint32_t>(infos.size()),
+  vek_schema_add_type(schema, type_name(mix), infos.data(), static_cast<uint32_t>(infos.size()),
                       nullptr);
   vek_type_system_update_md5_hashes(type_system);
   return schema;
@@ -75,9 +86,10 @@ std::vector<uint8_t> make_event(const vek_type_definition_t& type, std::mt19937_
 
 }  // namespace
 
-EventSamples::EventSamples(size_t num_fields) : type_system_(vek_create_type_system()) {
-  const vek_schema_t* schema = make_schema(type_system_.get(), num_fields);
-  field_set_.loadFromLines({"[" + std::string(kTypeName) + "]", "if_name=interface_2",
+EventSamples::EventSamples(size_t num_fields, EventMix mix)
+    : type_system_(vek_create_type_system()) {
+  const vek_schema_t* schema = make_schema(type_system_.get(), num_fields, mix);
+  field_set_.loadFromLines({"[" + std::string(type_name(mix)) + "]", "if_name=interface_2",
                             "meta_field_alias:source=host", "meta_field_add:site=lab1", "_"});
   field_set_.UpdateTypesOfInterest();
   plain_ = test::PlainFieldSet(
@@ -96,7 +108,8 @@ EventSamples::EventSamples(size_t num_fields) : type_system_(vek_create_type_sys
   header_.timestamp = kTime;
 
   std::mt19937_64 random(num_fields);
-  for (size_t i = 0; i < kEvents; ++i) events_.push_back(make_event(*schema->types[0], random));
+  const size_t count = samples_for(kBytesPerField * num_fields);
+  for (size_t i = 0; i < count; ++i) events_.push_back(make_event(*schema->types[0], random));
 }
 
 }  // namespace vek::bench

@@ -14,20 +14,23 @@
 
 namespace vek::bench {
 
-// Fields in the mix of link and process events: counters and flags of all widths, a few reals,
-// short texts, a GUID that names the source; a field-set file with an alias, a meta alias and a
-// constant. The same for the same count in every run.
+enum class EventMix {
+  kUsual,      // of link and process events: counters and flags of all widths, reals, texts, a GUID
+  kEmptyTexts  // texts, every other one empty, of a type that leaves empty ones out
+};
+
+// With a field-set file that has an alias, a meta alias and a constant; as many events as a
+// pool of records takes. The same for the same options in every run.
 class EventSamples {
  public:
-  explicit EventSamples(size_t num_fields);
+  explicit EventSamples(size_t num_fields, EventMix mix = EventMix::kUsual);
 
   FieldSet& field_set() { return field_set_; }
   test::PlainFieldSet& plain_field_set() { return plain_; }
   const test::PlainType& plain_type() const { return plain_type_; }
   const vek_event_header_t& header() const { return header_; }
-  // One event after the other, so that no value can be learnt by heart.
   const uint8_t* next_event() {
-    current_ = (current_ + 1) % events_.size();
+    if (++current_ == events_.size()) current_ = 0;
     return events_[current_].data();
   }
   const std::vector<std::vector<uint8_t>>& events() const { return events_; }

@@ -138,6 +138,11 @@ void pack_meta(msgpack_packer* packer, const vek_counter_set_meta_element_t& met
 void plain_pack(msgpack_sbuffer* out, const void* block, const vek_counter_set_t* set,
                 const char* source, const char* layout) {
   msgpack_sbuffer_init(out);
+  plain_pack_into(out, block, set, source, layout);
+}
+
+void plain_pack_into(msgpack_sbuffer* out, const void* block, const vek_counter_set_t* set,
+                     const char* source, const char* layout) {
   if (set->num_exported == 0) return;
   const char* bytes = static_cast<const char*>(block);
   uint64_t us = 0;

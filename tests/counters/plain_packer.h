@@ -14,6 +14,9 @@ namespace vek::test {
 // Same contract as vek_counter_block_to_msgpack_filtered, but takes no null.
 void plain_pack(msgpack_sbuffer* out, const void* block, const vek_counter_set_t* set,
                 const char* source, const char* layout);
+// Behind what `out` holds already.
+void plain_pack_into(msgpack_sbuffer* out, const void* block, const vek_counter_set_t* set,
+                     const char* source, const char* layout);
 
 }  // namespace vek::test
 
