@@ -48,6 +48,7 @@ class StreamPacker final : public DataDictionaryReader::DecoderContextInterface 
  private:
   friend class StreamRun;
 
+  vek::OpaqueRunTaker::Taken takeRunOn(bool is_modern, vek::Bytes events, uint64_t event_size);
   // Whether a container is open: one of a record, or a list that only its dictionaries leave.
   bool isOpen() const { return record_.isOpen() || loose_lists_ > 0; }
   const std::string* name(uint32_t key_id);
