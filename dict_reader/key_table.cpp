@@ -10,16 +10,12 @@ namespace {
 constexpr size_t kSlotsWithoutNames = 256;
 constexpr size_t kSlotsPerName = 4;
 
-// In a slot with a long name: a first byte that begins no short text, then the place of the name.
-constexpr char kLongName = 1;
-constexpr size_t kLongNameAt = 8;
-
 }  // namespace
 
 const std::string* KeyTable::Slot::long_name() const {
-  if (bytes[0] != kLongName) return nullptr;
+  if (size != 0) return nullptr;
   const std::string* name = nullptr;
-  std::memcpy(&name, bytes + kLongNameAt, sizeof name);
+  std::memcpy(&name, bytes, sizeof name);
   return name;
 }
 
@@ -35,11 +31,11 @@ void KeyTable::put(uint32_t key_id, const std::string& name) noexcept {
   if (key_id >= slots_.size()) return;
   Slot& slot = slots_[key_id];
   slot = {};
-  if (name.size() > kLongestShortText) {
+  if (name.size() > kLongestShort) {
     const std::string* const place = &name;
-    slot.bytes[0] = kLongName;
-    std::memcpy(slot.bytes + kLongNameAt, &place, sizeof place);
+    std::memcpy(slot.bytes, &place, sizeof place);
     return;
   }
-  vek::put_str(slot.bytes, name.data(), static_cast<uint32_t>(name.size()));
+  const char* const end = vek::put_str(slot.bytes, name.data(), static_cast<uint32_t>(name.size()));
+  slot.size = static_cast<uint8_t>(end - slot.bytes);
 }

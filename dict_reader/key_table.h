@@ -13,18 +13,14 @@
 class KeyTable {
  public:
   static constexpr size_t kSlotSize = 32;
-  static constexpr uint8_t kShortText = 0xa0;  // first byte of a text of 0 to 31 bytes
-  static constexpr uint32_t kLongestShortText = 31;
+  static constexpr uint32_t kLongestShort = 30;
 
-  // A name of up to 31 bytes with its header, so that a copy of the whole slot writes the key
+  // A name of up to 30 bytes with its header, so that a copy of the whole slot writes the key
   // whatever its length; of a longer one, where it is. Zeros for none.
   struct alignas(kSlotSize) Slot {
-    char bytes[kSlotSize];
+    char bytes[kSlotSize - 1];
+    uint8_t size;  // of name and header; 0 when the name is not in the slot
 
-    // Bytes of the encoded name less one; more than kLongestShortText when there is none.
-    uint8_t length() const {
-      return static_cast<uint8_t>(bytes[0] - static_cast<char>(kShortText));
-    }
     const std::string* long_name() const;
   };
 
