@@ -8,10 +8,10 @@
 
 #include <cstdint>
 #include <cstring>
+#include <list>
 #include <memory>
 #include <string>
 #include <unordered_map>
-#include <variant>
 #include <vector>
 
 #include "data/data_page.h"
@@ -53,28 +53,36 @@ inline void walk_stream(const std::vector<uint8_t>& image, size_t event_size, Vi
   }
 }
 
+// A value of the tree: what the reader's public classes are, without a pool behind them.
+struct PlainValue {
+  virtual ~PlainValue() = default;
+  virtual void pack(msgpack_packer& packer) const = 0;
+
+  struct PlainContainer* parent = nullptr;
+  const std::string* name = nullptr;
+};
+
+struct PlainContainer final : PlainValue {
+  void pack(msgpack_packer& packer) const override;
+
+  bool is_dict = false;
+  std::list<std::unique_ptr<PlainValue>> children;
+};
+
 class PlainDecoder {
  public:
   // True when the event has completed a record, which is then in `out`.
   bool take(const StreamEvent& event, msgpack_sbuffer& out);
 
  private:
-  struct Node {
-    const std::string* name = nullptr;
-    std::variant<std::monostate, std::string, double, int64_t, bool> value;
-    std::vector<std::unique_ptr<Node>> children;
-    Node* parent = nullptr;
-    char kind = 'v';  // '{', '[' or a value
-  };
-
-  Node* add(const StreamEvent& event);
+  void add(const StreamEvent& event, std::unique_ptr<PlainValue> value);
+  void open(const StreamEvent& event, bool is_dict);
   bool end(msgpack_sbuffer& out);
-  static void pack(msgpack_packer& packer, const Node& node);
 
   std::unordered_map<uint32_t, std::string> names_;
   uint64_t timestamp_ = 0;
-  std::unique_ptr<Node> root_;
-  Node* current_ = nullptr;
+  std::unique_ptr<PlainValue> root_;
+  PlainContainer* current_ = nullptr;
 };
 
 // All that a packer has to look at, and nothing done with it: kind, type, key id and size of each

@@ -8,6 +8,9 @@
 namespace {
 
 constexpr double kMicrosecondsPerSecond = 1e6;
+// Paths of the roots.
+constexpr uint32_t kRootDict = 0;
+constexpr uint32_t kRootList = 1u << 31;
 constexpr size_t kFirstRoom = 1024;
 constexpr size_t kFirstContainers = 16;
 // Below these, memory is not worth giving back.
@@ -27,12 +30,13 @@ bool PackedRecord::begin(uint64_t timestamp_us, bool is_dict) noexcept {
   if (!buffer_.restart(std::max(buffer_.capacity(), kFirstRoom))) return false;
   cursor_.begin = cursor_.at = cursor_.end = buffer_.data();
   cursor_.next = cursor_.first;
-  if (!reserveContainer(kRootPlace)) return false;
+  if (!reserveContainer()) return false;
   char* const seconds = vek::put_array_header(cursor_.begin, 2);
   cursor_.at = vek::put_double(seconds, static_cast<double>(timestamp_us) / kMicrosecondsPerSecond);
-  const uint8_t width = widths_[kRootPlace];
-  *cursor_.next = {
-      static_cast<uint64_t>(cursor_.at - cursor_.begin), 0, kRootPlace, 0, width, is_dict};
+  cursor_.widths = widths_.data();
+  const uint32_t path = is_dict ? kRootDict : kRootList;
+  const uint8_t width = widths_[path >> (32 - kPathBits)];
+  *cursor_.next = {static_cast<uint64_t>(cursor_.at - cursor_.begin), 0, path, 0, width, is_dict};
   cursor_.innermost = cursor_.next++;
   cursor_.at += width;
   cursor_.end = cursor_.begin + buffer_.capacity();
@@ -51,12 +55,7 @@ bool PackedRecord::reserve(size_t bytes) noexcept {
   return true;
 }
 
-bool PackedRecord::reserveContainer(uint32_t place) noexcept try {
-  if (place >= widths_.size()) {
-    widths_.resize(std::max<size_t>(place + size_t{1}, 2 * widths_.size()), 1);
-    cursor_.widths = widths_.data();
-    cursor_.num_widths = static_cast<uint32_t>(widths_.size());
-  }
+bool PackedRecord::reserveContainer() noexcept try {
   const auto used = static_cast<size_t>(cursor_.next - cursor_.first);
   if (used < containers_.size()) return true;
   const auto innermost = cursor_.innermost ? cursor_.innermost - cursor_.first : 0;

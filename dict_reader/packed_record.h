@@ -1,12 +1,13 @@
 // PackedRecord: the record of one dictionary or list, written while its values arrive.
 //
 // How many children a container has is known when it ends, and so is the size of its header. Room
-// is kept for a header as wide as that of the container with the same key was the last time; where
-// that turns out wrong, what lies behind is moved, once for the whole record, when it is finished.
-// So records whose structure stays are written in one pass, and no structure costs more than two.
+// is kept for a header as wide as it was the last time at the same place of a record; where that
+// turns out wrong, what lies behind is moved, once for the whole record, when it is finished. So
+// records whose structure stays are written in one pass, and no structure costs more than two.
 #ifndef VEK_DICT_READER_PACKED_RECORD_H
 #define VEK_DICT_READER_PACKED_RECORD_H
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -19,7 +20,7 @@ class PackedRecord {
   struct Container {
     uint64_t offset;  // of the header
     uint32_t parent;  // its position in the list of containers; the root is its own parent
-    uint32_t place;   // what its header's width is remembered by
+    uint32_t path;    // the keys that lead to it, hashed
     uint32_t count;   // children, while it is not the innermost
     uint8_t width;    // kept for the header
     bool is_dict;
@@ -35,24 +36,21 @@ class PackedRecord {
     Container* next = nullptr;       // behind the last of them
     Container* limit = nullptr;      // behind the last that there is room for
     Container* innermost = nullptr;  // null: no record is open
-    uint8_t* widths = nullptr;       // by place
-    uint32_t num_widths = 0;
-    uint32_t count = 0;  // children of the innermost container
-    bool fits = true;    // every header is as wide as the room for it
+    uint8_t* widths = nullptr;       // by path
+    uint32_t count = 0;              // children of the innermost container
+    bool fits = true;                // every header is as wide as the room for it
 
     // Both for containers in a container; open() where there is room for kMostHeader bytes and one
     // more container.
-    void open(uint32_t place, bool is_dict) noexcept;
+    void open(uint32_t key_id, bool is_dict) noexcept;
     void close() noexcept;
   };
 
   static constexpr size_t kMostHeader = vek::kMsgpackMaxHeader;
-  // Places of the root and of containers without a key; key ids follow.
-  static constexpr uint32_t kRootPlace = 0;
-  static constexpr uint32_t kNoKeyPlace = 1;
-  static constexpr uint32_t kFirstKeyPlace = 2;
+  // Paths share a width when their hashes meet: then one of them is moved each time, and no more.
+  static constexpr uint32_t kPathBits = 11;
 
-  PackedRecord() = default;
+  PackedRecord() { widths_.fill(1); }
   PackedRecord(const PackedRecord&) = delete;
   PackedRecord& operator=(const PackedRecord&) = delete;
 
@@ -66,8 +64,8 @@ class PackedRecord {
   bool begin(uint64_t timestamp_us, bool is_dict) noexcept;
   // Room for that many bytes; false, with nothing changed, when there is none.
   bool reserve(size_t bytes) noexcept;
-  // Room for one more container, and for the width of its place.
-  bool reserveContainer(uint32_t place) noexcept;
+  // Room for one more container.
+  bool reserveContainer() noexcept;
   // Ends the root. The bytes are lent until the next call; none when there is no memory.
   std::string_view finish() noexcept;
   // Gives memory back that a record needed which was much larger than this one.
@@ -79,7 +77,7 @@ class PackedRecord {
   vek::MsgpackBuffer buffer_;
   vek::MsgpackBuffer spare_;  // what is moved goes here
   std::vector<Container> containers_;
-  std::vector<uint8_t> widths_;
+  std::array<uint8_t, size_t{1} << kPathBits> widths_;
   Cursor cursor_;
 };
 
@@ -87,12 +85,14 @@ inline uint8_t containerHeaderWidth(uint32_t count) {
   return count < 16 ? 1 : count < 65536 ? 3 : 5;
 }
 
-inline void PackedRecord::Cursor::open(uint32_t place, bool is_dict) noexcept {
+inline void PackedRecord::Cursor::open(uint32_t key_id, bool is_dict) noexcept {
+  constexpr uint32_t kSpread = 0x9E3779B1u;  // the golden ratio's, as for multiplicative hashing
+  const uint32_t path = (innermost->path ^ key_id) * kSpread + 1;
   innermost->count = ++count;
-  const uint8_t width = widths[place];
+  const uint8_t width = widths[path >> (32 - kPathBits)];
   *next = {static_cast<uint64_t>(at - begin),
            static_cast<uint32_t>(innermost - first),
-           place,
+           path,
            0,
            width,
            is_dict};
@@ -109,7 +109,7 @@ inline void PackedRecord::Cursor::close() noexcept {
     char* const header = begin + closed.offset;
     closed.is_dict ? vek::put_map_header(header, count) : vek::put_array_header(header, count);
   } else {
-    widths[closed.place] = width;
+    widths[closed.path >> (32 - kPathBits)] = width;
     fits = false;
   }
   innermost = first + closed.parent;

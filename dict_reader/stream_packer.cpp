@@ -35,11 +35,6 @@ bool StreamPacker::OnID(uint32_t key_id, const void* data, uint32_t size) {
 
 const std::string* StreamPacker::name(uint32_t key_id) { return findKey(id_to_key_, key_id); }
 
-// Ids without a slot share a place, so that no id costs more memory than its slot.
-uint32_t StreamPacker::placeOf(uint32_t key_id) const {
-  return key_id < keys_.size() ? PackedRecord::kFirstKeyPlace + key_id : PackedRecord::kNoKeyPlace;
-}
-
 void StreamPacker::putKey(const std::string* name) {
   if (!record_.isDict()) return;
   PackedRecord::Cursor& cursor = record_.cursor();
@@ -118,12 +113,10 @@ bool StreamPacker::openContainer(const char* word, uint32_t key_id, bool is_dict
   if (!key && key_id != kNoKeyId) return refuseItem(word);
   bool opened = true;
   if (record_.isOpen()) {
-    const uint32_t place = key ? placeOf(key_id) : PackedRecord::kNoKeyPlace;
-    opened =
-        record_.reserveContainer(place) && record_.reserve(roomOf(key) + PackedRecord::kMostHeader);
+    opened = record_.reserveContainer() && record_.reserve(roomOf(key) + PackedRecord::kMostHeader);
     if (opened) {
       putKey(key);
-      record_.cursor().open(place, is_dict);
+      record_.cursor().open(key_id, is_dict);
     }
   } else if (is_dict || send_root_only_) {
     opened = record_.begin(timestamp_, is_dict);

@@ -52,7 +52,6 @@ class StreamPacker final : public DataDictionaryReader::DecoderContextInterface 
   // Whether a container is open: one of a record, or a list that only its dictionaries leave.
   bool isOpen() const { return record_.isOpen() || loose_lists_ > 0; }
   const std::string* name(uint32_t key_id);
-  uint32_t placeOf(uint32_t key_id) const;
   // Answers false after its message, which says `word`. `put` writes at most `room` bytes at the
   // position that it is given and answers the one behind them.
   template <typename Put>

@@ -4,7 +4,6 @@
 // else is a call of the handler that has it, so each rule stands in one place.
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <cstring>
 
 #include "dict_reader/event_dispatch.h"
@@ -50,7 +49,7 @@ constexpr Form numberForm(vek::msgpack_detail::NumberForm form) {
 constexpr Form byteForm(uint8_t byte) { return {1, byte, 1, 0}; }
 
 // Whole numbers by their leading zeros, with those of negative ones behind them; then the others.
-constexpr size_t kNegative = 65;
+constexpr size_t kNegative = 64;
 constexpr size_t kDoubleForm = 2 * kNegative;
 constexpr size_t kFalseForm = kDoubleForm + 1;
 constexpr size_t kTrueForm = kFalseForm + 1;
@@ -74,7 +73,7 @@ constexpr auto kForms = [] {
 }();
 
 // What an event of some type and size is written by.
-struct Rule {
+struct alignas(8) Rule {
   uint16_t form = 0;
   uint8_t range_mask = 0;  // all ones: of the forms from `form` on, that of the number's range
   uint8_t text = 0;        // bytes of the window that are kept
@@ -109,7 +108,9 @@ constexpr auto kRules = [] {
 [[gnu::always_inline]] inline char* putValue(char* p, const Rule& rule, const uint8_t* data) {
   const auto bits = load_once<uint64_t>(data);
   const auto sign = static_cast<uint64_t>(static_cast<int64_t>(bits) >> 63);
-  const uint64_t range = static_cast<uint64_t>(std::countl_zero(bits ^ sign)) + (sign & kNegative);
+  // 0 is written as 1 is, so that zeros can be counted of it too.
+  const auto zeros = static_cast<uint64_t>(__builtin_clzll((bits ^ sign) | 1));
+  const uint64_t range = zeros + (sign & kNegative);
   const Form& form = kForms[rule.form + (range & rule.range_mask)];
   *p = static_cast<char>(form.first);
   const uint64_t number = __builtin_bswap64(bits << form.shift);
@@ -160,15 +161,10 @@ struct Stretch {
   size_t num_slots;
 };
 
-size_t keyMaskOf(const PackedRecord::Container& container) {
-  return container.is_dict ? SIZE_MAX : 0;
-}
-
 // Values with short keys and short texts, up to the first event that is something else. Small
 // events are those whose data may be less than a window.
-template <bool kAreSmall>
-[[gnu::always_inline]] inline void packValues(Stretch& stretch, PackedRecord::Cursor& cursor,
-                                              size_t key_mask) {
+template <bool kAreSmall, bool kHaveKeys>
+[[gnu::always_inline]] inline void packValues(Stretch& stretch, PackedRecord::Cursor& cursor) {
   const uint8_t* event = stretch.event;
   const uint64_t event_size = stretch.event_size;
   const KeyTable::Slot* const slots = stretch.slots;
@@ -185,8 +181,11 @@ template <bool kAreSmall>
     const KeyTable::Slot& slot = slots[at.key_id];
     const size_t key_size = slot.size;
     if (key_size == 0) break;
-    copyWindow(p, &slot);
-    p = putValue(p + (key_size & key_mask), *rule, at.data);
+    if (kHaveKeys) {
+      copyWindow(p, &slot);
+      p += key_size;
+    }
+    p = putValue(p, *rule, at.data);
   }
   cursor.at = p;
   cursor.count += static_cast<uint32_t>(most - left);
@@ -198,14 +197,12 @@ template <bool kAreSmall>
 [[gnu::always_inline]] inline bool open(const Stretch& stretch, PackedRecord::Cursor& cursor,
                                         const Event& event) {
   const bool is_dict = event.type() == PYTHON_DICT_START;
-  uint32_t place = PackedRecord::kNoKeyPlace;
   const bool writes_key = cursor.innermost->is_dict;
   if (static_cast<size_t>(cursor.end - cursor.at) < kEventRoom || cursor.next == cursor.limit) {
     return false;
   }
   if (event.key_id != vek::kNoKeyId) {
-    place = PackedRecord::kFirstKeyPlace + event.key_id;
-    if (event.key_id >= stretch.num_slots || place >= cursor.num_widths) return false;
+    if (event.key_id >= stretch.num_slots) return false;
     const KeyTable::Slot& slot = stretch.slots[event.key_id];
     if (slot.size == 0) return false;
     if (writes_key) {
@@ -217,7 +214,7 @@ template <bool kAreSmall>
   } else if (writes_key) {
     *cursor.at++ = kText;
   }
-  cursor.open(place, is_dict);
+  cursor.open(event.key_id, is_dict);
   return true;
 }
 
@@ -247,7 +244,11 @@ template <bool kAreSmall>
 template <bool kAreSmall>
 [[gnu::always_inline]] inline void packInside(Stretch& stretch, PackedRecord::Cursor& cursor) {
   for (;;) {
-    packValues<kAreSmall>(stretch, cursor, keyMaskOf(*cursor.innermost));
+    if (cursor.innermost->is_dict) {
+      packValues<kAreSmall, true>(stretch, cursor);
+    } else {
+      packValues<kAreSmall, false>(stretch, cursor);
+    }
     if (stretch.left == 0 || !isWhole(stretch.event)) return;
     const Event event(stretch.event);
     if (event.size() > stretch.most_data || !openOrClose(stretch, cursor, event)) return;
