@@ -9,7 +9,7 @@ namespace {
 
 constexpr double kMicrosecondsPerSecond = 1e6;
 // Paths of the roots.
-constexpr uint32_t kRootDict = 0;
+constexpr uint32_t kRootDict = 1u << 30;
 constexpr uint32_t kRootList = 1u << 31;
 constexpr size_t kFirstRoom = 1024;
 constexpr size_t kFirstContainers = 16;
@@ -35,7 +35,7 @@ bool PackedRecord::begin(uint64_t timestamp_us, bool is_dict) noexcept {
   cursor_.at = vek::put_double(seconds, static_cast<double>(timestamp_us) / kMicrosecondsPerSecond);
   cursor_.widths = widths_.data();
   const uint32_t path = is_dict ? kRootDict : kRootList;
-  const uint8_t width = widths_[path >> (32 - kPathBits)];
+  const uint8_t width = widthOf(widths_[slotOf(path)], path);
   *cursor_.next = {static_cast<uint64_t>(cursor_.at - cursor_.begin), 0, path, 0, width, is_dict};
   cursor_.innermost = cursor_.next++;
   cursor_.at += width;
@@ -43,6 +43,18 @@ bool PackedRecord::begin(uint64_t timestamp_us, bool is_dict) noexcept {
   cursor_.count = 0;
   cursor_.fits = true;
   return true;
+}
+
+void PackedRecord::Cursor::rememberWidth(const Container& closed) noexcept {
+  fits = false;
+  const uint8_t width = containerHeaderWidth(closed.count);
+  uint32_t& entry = widths[slotOf(closed.path)];
+  // Of a path that is not remembered, the least is taken.
+  if (width != 1) {
+    entry = closed.path | width;
+  } else if (((entry ^ closed.path) & ~kWidthMask) == 0) {
+    entry = 1;
+  }
 }
 
 bool PackedRecord::reserve(size_t bytes) noexcept {

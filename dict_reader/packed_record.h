@@ -4,6 +4,9 @@
 // is kept for a header as wide as it was the last time at the same place of a record; where that
 // turns out wrong, what lies behind is moved, once for the whole record, when it is finished. So
 // records whose structure stays are written in one pass, and no structure costs more than two.
+//
+// Moving the contents of each container when it ends was tried: it is slower, as what has just been
+// written cannot be read back at once, and deep records would be moved once for each level.
 #ifndef VEK_DICT_READER_PACKED_RECORD_H
 #define VEK_DICT_READER_PACKED_RECORD_H
 
@@ -36,7 +39,7 @@ class PackedRecord {
     Container* next = nullptr;       // behind the last of them
     Container* limit = nullptr;      // behind the last that there is room for
     Container* innermost = nullptr;  // null: no record is open
-    uint8_t* widths = nullptr;       // by path
+    uint32_t* widths = nullptr;      // by path
     uint32_t count = 0;              // children of the innermost container
     bool fits = true;                // every header is as wide as the room for it
 
@@ -44,11 +47,21 @@ class PackedRecord {
     // more container.
     void open(uint32_t key_id, bool is_dict) noexcept;
     void close() noexcept;
+
+   private:
+    void putHeader(const Container& closed) noexcept;
+    void rememberWidth(const Container& closed) noexcept;
   };
 
   static constexpr size_t kMostHeader = vek::kMsgpackMaxHeader;
-  // Paths share a width when their hashes meet: then one of them is moved each time, and no more.
-  static constexpr uint32_t kPathBits = 11;
+  // Widths are remembered of so many paths, and only where they are not the least. An entry is the
+  // path with the width in its lowest bits; where paths meet, one of them is moved each time.
+  static constexpr uint32_t kPathBits = 10;
+  static constexpr uint32_t kWidthMask = 7;
+  static uint32_t slotOf(uint32_t path) { return path >> (32 - kPathBits); }
+  static uint8_t widthOf(uint32_t entry, uint32_t path) {
+    return (entry ^ path) <= kWidthMask ? static_cast<uint8_t>(entry & kWidthMask) : 1;
+  }
 
   PackedRecord() { widths_.fill(1); }
   PackedRecord(const PackedRecord&) = delete;
@@ -77,7 +90,7 @@ class PackedRecord {
   vek::MsgpackBuffer buffer_;
   vek::MsgpackBuffer spare_;  // what is moved goes here
   std::vector<Container> containers_;
-  std::array<uint8_t, size_t{1} << kPathBits> widths_;
+  std::array<uint32_t, size_t{1} << kPathBits> widths_;
   Cursor cursor_;
 };
 
@@ -87,9 +100,9 @@ inline uint8_t containerHeaderWidth(uint32_t count) {
 
 inline void PackedRecord::Cursor::open(uint32_t key_id, bool is_dict) noexcept {
   constexpr uint32_t kSpread = 0x9E3779B1u;  // the golden ratio's, as for multiplicative hashing
-  const uint32_t path = (innermost->path ^ key_id) * kSpread + 1;
+  const uint32_t path = ((innermost->path ^ key_id) * kSpread + kSpread) & ~kWidthMask;
   innermost->count = ++count;
-  const uint8_t width = widths[path >> (32 - kPathBits)];
+  const uint8_t width = widthOf(widths[slotOf(path)], path);
   *next = {static_cast<uint64_t>(at - begin),
            static_cast<uint32_t>(innermost - first),
            path,
@@ -101,16 +114,23 @@ inline void PackedRecord::Cursor::open(uint32_t key_id, bool is_dict) noexcept {
   count = 0;
 }
 
+inline void PackedRecord::Cursor::putHeader(const Container& closed) noexcept {
+  char* const header = begin + closed.offset;
+  if (closed.count < 16) [[likely]] {
+    *header = static_cast<char>((closed.is_dict ? 0x80 : 0x90) | closed.count);
+  } else {
+    closed.is_dict ? vek::put_map_header(header, closed.count)
+                   : vek::put_array_header(header, closed.count);
+  }
+}
+
 inline void PackedRecord::Cursor::close() noexcept {
   Container& closed = *innermost;
   closed.count = count;
-  const uint8_t width = containerHeaderWidth(count);
-  if (width == closed.width) [[likely]] {
-    char* const header = begin + closed.offset;
-    closed.is_dict ? vek::put_map_header(header, count) : vek::put_array_header(header, count);
+  if (containerHeaderWidth(count) == closed.width) [[likely]] {
+    putHeader(closed);
   } else {
-    widths[closed.path >> (32 - kPathBits)] = width;
-    fits = false;
+    rememberWidth(closed);
   }
   innermost = first + closed.parent;
   count = innermost->count;
