@@ -169,28 +169,34 @@ template <bool kAreSmall, bool kHaveKeys>
   const uint64_t event_size = stretch.event_size;
   const KeyTable::Slot* const slots = stretch.slots;
   const size_t num_slots = stretch.num_slots;
+  const char* const end = cursor.end;
   char* p = cursor.at;
-  const uint64_t most =
-      std::min(stretch.left, static_cast<uint64_t>(cursor.end - p) >> kEventRoomShift);
-  uint64_t left = most;
-  for (; left > 0; --left, event += event_size) {
-    const Event at(event);
-    const Rule* const rule = at.rule();
-    if (!rule || !rule->is_value || !isWhole(event) || at.key_id >= num_slots) break;
-    if (kAreSmall && at.size() > stretch.most_data) break;
-    const KeyTable::Slot& slot = slots[at.key_id];
-    const size_t key_size = slot.size;
-    if (key_size == 0) break;
-    if (kHaveKeys) {
-      copyWindow(p, &slot);
-      p += key_size;
+  uint64_t left = stretch.left;
+  const auto events_with_room = [&] {
+    return std::min(left, static_cast<uint64_t>(end - p) >> kEventRoomShift);
+  };
+  for (uint64_t some = events_with_room(); some > 0; some = events_with_room()) {
+    const uint64_t behind = left - some;
+    for (; left > behind; --left, event += event_size) {
+      const Event at(event);
+      const Rule* const rule = at.rule();
+      if (!rule || !rule->is_value || !isWhole(event) || at.key_id >= num_slots) break;
+      if (kAreSmall && at.size() > stretch.most_data) break;
+      const KeyTable::Slot& slot = slots[at.key_id];
+      const size_t key_size = slot.size;
+      if (key_size == 0) break;
+      if (kHaveKeys) {
+        copyWindow(p, &slot);
+        p += key_size;
+      }
+      p = putValue(p, *rule, at.data);
     }
-    p = putValue(p, *rule, at.data);
+    if (left > behind) break;
   }
   cursor.at = p;
-  cursor.count += static_cast<uint32_t>(most - left);
+  cursor.count += static_cast<uint32_t>(stretch.left - left);
   stretch.event = event;
-  stretch.left -= most - left;
+  stretch.left = left;
 }
 
 // Starts a container in a container; false where that takes more than this.
@@ -364,7 +370,13 @@ StreamRun::Taken StreamRun::take(vek::Bytes events, uint64_t event_size, bool is
   stretch_.most_data = static_cast<uint32_t>(std::min<uint64_t>(most_data, UINT32_MAX));
   readKeys();
   for (;;) {
-    if (cursor_.innermost) packs(stretch_, cursor_);
+    if (cursor_.innermost) {
+      packs(stretch_, cursor_);
+      // Without memory the handler will say so.
+      if (static_cast<size_t>(cursor_.end - cursor_.at) < kEventRoom) {
+        packer_.record_.reserve(kEventRoom);
+      }
+    }
     if (stretch_.left == 0 || !isWhole(stretch_.event)) break;
     const Event at(stretch_.event);
     if (at.size() > stretch_.most_data) break;
