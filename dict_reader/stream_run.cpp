@@ -161,42 +161,37 @@ struct Stretch {
   size_t num_slots;
 };
 
-// Values with short keys and short texts, up to the first event that is something else. Small
-// events are those whose data may be less than a window.
+// Values with short keys and short texts, as many as there is room for. True in front of the first
+// event that is something else.
 template <bool kAreSmall, bool kHaveKeys>
-[[gnu::always_inline]] inline void packValues(Stretch& stretch, PackedRecord::Cursor& cursor) {
+[[gnu::always_inline]] inline bool packValues(Stretch& stretch, PackedRecord::Cursor& cursor) {
   const uint8_t* event = stretch.event;
   const uint64_t event_size = stretch.event_size;
   const KeyTable::Slot* const slots = stretch.slots;
   const size_t num_slots = stretch.num_slots;
-  const char* const end = cursor.end;
   char* p = cursor.at;
-  uint64_t left = stretch.left;
-  const auto events_with_room = [&] {
-    return std::min(left, static_cast<uint64_t>(end - p) >> kEventRoomShift);
-  };
-  for (uint64_t some = events_with_room(); some > 0; some = events_with_room()) {
-    const uint64_t behind = left - some;
-    for (; left > behind; --left, event += event_size) {
-      const Event at(event);
-      const Rule* const rule = at.rule();
-      if (!rule || !rule->is_value || !isWhole(event) || at.key_id >= num_slots) break;
-      if (kAreSmall && at.size() > stretch.most_data) break;
-      const KeyTable::Slot& slot = slots[at.key_id];
-      const size_t key_size = slot.size;
-      if (key_size == 0) break;
-      if (kHaveKeys) {
-        copyWindow(p, &slot);
-        p += key_size;
-      }
-      p = putValue(p, *rule, at.data);
+  const uint64_t most =
+      std::min(stretch.left, static_cast<uint64_t>(cursor.end - p) >> kEventRoomShift);
+  uint64_t left = most;
+  for (; left > 0; --left, event += event_size) {
+    const Event at(event);
+    const Rule* const rule = at.rule();
+    if (!rule || !rule->is_value || !isWhole(event) || at.key_id >= num_slots) break;
+    if (kAreSmall && at.size() > stretch.most_data) break;
+    const KeyTable::Slot& slot = slots[at.key_id];
+    const size_t key_size = slot.size;
+    if (key_size == 0) break;
+    if (kHaveKeys) {
+      copyWindow(p, &slot);
+      p += key_size;
     }
-    if (left > behind) break;
+    p = putValue(p, *rule, at.data);
   }
   cursor.at = p;
-  cursor.count += static_cast<uint32_t>(stretch.left - left);
+  cursor.count += static_cast<uint32_t>(most - left);
   stretch.event = event;
-  stretch.left = left;
+  stretch.left -= most - left;
+  return left > 0;
 }
 
 // Starts a container in a container; false where that takes more than this.
@@ -250,14 +245,18 @@ template <bool kAreSmall, bool kHaveKeys>
 template <bool kAreSmall>
 [[gnu::always_inline]] inline void packInside(Stretch& stretch, PackedRecord::Cursor& cursor) {
   for (;;) {
-    if (cursor.innermost->is_dict) {
-      packValues<kAreSmall, true>(stretch, cursor);
-    } else {
-      packValues<kAreSmall, false>(stretch, cursor);
+    const bool stopped = cursor.innermost->is_dict ? packValues<kAreSmall, true>(stretch, cursor)
+                                                   : packValues<kAreSmall, false>(stretch, cursor);
+    if (!stopped) {
+      const bool has_room = static_cast<size_t>(cursor.end - cursor.at) >= kEventRoom;
+      if (stretch.left > 0 && has_room) continue;
+      return;
     }
-    if (stretch.left == 0 || !isWhole(stretch.event)) return;
     const Event event(stretch.event);
-    if (event.size() > stretch.most_data || !openOrClose(stretch, cursor, event)) return;
+    if (!isWhole(stretch.event) || event.size() > stretch.most_data ||
+        !openOrClose(stretch, cursor, event)) {
+      return;
+    }
     stretch.event += stretch.event_size;
     --stretch.left;
   }
