@@ -77,7 +77,7 @@ struct alignas(8) Rule {
   uint16_t form = 0;
   uint8_t range_mask = 0;  // all ones: of the forms from `form` on, that of the number's range
   uint8_t text = 0;        // bytes of the window that are kept
-  bool is_value = false;
+  uint8_t is_value = 0;    // all ones, so that one test serves it and the size of a key
 };
 
 // By size and type, both small: all else is an event of another kind, or an unusual one.
@@ -87,13 +87,13 @@ constexpr auto kRules = [] {
   std::array<Rule, kWindow * kTypes> rules{};
   for (uint8_t size = 0; size < kWindow; ++size) {
     Rule* const of = &rules[size * kTypes];
-    of[PYTHON_STRING] = {static_cast<uint16_t>(kTextForms + size), 0, size, true};
-    of[PYTHON_BOOL_FALSE] = {kFalseForm, 0, 0, true};
-    of[PYTHON_BOOL_TRUE] = {kTrueForm, 0, 0, true};
-    of[PYTHON_NONE] = {kNilForm, 0, 0, true};
+    of[PYTHON_STRING] = {static_cast<uint16_t>(kTextForms + size), 0, size, 0xff};
+    of[PYTHON_BOOL_FALSE] = {kFalseForm, 0, 0, 0xff};
+    of[PYTHON_BOOL_TRUE] = {kTrueForm, 0, 0, 0xff};
+    of[PYTHON_NONE] = {kNilForm, 0, 0, 0xff};
     if (size < sizeof(uint64_t)) continue;
-    of[PYTHON_DOUBLE] = {kDoubleForm, 0, 0, true};
-    of[PYTHON_LONG] = {0, 0xff, 0, true};
+    of[PYTHON_DOUBLE] = {kDoubleForm, 0, 0, 0xff};
+    of[PYTHON_LONG] = {0, 0xff, 0, 0xff};
   }
   return rules;
 }();
@@ -176,14 +176,13 @@ template <bool kAreSmall, bool kHaveKeys>
   for (; left > 0; --left, event += event_size) {
     const Event at(event);
     const Rule* const rule = at.rule();
-    if (!rule || !rule->is_value || !isWhole(event) || at.key_id >= num_slots) break;
+    if (!rule || !isWhole(event) || at.key_id >= num_slots) break;
     if (kAreSmall && at.size() > stretch.most_data) break;
     const KeyTable::Slot& slot = slots[at.key_id];
-    const size_t key_size = slot.size;
-    if (key_size == 0) break;
+    if ((slot.size & rule->is_value) == 0) break;
     if (kHaveKeys) {
       copyWindow(p, &slot);
-      p += key_size;
+      p += slot.size;
     }
     p = putValue(p, *rule, at.data);
   }
@@ -324,7 +323,7 @@ bool StreamRun::longPair(const Event& event, const KeyTable::Slot& slot) {
   if (!cursor_.innermost || (!long_name && slot.size == 0)) return false;
   const Rule* const rule = event.rule();
   const bool is_text = event.type() == PYTHON_STRING;
-  if (!is_text && !(rule && rule->is_value)) return false;
+  if (!is_text && !(rule && rule->is_value != 0)) return false;
   const size_t key_room = vek::kMsgpackMaxHeader + (long_name ? long_name->size() : 0);
   const size_t text_room = is_text ? vek::kMsgpackMaxHeader + size_t{event.size()} : 0;
   if (static_cast<size_t>(cursor_.end - cursor_.at) < kEventRoom + key_room + text_room) {

@@ -132,6 +132,26 @@ TEST(StreamPacker, EventsOfEverySizeUpToThePagesEnd) {
   }
 }
 
+TEST(StreamPacker, EventsThatClaimMoreDataThanTheyHave) {
+  for (uint32_t event_size = 54; event_size <= 100; ++event_size) {
+    for (const auto type : {PYTHON_STRING, PYTHON_LONG, PYTHON_NONE, PYTHON_DICT_END, PYTHON_ID}) {
+      SCOPED_TRACE(event_size);
+      StreamPages stream = begun(event_size);
+      stream.dict();
+      vek_opaque_event_t header{};
+      header.second_word = packDictEventWord(type, 1);
+      header.data_size = stream.writer.capacity() + 1;
+      stream.writer.event(header, {});
+      for (int i = 0; i < 5; ++i) stream.boolean(1, true);  // behind it in the page
+      stream.writer.next_page();
+      stream.end_dict();
+      const Outcome outcome = readByBoth(pagesOf(stream), {});
+      EXPECT_EQ(outcome.pages.front(), false);
+      EXPECT_THAT(outcome.records, SizeIs(1));
+    }
+  }
+}
+
 TEST(StreamPacker, KeyIdsNeedNotBeDense) {
   StreamPages stream = begun();
   const uint32_t ids[] = {kNoKeyId - 1, 1u << 31, 70'000, 300, 257, 256, 255, 3};
