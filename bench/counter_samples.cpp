@@ -1,5 +1,6 @@
 #include "bench/counter_samples.h"
 
+#include <bit>
 #include <cstring>
 #include <random>
 
@@ -60,7 +61,8 @@ void fill_value(const vek_counter_info_t& counter, uint64_t bits, uint8_t* at) {
       std::memcpy(at, &real, sizeof(real));
       break;
     case VEK_DATA_TYPE_STRING:
-      std::memcpy(at, "active_and_up", bits % 14);
+      // A state changes when its number's size does.
+      std::memcpy(at, "active_and_up", static_cast<size_t>(std::bit_width(bits)) % 14);
       break;
     default:
       std::memcpy(at, &bits, sizeof(bits));

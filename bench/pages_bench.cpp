@@ -15,8 +15,8 @@
 #include "schema_manager/fillings.h"
 #include "schema_manager/schema_manager.h"
 #include "tests/support/temp_dir.h"
-#include "utils/msgpack_buffer.h"
 #include "utils/owned.h"
+#include "utils/record_packer.h"
 
 namespace vek::bench {
 namespace {
@@ -96,13 +96,13 @@ Prepared prepare_pages(bool with_manager) {
 
 Prepared prepare_conversion() {
   const auto pages = std::make_shared<Pages>(CounterSampleOptions{kCounters, Values::kSteady});
-  const auto buffer = std::make_shared<MsgpackBuffer>();
+  const auto packer = std::make_shared<RecordPacker>();
   return {[=](size_t count) {
             for (size_t i = 0; i < count; ++i) {
               const uint8_t* block = pages->next().data() + sizeof(vek_data_page_t);
-              const size_t size =
-                  pack_counters_block(*buffer, block, pages->samples.set(), kSource, kLayout);
-              benchmark::DoNotOptimize(size);
+              const auto record =
+                  pack_counters_block(*packer, block, pages->samples.set(), kSource, kLayout);
+              benchmark::DoNotOptimize(record.size());
               benchmark::ClobberMemory();
             }
           },

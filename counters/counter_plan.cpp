@@ -19,7 +19,6 @@ constexpr std::string_view kTypeKey = "type";
 constexpr std::string_view kSourceKey = "source";
 constexpr std::string_view kValuesKey = "values";
 constexpr std::string_view kTypeText = "counters";
-constexpr size_t kFirstCapacity = 8192;  // bytes; hosts count on room for a normal record
 
 std::string_view name_of(const vek_counter_set_element_t& counter) {
   return {counter.name, counter.name_len};
@@ -172,6 +171,17 @@ void log_unknown_type_of(const void* context, uint64_t index) {
                                             : set.meta[index - set.num_counters].name);
 }
 
+PlanInput input_of(const vek_counter_set_t& set, const char* block, const char* source) noexcept {
+  PlanInput input;
+  input.bytes = block;
+  input.time_us = load_unaligned<uint64_t>(block + offsetof(vek_counters_block_t, timestamp));
+  if (source) input.source = source;
+  input.has_source = !input.source.empty();
+  input.note = log_unknown_type_of;
+  input.context = &set;
+  return input;
+}
+
 }  // namespace
 
 std::unique_ptr<vek_counter_plan> make_counter_plan(const vek_counter_set_t& set) noexcept {
@@ -184,24 +194,16 @@ std::unique_ptr<vek_counter_plan> make_counter_plan(const vek_counter_set_t& set
   }
 }
 
-size_t pack_counters(MsgpackBuffer& buffer, const vek_counter_plan& plan,
-                     const vek_counter_set_t& set, const char* block, std::string_view source,
-                     bool is_flb_std) noexcept {
-  const PlanSection& custom_head =
-      source.empty() ? plan.custom_head_without_source : plan.custom_head;
-  const PlanSection& head = is_flb_std ? plan.flb_std_head : custom_head;
-  PlanInput input;
-  input.bytes = block;
-  input.time_us = load_unaligned<uint64_t>(block + offsetof(vek_counters_block_t, timestamp));
-  input.source = source;
-  input.has_source = !source.empty();
-  input.note = log_unknown_type_of;
-  input.context = &set;
-  const size_t room = section_room(head, input) + section_room(plan.body, input);
-  if (!buffer.restart(std::max(kFirstCapacity, room))) return 0;
-  char* p = pack_section(buffer.data(), head, input);
-  p = pack_section(p, plan.body, input);
-  return static_cast<size_t>(p - buffer.data());
+CountersRecord::CountersRecord(const vek_counter_plan& plan, const vek_counter_set_t& set,
+                               const void* block, const char* source, const char* layout) noexcept
+    : input(input_of(set, static_cast<const char*>(block), source)),
+      head(head_for(plan, layout)),
+      body(plan.body) {}
+
+const PlanSection& CountersRecord::head_for(const vek_counter_plan& plan,
+                                            const char* layout) const noexcept {
+  if (layout && std::string_view(layout) == "flb_std") return plan.flb_std_head;
+  return input.has_source ? plan.custom_head : plan.custom_head_without_source;
 }
 
 }  // namespace vek

@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "counters/counter_set.h"
-#include "utils/msgpack_buffer.h"
 #include "utils/packing_plan.h"
 
 struct vek_counter_plan {
@@ -35,11 +34,19 @@ namespace vek {
 // Null when memory runs out.
 std::unique_ptr<vek_counter_plan> make_counter_plan(const vek_counter_set_t& set) noexcept;
 
-// The record's size, written from the start of the buffer; 0 when memory runs out. `source` may be
-// empty.
-size_t pack_counters(MsgpackBuffer& buffer, const vek_counter_plan& plan,
-                     const vek_counter_set_t& set, const char* block, std::string_view source,
-                     bool is_flb_std) noexcept;
+// What a block's record is packed from. Refers to everything that it is made of; `source` and
+// `layout` may be null.
+struct CountersRecord {
+  CountersRecord(const vek_counter_plan& plan, const vek_counter_set_t& set, const void* block,
+                 const char* source, const char* layout) noexcept;
+
+  PlanInput input;
+  const PlanSection& head;
+  const PlanSection& body;
+
+ private:
+  const PlanSection& head_for(const vek_counter_plan& plan, const char* layout) const noexcept;
+};
 
 }  // namespace vek
 

@@ -8,6 +8,7 @@
 #include "counters/counter_plan.h"
 #include "data/data_page.h"
 #include "utils/msgpack_buffer.h"
+#include "utils/record_packer.h"
 
 namespace {
 
@@ -17,6 +18,12 @@ const vek_counter_plan* plan_of(const vek_counter_set_t& set,
   if (set.plan && set.plan->fits(set)) return set.plan;
   made = vek::make_counter_plan(set);
   return made.get();
+}
+
+constexpr size_t kFirstCapacity = 8192;  // bytes; hosts count on room for a normal record
+
+bool packs_something(const void* block, const vek_counter_set_t* set) noexcept {
+  return block && set && set->num_exported > 0;
 }
 
 // UINT64_MAX when the end overflows.
@@ -33,20 +40,27 @@ void vek_counter_block_to_msgpack_filtered(msgpack_sbuffer* out, const void* blo
                                            const char* layout) {
   if (!out) return;
   msgpack_sbuffer_init(out);
+  if (!packs_something(block, set)) return;
+  std::unique_ptr<vek_counter_plan> made;
+  const vek_counter_plan* plan = plan_of(*set, made);
+  if (!plan) return;
+  const vek::CountersRecord record(*plan, *set, block, source, layout);
   vek::MsgpackBuffer buffer;
-  const size_t size = vek::pack_counters_block(buffer, block, set, source, layout);
+  const size_t size =
+      vek::pack_record(buffer, record.head, record.body, record.input, kFirstCapacity);
   if (size > 0) buffer.hand_over(size, *out);
 }
 
-size_t vek::pack_counters_block(MsgpackBuffer& buffer, const void* block,
-                                const vek_counter_set_t* set, const char* source,
-                                const char* layout) noexcept {
-  if (!block || !set || set->num_exported == 0) return 0;
+std::string_view vek::pack_counters_block(RecordPacker& packer, const void* block,
+                                          const vek_counter_set_t* set, const char* source,
+                                          const char* layout) noexcept {
+  if (!packs_something(block, set)) return {};
   std::unique_ptr<vek_counter_plan> made;
   const vek_counter_plan* plan = plan_of(*set, made);
-  if (!plan) return 0;
-  return pack_counters(buffer, *plan, *set, static_cast<const char*>(block), source ? source : "",
-                       layout && std::string_view(layout) == "flb_std");
+  if (!plan) return {};
+  const CountersRecord record(*plan, *set, block, source, layout);
+  return made ? packer.pack_once(record.head, record.body, record.input)
+              : packer.pack(record.head, record.body, record.input);
 }
 
 uint64_t vek_counter_set_block_extent(const vek_counter_set_t* set) {

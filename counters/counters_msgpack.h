@@ -10,6 +10,10 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#ifdef __cplusplus
+#include <string_view>
+#endif
+
 #include "counters/counter_set.h"
 #include "utils/export.h"
 
@@ -42,13 +46,13 @@ VEK_C_END
 #ifdef __cplusplus
 namespace vek {
 
-class MsgpackBuffer;
+class RecordPacker;
 
-// As vek_counter_block_to_msgpack_filtered, from the start of a buffer that serves one record after
-// the other: its size, or 0 when there is none.
-VEK_API size_t pack_counters_block(MsgpackBuffer& buffer, const void* block,
-                                   const vek_counter_set_t* set, const char* source,
-                                   const char* layout) noexcept;
+// As vek_counter_block_to_msgpack_filtered, by a packer that is kept with the set: the record,
+// valid until its next call, or nothing.
+VEK_API std::string_view pack_counters_block(RecordPacker& packer, const void* block,
+                                             const vek_counter_set_t* set, const char* source,
+                                             const char* layout) noexcept;
 
 }  // namespace vek
 #endif

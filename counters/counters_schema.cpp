@@ -1,5 +1,6 @@
 #include "counters/counters_schema.h"
 
+#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -33,7 +34,12 @@ void for_each_counter(const vek_counters_schema_t* schema, Fn fn) {
 
 vek_counters_schema_t* vek_create_counters_schema(void) {
   auto* schema = static_cast<vek_counters_schema_t*>(std::calloc(1, sizeof(vek_counters_schema_t)));
-  if (!schema) VEK_LOGE("failed to allocate schema");
+  if (!schema) {
+    VEK_LOGE("failed to allocate schema");
+    return nullptr;
+  }
+  static std::atomic<uint64_t> last_serial{0};
+  schema->serial = ++last_serial;
   return schema;
 }
 

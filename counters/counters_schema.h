@@ -18,6 +18,9 @@ typedef struct vek_counters_schema {
   uint32_t size_of_counters;  // bytes of the values area
   uint32_t num_groups;
   vek_counter_group_t** groups;  // owned
+  // Different for every schema that vek_create_counters_schema has made, also where a later one
+  // lies at the same address; 0 for a schema made without it.
+  uint64_t serial;
 } vek_counters_schema_t;
 
 VEK_API vek_counters_schema_t* vek_create_counters_schema(void);

@@ -8,7 +8,7 @@ TypeSystemPath::TypeSystemPath(FluentBitExporter& exporter, const vek_type_syste
   if (exporter.field_set_) exporter.field_set_->updateWithNewSchemas(type_system, false);
   if (!type_system || !type_system->counters_schema) return;
   if (vek_counters_schema_number_of_counters(type_system->counters_schema) == 0) return;
-  counters_ = exporter.csets_.get(type_system->counters_schema, exporter.counterset_file_);
+  counters_ = exporter.csets_.get_for_page(type_system->counters_schema, exporter.counterset_file_);
   exporter.counter_set_ = counters_.set;
 }
 
@@ -35,7 +35,8 @@ BoundCounterSet SchemaManagerPath::counter_set() {
   if (!manager_) return {};
   const auto schema = manager_->getCountersSchema(schema_id_);
   if (!schema) return {};
-  const BoundCounterSet counters = exporter_.csets_.get(schema, exporter_.counterset_file_);
+  const BoundCounterSet counters =
+      exporter_.csets_.get_for_page(schema.get(), exporter_.counterset_file_);
   exporter_.counter_set_ = counters.set;
   return counters;
 }

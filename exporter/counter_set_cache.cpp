@@ -7,18 +7,39 @@
 #include "data/type_system.h"
 #include "exporter/counters_schema_signature.h"
 #include "utils/logger.h"
+#include "utils/record_packer.h"
 
 namespace vek {
 namespace {
 
 constexpr const char* kGetter = "getCset";
+constexpr char kFoundFormat[] = "[%s] Found cset for schema id = '%s'";
 
-template <typename A, typename B>
-bool sameOwner(const A& a, const B& b) {
-  return !a.owner_before(b) && !b.owner_before(a);
+// What changes when counters are added to a schema, or its groups are exchanged.
+uint64_t shapeOf(const vek_counters_schema_t& schema) {
+  constexpr uint64_t kPrime = 0x100000001b3;
+  uint64_t shape = schema.num_groups * kPrime + schema.size_of_counters;
+  for (uint32_t i = 0; i < schema.num_groups; ++i) {
+    const vek_counter_group_t* group = schema.groups[i];
+    shape = (shape ^ reinterpret_cast<uintptr_t>(group)) * kPrime;
+    shape = (shape ^ group->num_counters) * kPrime;
+    shape = (shape ^ group->num_counter_sets) * kPrime;
+  }
+  return shape;
 }
 
 }  // namespace
+
+struct CounterSetCache::Entry {
+  Owned<vek_counter_set_t, vek_free_counter_set> set;
+  uint64_t block_extent = 0;
+  RecordPacker packer;
+
+  BoundCounterSet bound() { return {set.get(), block_extent, &packer}; }
+};
+
+CounterSetCache::CounterSetCache() = default;
+CounterSetCache::~CounterSetCache() = default;
 
 BoundCounterSet CounterSetCache::get(const vek_counters_schema_t* schema,
                                      const char* counterset_file) {
@@ -27,26 +48,29 @@ BoundCounterSet CounterSetCache::get(const vek_counters_schema_t* schema,
   return id ? findOrCreate(*id, *schema, counterset_file) : BoundCounterSet{};
 }
 
-BoundCounterSet CounterSetCache::get(const std::shared_ptr<vek_counters_schema_t>& schema,
-                                     const char* counterset_file) {
-  if (!schema) return {};
-  if (!last_id_ || last_address_ != schema.get() || !sameOwner(last_schema_, schema)) {
-    last_id_ = identifierOf(*schema);
-    last_address_ = schema.get();
-    last_schema_ = schema;
+BoundCounterSet CounterSetCache::get_for_page(const vek_counters_schema_t* schema,
+                                              const char* counterset_file) {
+  if (!schema || schema->serial == 0) return get(schema, counterset_file);
+  Known& known = known_[schema->serial % known_.size()];
+  const uint64_t shape = shapeOf(*schema);
+  if (known.serial == schema->serial && known.shape == shape) {
+    VEK_LOGD(kFoundFormat, kGetter, known.id->c_str());
+    return known.bound;
   }
-  return last_id_ ? findOrCreate(*last_id_, *schema, counterset_file) : BoundCounterSet{};
+  known = {};
+  const std::string* id = identifierOf(*schema);
+  if (!id) return {};
+  const BoundCounterSet bound = findOrCreate(*id, *schema, counterset_file);
+  known = {schema->serial, shape, id, bound};
+  return bound;
 }
 
 void CounterSetCache::clear() {
-  for (OwnedSet& set : csets_) set.reset();
+  for (auto& entry : csets_) entry.reset();
   csets_.clear();
-  block_extents_.clear();
   cset_index_by_schema_id_.clear();
   id_by_signature_.clear();
-  last_schema_.reset();
-  last_address_ = nullptr;
-  last_id_ = nullptr;
+  known_ = {};
 }
 
 const std::string* CounterSetCache::identifierOf(const vek_counters_schema_t& schema) {
@@ -68,16 +92,16 @@ BoundCounterSet CounterSetCache::findOrCreate(const std::string& id,
                                               const char* counterset_file) {
   const auto known = cset_index_by_schema_id_.find(id);
   if (known != cset_index_by_schema_id_.end()) {
-    VEK_LOGD("[%s] Found cset for schema id = '%s'", kGetter, id.c_str());
-    const auto index = static_cast<size_t>(known->second);
-    return {csets_[index].get(), block_extents_[index]};
+    VEK_LOGD(kFoundFormat, kGetter, id.c_str());
+    return csets_[static_cast<size_t>(known->second)]->bound();
   }
   VEK_LOGD("[%s] Creating new cset for schema id = '%s'", kGetter, id.c_str());
-  csets_.emplace_back(vek_schema_to_counter_set(&schema, counterset_file));
-  vek_counter_set_t* const set = csets_.back().get();
-  block_extents_.push_back(set ? vek_counter_set_block_extent(set) : 0);
+  auto entry = std::make_unique<Entry>();
+  entry->set.reset(vek_schema_to_counter_set(&schema, counterset_file));
+  if (entry->set) entry->block_extent = vek_counter_set_block_extent(entry->set.get());
+  csets_.push_back(std::move(entry));
   cset_index_by_schema_id_.emplace(id, static_cast<int32_t>(csets_.size() - 1));
-  return {set, block_extents_.back()};
+  return csets_.back()->bound();
 }
 
 }  // namespace vek

@@ -41,9 +41,8 @@ void FluentBitExporter::exportCountersBlock(const PageView& page, Bytes block, B
     }
     return;
   }
-  const size_t size =
-      pack_counters_block(record_, block.data(), counters.set, page.source_id.data(), layout());
-  send(record_.data(), size);
+  send(pack_counters_block(*counters.packer, block.data(), counters.set, page.source_id.data(),
+                           layout()));
 }
 
 }  // namespace vek

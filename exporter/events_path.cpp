@@ -79,7 +79,7 @@ bool FluentBitExporter::exportEventsBlock(const PageView& page, const BlockRecor
     walk.end_block();
     return true;
   }
-  const EventPlan* const plan = field_set_->findPlan(&header);
+  EventPlan* const plan = field_set_->findPlan(&header);
   if (!plan) {  // the reason is logged
     walk.end_block();
     return true;
@@ -90,13 +90,11 @@ bool FluentBitExporter::exportEventsBlock(const PageView& page, const BlockRecor
   return true;
 }
 
-void FluentBitExporter::packEvents(const EventPlan& plan, const vek_event_header_t& header,
-                                   Bytes events, const char* source) {
+void FluentBitExporter::packEvents(EventPlan& plan, const vek_event_header_t& header, Bytes events,
+                                   const char* source) {
   const uint64_t size = plan.record_size();
   for (; size > 0 && !events.empty(); events = events.subspan(size)) {
-    const size_t packed =
-        FieldSet::packEvent(record_, plan, events.data(), header.timestamp, source, layout());
-    send(record_.data(), packed);
+    send(FieldSet::packNextEvent(plan, events.data(), header.timestamp, source, layout()));
   }
 }
 

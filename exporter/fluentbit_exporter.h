@@ -131,9 +131,9 @@ class VEK_API FluentBitExporter {
   void takeSchemasBlock(const BlockRecord& record, BlockWalk& walk, BlockPath& path);
   bool exportEventsBlock(const PageView& page, const BlockRecord& record, BlockWalk& walk,
                          const BlockPath& path);
-  void packEvents(const EventPlan& plan, const vek_event_header_t& header, Bytes events,
+  void packEvents(EventPlan& plan, const vek_event_header_t& header, Bytes events,
                   const char* source);
-  void send(const void* record, size_t size);
+  void send(std::string_view record);
   bool exportDictRecord(const msgpack_sbuffer* record);
 
   CString plugin_name_;
@@ -155,7 +155,6 @@ class VEK_API FluentBitExporter {
   const char* fieldset_file_ = nullptr;  // borrowed
   std::unique_ptr<FieldSet> field_set_;
   vek_schema_block_t last_schemas_block_{};  // of the page at hand
-  MsgpackBuffer record_;                     // the record at hand; kept for its memory
   bool custom_layout_allowed_ = false;
   bool batch_mode_ = false;
   std::unique_ptr<DataDictionaryReader> dict_reader_;  // from the first dictionary page on

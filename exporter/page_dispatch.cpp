@@ -100,8 +100,10 @@ bool FluentBitExporter::exportBlocks(const PageView& page, BlockPath& path) {
 }
 
 // The engine's answer is not looked at: it keeps its own books.
-void FluentBitExporter::send(const void* record, size_t size) {
-  if (size > 0 && api_.add_data && flb_ctx_) api_.add_data(flb_ctx_, record, size);
+void FluentBitExporter::send(std::string_view record) {
+  if (!record.empty() && api_.add_data && flb_ctx_) {
+    api_.add_data(flb_ctx_, record.data(), record.size());
+  }
 }
 
 }  // namespace vek

@@ -90,7 +90,7 @@ struct FieldSetState {
   // Through the last schemas block; null, with the reason logged, when schema or type is unknown.
   BoundType* find_type(const vek_event_header_t& header);
   // The type's plan, made afresh when the tables changed since.
-  const EventPlan& plan_of(BoundType& type) const;
+  EventPlan& plan_of(BoundType& type) const;
 };
 
 // A schema that came in a type system document carries its identifier as bytes only.

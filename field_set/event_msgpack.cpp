@@ -134,9 +134,15 @@ void FieldSet::msgpackMetaField(msgpack_packer* packer, int index, const char* a
   }
 }
 
-const EventPlan* FieldSet::findPlan(const vek_event_header_t* header) {
+EventPlan* FieldSet::findPlan(const vek_event_header_t* header) {
   BoundType* type = header ? state_->find_type(*header) : nullptr;
   return type ? &state_->plan_of(*type) : nullptr;
+}
+
+std::string_view FieldSet::packNextEvent(EventPlan& plan, const uint8_t* event,
+                                         uint64_t timestamp_us, const char* source,
+                                         const char* layout) {
+  return plan.pack_next(event, timestamp_us, source, isFlbStd(layout));
 }
 
 size_t FieldSet::packEvent(MsgpackBuffer& buffer, const EventPlan& plan, const uint8_t* event,

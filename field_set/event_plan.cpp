@@ -117,6 +117,14 @@ class EventPlanBuilder {
   void build_flb_std_head() {
     PlanSectionWriter out(plan_.flb_std_head_, type_.record_size);
     const UsedKeys used = used_keys();
+    out.array_header(2);
+    out.record_value(StepValue::kSeconds);
+    const uint64_t pairs = count_pairs(used);
+    if (plan_.skip_empty_strings_) {
+      out.varying_map_header(pairs);
+    } else {
+      out.map_header(pairs);
+    }
     for (int32_t index = 0; index < kMetaFieldCount; ++index) {
       meta_field(out, index, default_name(index), used);
     }
@@ -125,25 +133,27 @@ class EventPlanBuilder {
         meta_field(out, index, *alias, used);
       }
     }
-    uint64_t aliased_fields = 0;
     for (const size_t position : type_.aliased_fields) {
       const field_t& field = fields_[position];
       const std::string* alias = alias_of(field.name);
-      if (!alias) continue;
-      ++aliased_fields;
-      pair(out, *alias, field, StepValue::kText);
+      if (alias) pair(out, *alias, field, StepValue::kText);
     }
     for (const auto& [key, value] : constants_) {
       out.text(key);
       out.text(value);
     }
     out.finish();
+  }
+
+  // Counted by keys, not by what is written: a meta field without a source, an empty alias or two
+  // equal aliases are counted all the same. Readers of these records reckon with it.
+  uint64_t count_pairs(const UsedKeys& used) const {
     const auto unused =
         std::count_if(used.begin(), used.end(), [](const auto& key) { return !key.second; });
-    // Counted by keys, not by what is written: a meta field without a source, an empty alias or two
-    // equal aliases are counted all the same. Readers of these records reckon with it.
-    plan_.pairs_ =
-        static_cast<uint64_t>(unused) + aliased_fields + constants_.size() + plan_.included_;
+    const auto aliased =
+        std::count_if(type_.aliased_fields.begin(), type_.aliased_fields.end(),
+                      [&](size_t position) { return alias_of(fields_[position].name) != nullptr; });
+    return static_cast<uint64_t>(unused + aliased) + constants_.size() + plan_.included_;
   }
 
   void build_custom_head() {

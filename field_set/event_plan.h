@@ -2,7 +2,7 @@
 // to event.
 //
 // Plans (utils/packing_plan.h) are made in event_plan.cpp, which alone knows the rules of record
-// contents, and carried out in event_writer.cpp. Any number of threads may use one at a time.
+// contents, and carried out in event_writer.cpp. A plan is used by one thread at a time.
 #ifndef VEK_FIELD_SET_EVENT_PLAN_H
 #define VEK_FIELD_SET_EVENT_PLAN_H
 
@@ -15,6 +15,7 @@
 
 #include "utils/msgpack_buffer.h"
 #include "utils/packing_plan.h"
+#include "utils/record_packer.h"
 
 namespace vek {
 
@@ -35,33 +36,29 @@ class EventPlan {
   // 0 when nothing is to be sent or memory runs out. `source` may be null.
   size_t pack(MsgpackBuffer& buffer, const uint8_t* event, uint64_t timestamp_us,
               const char* source, bool is_flb_std) const;
+  // The record, valid until the next call of the same plan; empty likewise.
+  std::string_view pack_next(const uint8_t* event, uint64_t timestamp_us, const char* source,
+                             bool is_flb_std);
 
  private:
   friend class EventPlanBuilder;
 
+  template <typename Pack>
+  auto with_input(const uint8_t* event, uint64_t timestamp_us, const char* source, bool is_flb_std,
+                  Pack pack) const;
+
   uint64_t record_size_ = 0;
   uint64_t included_ = 0;
-  uint64_t pairs_ = 0;  // of a "flb_std" record, empty texts included
   bool skip_empty_strings_ = false;
   std::optional<uint64_t> guid_offset_;           // of the field that names the source
   std::optional<uint64_t> own_timestamp_offset_;  // of the field that dates "custom" records
-  PlanSection flb_std_head_;                      // from the first meta field to the last constant
-  PlanSection custom_head_;                       // from the map header to the one of "values"
+  PlanSection flb_std_head_;                      // to the last constant
+  PlanSection custom_head_;                       // to the map header of "values"
   PlanSection fields_;
+  RecordPacker packer_;
 };
 
 std::unique_ptr<EventPlan> makeEventPlan(const BoundType& type, const FieldSetTables& tables);
-
-// The text of a "guid" field as a source: "0x" and at least 12 digits.
-class SourceGuid {
- public:
-  explicit SourceGuid(uint64_t value) noexcept;
-  std::string_view view() const noexcept { return {text_, size_}; }
-
- private:
-  char text_[18] = {'0', 'x'};
-  size_t size_ = 0;
-};
 
 }  // namespace vek
 

@@ -16,6 +16,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "data/data_page.h"
@@ -124,12 +125,16 @@ class VEK_API FieldSet {
                                const std::string& type_name, uint64_t timestamp,
                                const char* source);
 
-  // --- Packing whole blocks: find the plan once a block, pack its events into a reused buffer.
+  // --- Packing whole blocks: find the plan once a block, pack one event after the other by it.
   // The plan of the block's type, good until the next load or binding; null, with the reason
   // logged, when schema or type is unknown.
-  const EventPlan* findPlan(const vek_event_header_t* header);
-  // Packs one event of at least plan.record_size() bytes from the start of a buffer that is used
-  // again and again; the record's size, or 0 when nothing is to be sent or memory ran out.
+  EventPlan* findPlan(const vek_event_header_t* header);
+  // The record of an event of at least plan.record_size() bytes, valid until the next call with the
+  // same plan; empty when nothing is to be sent or memory ran out.
+  static std::string_view packNextEvent(EventPlan& plan, const uint8_t* event,
+                                        uint64_t timestamp_us, const char* source,
+                                        const char* layout);
+  // The same from the start of a buffer, with nothing taken from the event before; its size, or 0.
   static size_t packEvent(MsgpackBuffer& buffer, const EventPlan& plan, const uint8_t* event,
                           uint64_t timestamp_us, const char* source, const char* layout);
 

@@ -105,7 +105,7 @@ BoundType* FieldSetState::find_type(const vek_event_header_t& header) {
   return type;
 }
 
-const EventPlan& FieldSetState::plan_of(BoundType& type) const {
+EventPlan& FieldSetState::plan_of(BoundType& type) const {
   if (!type.plan || type.plan_tables_version != tables_version) {
     type.plan = makeEventPlan(type, tables);
     type.plan_tables_version = tables_version;

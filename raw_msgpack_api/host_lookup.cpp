@@ -1,6 +1,7 @@
 #include "raw_msgpack_api/host_lookup.h"
 
 #include <netdb.h>
+#include <strings.h>
 
 #include <atomic>
 #include <cstring>
@@ -24,8 +25,13 @@ struct HostLookup::Shared {
     hints.ai_socktype = SOCK_STREAM;
     hints.ai_flags = flags | AI_NUMERICSERV;
     addrinfo* list = nullptr;
-    const int result = getaddrinfo(host.c_str(), port.c_str(), &hints, &list);
+    int result = getaddrinfo(host.c_str(), port.c_str(), &hints, &list);
     if (result == EAI_NONAME && (flags & AI_NUMERICHOST) != 0) return false;
+    // Bare machines and small containers have no /etc/hosts; this name means the loopback all the
+    // same (RFC 6761), and that is what no host at all gives.
+    if (result != 0 && strcasecmp(host.c_str(), "localhost") == 0) {
+      result = getaddrinfo(nullptr, port.c_str(), &hints, &list);
+    }
     try {
       if (result != 0) {
         error = "cannot find host '" + host +

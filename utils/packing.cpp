@@ -1,11 +1,8 @@
 // Carries plans out: one pass over a section's steps for each record. The hot loop of the plug-in.
-#include <algorithm>
 #include <cstring>
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
 
 #include "utils/guid_text.h"
+#include "utils/limited_text.h"
 #include "utils/msgpack_encode.h"
 #include "utils/packing_plan.h"
 #include "utils/unaligned.h"
@@ -13,15 +10,8 @@
 namespace vek {
 namespace {
 
-constexpr uint64_t kUsPerSecond = 1'000'000;
 constexpr char kTrue = static_cast<char>(0xc3);
 constexpr char kFalse = static_cast<char>(0xc2);
-
-double seconds_of(uint64_t us) noexcept {
-  const uint64_t whole = us / kUsPerSecond;
-  return static_cast<double>(whole) +
-         static_cast<double>(us % kUsPerSecond) / static_cast<double>(kUsPerSecond);
-}
 
 // Literals are padded, so that short ones are copied without a branch on their size.
 [[gnu::always_inline]] inline char* put_literal(char* p, const char* literal, size_t size) {
@@ -43,8 +33,7 @@ template <bool kIsWide>
   const uint64_t sign = static_cast<uint64_t>(static_cast<int64_t>(bits) >> 63) & mask;
   uint64_t magnitude = bits ^ sign;
   if constexpr (!kIsWide) magnitude >>= read.down;
-  const size_t smallest = bit_width(magnitude) + (sign & kNegativeForms);
-  const size_t row = read.form == 0 ? smallest : read.form;
+  const size_t row = read.forms + leading_zeros(magnitude) + (sign & kNegativeForms);
   return put_number(p, magnitude ^ sign, kNumberForms[row]);
 }
 
@@ -52,42 +41,23 @@ char* put_text(char* p, std::string_view text) noexcept {
   return put_str(p, text.data(), static_cast<uint32_t>(text.size()));
 }
 
-char* put_measured_text(char* p, const char* text, uint32_t limit) noexcept {
-  return put_str(p, text, static_cast<uint32_t>(strnlen(text, limit)));
-}
-
-#if defined(__SSE2__)
-// A bit for each byte of the window that is NUL.
-[[gnu::always_inline]] inline uint32_t nul_bytes(const char* window) {
-  const auto half = [](const char* bytes) {
-    const __m128i loaded = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes));
-    return static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(loaded, _mm_setzero_si128())));
-  };
-  return half(window) | half(window + 16) << 16;
-}
-
-// Texts are short and of any length: length and copy without a branch.
+// Short texts are copied without a branch on their size.
 [[gnu::always_inline]] inline char* put_limited_text(char* p, const char* text,
                                                      const PlanStep& step) {
-  constexpr uint32_t kLongest = kTextWindow - 1;  // of the one-byte header
-  if (!step.has_window) [[unlikely]] {
-    return put_measured_text(p, text, step.text_limit);
-  }
-  const uint64_t limit = std::min(step.text_limit, kLongest + 1);
-  const auto length =
-      static_cast<uint32_t>(__builtin_ctzll(nul_bytes(text) | uint64_t{1} << limit));
-  if (length > kLongest) [[unlikely]] {
-    return put_measured_text(p, text, step.text_limit);
+  const uint32_t length = text_length(text, step);
+  if (length >= kTextWindow || !step.has_window) [[unlikely]] {
+    return put_str(p, text, length);
   }
   *p = static_cast<char>(0xa0 | length);
   std::memcpy(p + 1, text, kTextWindow);
   return p + 1 + length;
 }
-#else
-char* put_limited_text(char* p, const char* text, const PlanStep& step) noexcept {
-  return put_measured_text(p, text, step.text_limit);
+
+char* put_hex(char* p, uint64_t value) noexcept {
+  const size_t size = write_guid(p + 1, value, guid_digits(value));
+  *p = static_cast<char>(0xa0 | size);
+  return p + 1 + size;
 }
-#endif
 
 // Values other than numbers. `start` is where the step's key began.
 char* put_other(char* p, char* start, const PlanStep& step, const PlanInput& in) noexcept {
@@ -102,7 +72,7 @@ char* put_other(char* p, char* start, const PlanStep& step, const PlanInput& in)
       *p = *value != 0 ? kTrue : kFalse;
       return p + 1;
     case StepValue::kHex:
-      return put_text(p, GuidText(load_unaligned<uint64_t>(value)).view());
+      return put_hex(p, load_unaligned<uint64_t>(value));
     case StepValue::kText:
       return put_limited_text(p, value, step);
     case StepValue::kTextUnlessEmpty: {
@@ -117,6 +87,8 @@ char* put_other(char* p, char* start, const PlanStep& step, const PlanInput& in)
       return in.has_source ? put_text(p, in.source) : start;
     case StepValue::kSourceOrEmpty:
       return put_text(p, in.source);
+    case StepValue::kMapHeader:
+      return put_map_header(p, static_cast<uint32_t>(step.offset - in.left_out));
     case StepValue::kNote:
       in.note(in.context, step.offset);
       return p;

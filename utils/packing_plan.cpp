@@ -18,13 +18,13 @@ constexpr size_t kMuchTextRoom = 65'536;
 
 NumberRead NumberRead::float32() {
   NumberRead read = integer(4, false);
-  read.form = msgpack_detail::kFloatForm;
+  read.forms = msgpack_detail::kFloatForms;
   return read;
 }
 
 NumberRead NumberRead::float64() {
   NumberRead read = integer(8, false);
-  read.form = msgpack_detail::kDoubleForm;
+  read.forms = msgpack_detail::kDoubleForms;
   return read;
 }
 
@@ -91,12 +91,16 @@ void PlanSectionWriter::text_value(StepValue kind, uint64_t offset, uint32_t lim
 }
 
 void PlanSectionWriter::value(StepValue kind, uint64_t offset) {
-  step(kind, offset, kMsgpackMaxHeader + GuidText::kMaxSize);
+  step(kind, offset, kMsgpackMaxHeader + kMaxGuidText);
 }
 
 void PlanSectionWriter::record_value(StepValue kind) {
   step(kind, 0, kMsgpackMaxNumber);
   if (kind == StepValue::kSource || kind == StepValue::kSourceOrEmpty) ++section_.sources;
+}
+
+void PlanSectionWriter::varying_map_header(uint64_t pairs) {
+  step(StepValue::kMapHeader, pairs, kMsgpackMaxHeader);
 }
 
 void PlanSectionWriter::note(uint64_t index) { step(StepValue::kNote, index, 0); }

@@ -29,6 +29,7 @@ enum class StepValue : uint8_t {
   kTime,             // the record's time in microseconds
   kSource,           // with its key left out when there is no source
   kSourceOrEmpty,    // an empty text when there is no source
+  kMapHeader,        // the step's offset, less the texts that are left out
   kNote              // nothing but a call of PlanInput::note, with the offset
 };
 
@@ -38,7 +39,7 @@ struct NumberRead {
   uint8_t up = 0;
   uint8_t down = 0;
   int8_t sign_mask = 0;  // -1: signed
-  uint8_t form = 0;      // a row of kNumberForms to take whatever the value; 0: the smallest
+  uint8_t forms = 0;     // the first of its kind in kNumberForms
 
   static constexpr NumberRead integer(uint8_t width, bool is_signed) {
     const auto unused = static_cast<uint8_t>(64 - 8 * width);
@@ -79,6 +80,14 @@ struct PlanSection {
   static_assert(kRoomBehind >= 1 + kTextWindow);
 };
 
+// A time in microseconds as records carry it.
+inline double seconds_of(uint64_t us) noexcept {
+  constexpr uint64_t kUsPerSecond = 1'000'000;
+  const uint64_t whole = us / kUsPerSecond;
+  return static_cast<double>(whole) +
+         static_cast<double>(us % kUsPerSecond) / static_cast<double>(kUsPerSecond);
+}
+
 // What one record brings along.
 struct PlanInput {
   const char* bytes = nullptr;
@@ -86,6 +95,7 @@ struct PlanInput {
   std::string_view source = {};
   bool has_source = false;
   bool leave_out_empty = false;
+  uint64_t left_out = 0;  // texts that are empty and left out: see count_empty_texts()
   void (*note)(const void* context, uint64_t index) = nullptr;
   const void* context = nullptr;
 };
@@ -107,6 +117,8 @@ class PlanSectionWriter {
   void value(StepValue kind, uint64_t offset);
   // kSeconds, kTime, kSource and kSourceOrEmpty.
   void record_value(StepValue kind);
+  // Of `pairs`, less PlanInput::left_out.
+  void varying_map_header(uint64_t pairs);
   void note(uint64_t index);
 
   // What follows is a step of its own, so that it can be left out alone.

@@ -3,6 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <set>
+#include <utility>
+
 #include "counters/counters_msgpack.h"
 #include "exporter/counters_schema_signature.h"
 #include "tests/support/log_capture.h"
@@ -56,33 +59,66 @@ TEST_F(Cache, KnowsASchemaThatWasChangedInPlace) {
   EXPECT_NE(cache_.get(schema.get(), nullptr).set, first);
 }
 
-TEST_F(Cache, LooksAtSharedSchemasByTheirOwner) {
-  auto share = [](OwnedCounters schema) {
-    return std::shared_ptr<vek_counters_schema_t>(std::move(schema));
-  };
-  auto first = share(countersSchema({"rx"}));
-  const vek_counter_set_t* rx = cache_.get(first, nullptr).set;
-  EXPECT_EQ(cache_.get(first, nullptr).set, rx);
-  EXPECT_EQ(first.use_count(), 1) << "the cache keeps no schema alive";
-  auto second = share(countersSchema({"tx"}));
-  const vek_counter_set_t* tx = cache_.get(second, nullptr).set;
-  EXPECT_NE(tx, rx);
-  EXPECT_EQ(cache_.get(first, nullptr).set, rx);
-  // The same address under a new owner is looked at afresh.
-  vek_counters_schema_t* const raw = first.get();
-  const std::shared_ptr<vek_counters_schema_t> other(raw, [](vek_counters_schema_t*) {});
-  free(raw->groups[0]->counters[0]->name);
-  raw->groups[0]->counters[0]->name = strdup("tx");
-  EXPECT_EQ(cache_.get(other, nullptr).set, tx);
+TEST_F(Cache, KnowsAPagesSchemaWithoutALookAtItsCounters) {
+  const OwnedCounters schema = countersSchema({"rx"});
+  const std::string id = countersIdOf(*schema);
+  const BoundCounterSet first = cache_.get_for_page(schema.get(), nullptr);
+  ASSERT_NE(first.set, nullptr);
+  // Schemas are only read once they are in use; a look would find this.
+  char* const name = schema->groups[0]->counters[0]->name;
+  name[0] = 'x';
+  EXPECT_EQ(cache_.get_for_page(schema.get(), nullptr).set, first.set);
+  EXPECT_THAT(talk(), ElementsAre("[getCset] Creating new cset for schema id = '" + id + "'",
+                                  "[getCset] Found cset for schema id = '" + id + "'"));
 }
 
-TEST_F(Cache, TellsTwoSchemasOfOneOwnerApart) {
-  const OwnedCounters a = countersSchema({"a"});
-  const OwnedCounters b = countersSchema({"b"});
-  const auto owner = std::make_shared<int>(0);
-  const std::shared_ptr<vek_counters_schema_t> shared_a(owner, a.get());
-  const std::shared_ptr<vek_counters_schema_t> shared_b(owner, b.get());
-  EXPECT_NE(cache_.get(shared_a, nullptr).set, cache_.get(shared_b, nullptr).set);
+TEST_F(Cache, NeverTakesANewSchemaAtAnOldAddressForTheOldOne) {
+  const OwnedCounters old_one = countersSchema({"rx"});
+  const OwnedCounters new_one = countersSchema({"tx"});
+  const vek_counter_set_t* rx = cache_.get_for_page(old_one.get(), nullptr).set;
+  // What an allocator does that gives the same memory again.
+  std::swap(*old_one, *new_one);
+  EXPECT_NE(cache_.get_for_page(old_one.get(), nullptr).set, rx);
+  EXPECT_EQ(cache_.get_for_page(new_one.get(), nullptr).set, rx);
+}
+
+TEST_F(Cache, SeesThatAPagesSchemaHasGrown) {
+  const OwnedCounters schema = countersSchema({"rx"});
+  const vek_counter_set_t* first = cache_.get_for_page(schema.get(), nullptr).set;
+  const OwnedCounters other = countersSchema({"rx", "tx"});
+  std::swap(schema->groups[0], other->groups[0]);
+  EXPECT_NE(cache_.get_for_page(schema.get(), nullptr).set, first);
+}
+
+TEST_F(Cache, LooksAtEveryPageOfASchemaWithoutASerialNumber) {
+  const OwnedCounters schema = countersSchema({"rx"});
+  schema->serial = 0;
+  const vek_counter_set_t* first = cache_.get_for_page(schema.get(), nullptr).set;
+  schema->groups[0]->counters[0]->name[0] = 'x';
+  EXPECT_NE(cache_.get_for_page(schema.get(), nullptr).set, first);
+}
+
+TEST_F(Cache, KnowsMoreSchemasThanItHasPlacesFor) {
+  std::vector<OwnedCounters> schemas;
+  std::vector<const vek_counter_set_t*> sets;
+  for (int i = 0; i < 40; ++i) {
+    const std::string name = "c" + std::to_string(i);
+    schemas.push_back(countersSchema({name.c_str()}));
+    sets.push_back(cache_.get_for_page(schemas.back().get(), nullptr).set);
+  }
+  EXPECT_EQ(std::set<const void*>(sets.begin(), sets.end()).size(), sets.size());
+  for (size_t i = 0; i < sets.size(); ++i) {
+    EXPECT_EQ(cache_.get_for_page(schemas[i].get(), nullptr).set, sets[i]);
+  }
+}
+
+TEST_F(Cache, KnowsNothingOnceCleared) {
+  const OwnedCounters schema = countersSchema({"rx"});
+  cache_.get_for_page(schema.get(), nullptr);
+  cache_.clear();
+  log_.clear();
+  EXPECT_NE(cache_.get_for_page(schema.get(), nullptr).set, nullptr);
+  EXPECT_EQ(talk().size(), 1u);
 }
 
 TEST_F(Cache, KeepsTheFirstFileForAnIdentifier) {
@@ -101,7 +137,7 @@ TEST_F(Cache, WorksOutTheExtentOfABlock) {
 
 TEST_F(Cache, HasNoSetForNoSchema) {
   EXPECT_EQ(cache_.get(nullptr, nullptr).set, nullptr);
-  EXPECT_EQ(cache_.get(std::shared_ptr<vek_counters_schema_t>(), nullptr).set, nullptr);
+  EXPECT_EQ(cache_.get_for_page(nullptr, nullptr).set, nullptr);
 }
 
 TEST_F(Cache, StartsAfreshOnceCleared) {

@@ -16,6 +16,12 @@ namespace vek::test {
 
 using ParameterPairs = std::vector<std::pair<std::string, std::string>>;
 
+// The number behind `"name":` in statistics; 0 where there is none.
+inline uint64_t number_in(const std::string& stats, const std::string& name) {
+  const size_t at = stats.find('"' + name + "\":");
+  return at == std::string::npos ? 0 : std::stoull(stats.substr(at + name.size() + 3));
+}
+
 class Engine {
  public:
   explicit Engine(const char* plugin, const ParameterPairs& pairs = {}) {
@@ -44,12 +50,7 @@ class Engine {
     text.resize(length > 0 ? static_cast<size_t>(length) : 0);
     return text;
   }
-  // The number behind `"name":` in the statistics.
-  uint64_t stat(const std::string& name) const {
-    const std::string text = stats();
-    const size_t at = text.find('"' + name + "\":");
-    return at == std::string::npos ? 0 : std::stoull(text.substr(at + name.size() + 3));
-  }
+  uint64_t stat(const std::string& name) const { return number_in(stats(), name); }
   // Waits until nothing is queued; false after ten seconds.
   bool drained() const {
     for (int i = 0; i < 10'000; ++i) {

@@ -136,8 +136,9 @@ TEST(ForwardMisbehaviour, SurvivesAConnectionThatEndsInsideEachByteOfAnAcknowled
     const ForwardReceiver receiver(script);
     Engine engine("forward", quick(receiver));
     add_numbered(engine, 0, 3);
+    ASSERT_TRUE(engine.drained());
+    EXPECT_GT(engine.stat("retried"), 0u);
     expect_all(engine, receiver, 3);
-    EXPECT_GE(engine.stat("retried"), 0u);
   }
 }
 
@@ -172,7 +173,8 @@ TEST(ForwardMisbehaviour, CountsWhatIsSentAgain) {
     reply.closes = true;
     return reply;
   }));
-  Engine engine("forward", quick(receiver));
+  // Long enough for the busiest machine: only what was closed on is sent again.
+  Engine engine("forward", quick(receiver, {{"vek.ack_timeout", "10"}}));
   engine.add(numbered_record(0) + numbered_record(1));
   ASSERT_TRUE(engine.drained());
   EXPECT_EQ(engine.stat("retried"), 2u);

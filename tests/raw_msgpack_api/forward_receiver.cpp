@@ -9,6 +9,7 @@
 #include <unistd.h>
 #include <zlib.h>
 
+#include <csignal>
 #include <map>
 
 #include "raw_msgpack_api/msgpack_token.h"
@@ -177,6 +178,11 @@ void ForwardReceiver::stop() {
 }
 
 void ForwardReceiver::run() {
+  // TLS writes to connections that the other side has closed.
+  sigset_t pipe;
+  sigemptyset(&pipe);
+  sigaddset(&pipe, SIGPIPE);
+  pthread_sigmask(SIG_BLOCK, &pipe, nullptr);
   while (!stop_) {
     pollfd request{listener_, POLLIN, 0};
     if (poll(&request, 1, 10) == 0) continue;

@@ -1,0 +1,47 @@
+// RecordPacker: one record after the other by the same plan, each made out of the one before it.
+//
+// Most values keep their size from record to record: a counter grows, but seldom beyond its number
+// of bytes. While all but a few do, packing is writing the values to their places (RecordPlaces);
+// otherwise the record is packed anew, and a packer whose values keep changing size stops trying
+// for a while.
+//
+// A packer belongs to one thread at a time. The sections must stay as they are for as long as the
+// packer may meet them.
+#ifndef VEK_UTILS_RECORD_PACKER_H
+#define VEK_UTILS_RECORD_PACKER_H
+
+#include <cstddef>
+#include <string_view>
+
+#include "utils/msgpack_buffer.h"
+#include "utils/packing_plan.h"
+#include "utils/record_places.h"
+
+namespace vek {
+
+// Writes a record of two sections from the start of a buffer, which gets `least_capacity` bytes if
+// it needs any; the record's size, or 0 when memory runs out.
+size_t pack_record(MsgpackBuffer& buffer, const PlanSection& head, const PlanSection& body,
+                   const PlanInput& input, size_t least_capacity = 0) noexcept;
+
+class RecordPacker {
+ public:
+  // The record, valid until the next call; empty when memory runs out.
+  std::string_view pack(const PlanSection& head, const PlanSection& body,
+                        const PlanInput& input) noexcept;
+  // The same, for sections that will not come again.
+  std::string_view pack_once(const PlanSection& head, const PlanSection& body,
+                             const PlanInput& input) noexcept;
+
+ private:
+  MsgpackBuffer buffer_;
+  const PlanSection* head_ = nullptr;  // of the record whose places are known; null: none
+  const PlanSection* body_ = nullptr;
+  RecordPlaces places_;
+  unsigned misses_ = 0;  // in a row
+  unsigned pause_ = 0;   // records to pack before places are looked at again
+};
+
+}  // namespace vek
+
+#endif  // VEK_UTILS_RECORD_PACKER_H

@@ -1,0 +1,76 @@
+// RecordPlaces: where each value of a packed record stands, so that the next record can be made by
+// writing other values there.
+//
+// While every value keeps its size, all other bytes stay as they are. For a few values that changed
+// it, what stands behind them is moved.
+#ifndef VEK_UTILS_RECORD_PLACES_H
+#define VEK_UTILS_RECORD_PLACES_H
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string_view>
+#include <vector>
+
+#include "utils/packing_plan.h"
+
+namespace vek {
+
+class RecordPlaces {
+ public:
+  // From `record`, which was packed from this input by these sections, in memory of `capacity`
+  // bytes that have room for every such record. False, and of no use, when a step of theirs has no
+  // place or memory runs out.
+  bool learn(const PlanSection& head, const PlanSection& body, const PlanInput& input, char* record,
+             size_t size, size_t capacity) noexcept;
+  // Makes the record of this input out of the one that was learnt or made last. False, with a
+  // spoilt record and of no further use, when too much has changed.
+  bool rewrite(const PlanInput& input) noexcept;
+
+  std::string_view record() const { return {record_, size_}; }
+
+ private:
+  // A number's place, and the values that have its size.
+  struct Number {
+    uint64_t least;
+    uint64_t span;  // largest value less `least`
+    uint64_t tail;  // what stands behind the number, in the bytes of its word that it leaves
+    uint32_t in;
+    uint32_t out;  // of the value's own bytes
+    NumberRead read;
+    uint8_t lead;  // bytes before those
+    uint8_t shift;
+
+    uint32_t begin() const { return out - lead; }
+    uint32_t end() const { return out + 8u - shift / 8u; }
+  };
+  // Any other value's place, or the place where it would be when it was left out.
+  struct Other {
+    const PlanStep* step;
+    uint32_t out;   // of its first byte
+    uint32_t text;  // size of a text, without its header
+    bool is_left_out;
+  };
+  class Learner;
+
+  bool rewrite_numbers(const char* bytes) noexcept;
+  bool rewrite_other(Other& other, const PlanInput& input) noexcept;
+  bool rewrite_text(Other& other, std::string_view text) noexcept;
+  bool resize(Number& number, uint64_t value) noexcept;
+  void describe(Number& number) noexcept;
+  void renew_tail(Number& number) noexcept;
+  void renew_tails_before(uint32_t place) noexcept;
+  bool move(uint32_t old_end, uint32_t new_end) noexcept;
+
+  char* record_ = nullptr;
+  size_t size_ = 0;
+  size_t capacity_ = 0;
+  unsigned moves_left_ = 0;  // for the record at hand
+  bool has_only_wide_numbers_ = false;
+  std::vector<Number> numbers_;  // in the order of the record, as the others are
+  std::vector<Other> others_;
+};
+
+}  // namespace vek
+
+#endif  // VEK_UTILS_RECORD_PLACES_H

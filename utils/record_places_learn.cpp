@@ -1,0 +1,130 @@
+// Finding the places of a record's values, by going over its steps once more.
+#include <exception>
+#include <limits>
+
+#include "utils/limited_text.h"
+#include "utils/msgpack_encode.h"
+#include "utils/record_places.h"
+
+namespace vek {
+
+class RecordPlaces::Learner {
+ public:
+  Learner(RecordPlaces& places, const PlanInput& input) : places_(places), input_(input) {}
+
+  // False for a section with a step that has no place.
+  bool section(const PlanSection& section) {
+    for (const PlanStep& step : section.steps) {
+      if (!take(step)) return false;
+    }
+    return true;
+  }
+
+ private:
+  uint8_t byte(uint32_t at) const { return static_cast<uint8_t>(places_.record_[at]); }
+
+  bool take(const PlanStep& step) {
+    const uint32_t key = at_;
+    at_ += step.literal_size;
+    switch (step.value) {
+      case StepValue::kNone:
+        return true;
+      case StepValue::kNumber:
+        return number(step);
+      case StepValue::kBool:
+        return other(step, 1);
+      case StepValue::kSeconds:
+        return other(step, kMsgpackMaxNumber);
+      case StepValue::kTime:
+        // Any other time is packed anew.
+        return input_.time_us > std::numeric_limits<uint32_t>::max() &&
+               other(step, kMsgpackMaxNumber);
+      case StepValue::kMapHeader:
+        // Says how many texts are left out, and each of those has a place.
+        at_ += map_header_size();
+        return true;
+      case StepValue::kHex:
+      case StepValue::kText:
+      case StepValue::kSourceOrEmpty:
+        return text(step);
+      case StepValue::kSource:
+        return input_.has_source ? text(step) : left_out(step, key);
+      case StepValue::kTextUnlessEmpty: {
+        const bool is_empty = text_length(input_.bytes + step.offset, step) == 0;
+        return is_empty && input_.leave_out_empty ? left_out(step, key) : text(step);
+      }
+      default:
+        return false;
+    }
+  }
+
+  bool number(const PlanStep& step) {
+    Number number = {};
+    number.in = static_cast<uint32_t>(step.offset);
+    number.read = step.number;
+    number.out = at_;
+    places_.describe(number);
+    at_ = number.end();
+    places_.numbers_.push_back(number);
+    return step.offset <= std::numeric_limits<uint32_t>::max();
+  }
+
+  bool text(const PlanStep& step) {
+    const uint32_t begin = at_;
+    const uint8_t first = byte(at_++);
+    uint32_t size = first & 0x1f;
+    if (first >= 0xd9 && first <= 0xdb) {
+      size = 0;
+      for (int left = 1 << (first - 0xd9); left > 0; --left) size = size << 8 | byte(at_++);
+    }
+    places_.others_.push_back({&step, begin, size, false});
+    at_ += size;
+    return true;
+  }
+
+  bool other(const PlanStep& step, uint32_t size) {
+    places_.others_.push_back({&step, at_, 0, false});
+    at_ += size;
+    return true;
+  }
+
+  bool left_out(const PlanStep& step, uint32_t key) {
+    places_.others_.push_back({&step, key, 0, true});
+    at_ = key;
+    return true;
+  }
+
+  uint32_t map_header_size() const {
+    switch (byte(at_)) {
+      case 0xde:
+        return 3;
+      case 0xdf:
+        return 5;
+      default:
+        return 1;
+    }
+  }
+
+  RecordPlaces& places_;
+  const PlanInput& input_;
+  uint32_t at_ = 0;
+};
+
+bool RecordPlaces::learn(const PlanSection& head, const PlanSection& body, const PlanInput& input,
+                         char* record, size_t size, size_t capacity) noexcept {
+  if (size == 0 || size > std::numeric_limits<uint32_t>::max()) return false;
+  record_ = record;
+  size_ = size;
+  capacity_ = capacity;
+  has_only_wide_numbers_ = head.has_only_wide_numbers && body.has_only_wide_numbers;
+  numbers_.clear();
+  others_.clear();
+  try {
+    Learner learner(*this, input);
+    return learner.section(head) && learner.section(body);
+  } catch (const std::exception&) {  // no memory: records are packed anew
+    return false;
+  }
+}
+
+}  // namespace vek
