@@ -3,6 +3,7 @@
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -48,6 +49,9 @@ Options read_options(int argc, char** argv) {
     const std::string_view argument = argv[i];
     if (argument == "--instructions") {
       options.instructions = true;
+    } else if (argument == "--help") {
+      std::fputs(kUsage, stdout);
+      std::exit(0);
     } else if (argument == "--under-callgrind") {
       options.under_callgrind = true;
     } else if (argument == "--check") {
@@ -80,7 +84,7 @@ class TableReporter : public benchmark::BenchmarkReporter {
   const Table& table() const { return table_; }
 
  private:
-  Table table_{"ns"};
+  Table table_{Table::Unit::kNanoseconds};
 };
 
 // What is given on the command line wins over the defaults. False when a flag is unknown.
@@ -128,7 +132,7 @@ int run(int argc, char** argv) {
     run_under_callgrind(options.filter);
     return 0;
   }
-  Table table(options.instructions ? "instructions" : "ns");
+  Table table(options.instructions ? Table::Unit::kInstructions : Table::Unit::kNanoseconds);
   if (options.instructions) {
     table = count_instructions(argv[0], options.filter);
   } else if (!measure_time(argv[0], options, table)) {

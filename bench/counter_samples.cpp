@@ -5,6 +5,7 @@
 #include <random>
 
 #include "bench/record_pool.h"
+#include "bench/sample_values.h"
 #include "tests/support/temp_dir.h"
 
 namespace vek::bench {
@@ -31,12 +32,13 @@ constexpr Kind kUsual[] = {
     {"rx_csum_complete", VEK_DATA_TYPE_UINT64},
     {"state", VEK_DATA_TYPE_STRING},
 };
+constexpr size_t kGuid = 3;  // the counter that is an identifier
 constexpr Kind kText = {"state", VEK_DATA_TYPE_STRING};
 constexpr Kind kHex = {"port_guid", VEK_DATA_TYPE_UINT64};
 
 Kind kind_of(size_t index, CounterMix mix) {
   if (mix == CounterMix::kTexts) return kText;
-  if (mix == CounterMix::kHex || index == 3) return kHex;
+  if (mix == CounterMix::kHex || index == kGuid) return kHex;
   return kUsual[index % std::size(kUsual)];
 }
 
@@ -68,17 +70,6 @@ void fill_value(const vek_counter_info_t& counter, uint64_t bits, uint8_t* at) {
       std::memcpy(at, &bits, sizeof(bits));
       break;
   }
-}
-
-std::vector<uint64_t> draw_values(size_t count, std::mt19937_64& random) {
-  std::vector<uint64_t> values(count);
-  for (uint64_t& value : values) value = random() >> random() % 64;
-  return values;
-}
-
-// Within the same power of two mostly, as a counter's next sample is.
-void grow(std::vector<uint64_t>& values) {
-  for (uint64_t& value : values) value += value >> 16;
 }
 
 std::vector<uint8_t> make_block(const vek_counters_schema_t* schema,
@@ -118,11 +109,7 @@ CounterSamples::CounterSamples(const CounterSampleOptions& options)
   std::vector<uint64_t> values = draw_values(options.num_counters, random);
   for (size_t i = 0; i < count; ++i) {
     blocks_.push_back(make_block(schema, values, kFirstTime + i * 1'000'000));
-    if (options.values == Values::kRandom) {
-      values = draw_values(options.num_counters, random);
-    } else {
-      grow(values);
-    }
+    go_on(values, options.values, kGuid, random);
   }
 }
 

@@ -7,17 +7,12 @@
 #include <string>
 #include <vector>
 
+#include "bench/sample_values.h"
 #include "counters/counter_set.h"
 #include "data/type_system.h"
 #include "utils/owned.h"
 
 namespace vek::bench {
-
-// How the values of one block relate to those of the block before it.
-enum class Values {
-  kSteady,  // grown by a little, as real counters do
-  kRandom   // drawn anew, of any magnitude
-};
 
 enum class CounterMix {
   kUsual,  // of a network card: mostly UINT64, some INT64 and FP64, a few short texts, one GUID

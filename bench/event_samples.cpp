@@ -1,10 +1,12 @@
 #include "bench/event_samples.h"
 
+#include <bit>
 #include <cstring>
 #include <random>
 #include <string>
 
 #include "bench/record_pool.h"
+#include "bench/sample_values.h"
 #include "data/builtin_types.h"
 
 namespace vek::bench {
@@ -26,6 +28,7 @@ constexpr Kind kKinds[] = {
     {"load", "double"},
 };
 
+constexpr size_t kGuid = 3;  // the field that names the source
 constexpr Kind kText = {"driver", "char"};
 
 Kind kind_of(size_t index, EventMix mix) {
@@ -41,7 +44,7 @@ vek_schema_t* make_schema(vek_type_system_t* type_system, size_t num_fields, Eve
   std::vector<std::string> names;
   for (size_t i = 0; i < num_fields; ++i) {
     const Kind kind = kind_of(i, mix);
-    const bool is_guid = i == 3 && mix == EventMix::kUsual;
+    const bool is_guid = i == kGuid && mix == EventMix::kUsual;
     names.push_back(is_guid ? "port_guid" : kind.name + ("_" + std::to_string(i)));
   }
   std::vector<vek_type_field_info_t> infos;
@@ -56,13 +59,19 @@ vek_schema_t* make_schema(vek_type_system_t* type_system, size_t num_fields, Eve
   return schema;
 }
 
-void fill_value(const vek_type_field_definition_t& field, std::mt19937_64& random, uint8_t* at) {
-  const uint64_t bits = random() >> random() % 64;
+// The leading bits that fit into a field, so that narrow fields grow as slowly as wide ones.
+uint64_t narrowed(uint64_t bits, uint64_t bytes) {
+  const uint64_t most = 8 * bytes - 1;
+  const auto width = static_cast<uint64_t>(std::bit_width(bits));
+  return width > most ? bits >> (width - most) : bits;
+}
+
+void fill_value(const vek_type_field_definition_t& field, uint64_t bits, uint8_t* at) {
   const double real = 20 + static_cast<double>(bits % 8000) / 100;
   const auto narrow = static_cast<float>(real);
   switch (field.type->id) {
     case VEK_TYPE_CHAR:
-      std::memcpy(at, "ethernet-port-name", bits % 19);
+      std::memcpy(at, "ethernet-port-name", static_cast<size_t>(std::bit_width(bits)) % 19);
       break;
     case VEK_TYPE_FLOAT:
       std::memcpy(at, &narrow, sizeof(narrow));
@@ -71,22 +80,24 @@ void fill_value(const vek_type_field_definition_t& field, std::mt19937_64& rando
       std::memcpy(at, &real, sizeof(real));
       break;
     default:
+      bits = narrowed(bits, field.type_size);
       std::memcpy(at, &bits, field.type_size);
       break;
   }
 }
 
-std::vector<uint8_t> make_event(const vek_type_definition_t& type, std::mt19937_64& random) {
+std::vector<uint8_t> make_event(const vek_type_definition_t& type,
+                                const std::vector<uint64_t>& values) {
   std::vector<uint8_t> event(type.size);
   for (uint16_t i = 0; i < type.num_fields; ++i) {
-    fill_value(*type.fields[i], random, event.data() + type.fields[i]->offset);
+    fill_value(*type.fields[i], values[i], event.data() + type.fields[i]->offset);
   }
   return event;
 }
 
 }  // namespace
 
-EventSamples::EventSamples(size_t num_fields, EventMix mix)
+EventSamples::EventSamples(size_t num_fields, Values values, EventMix mix)
     : type_system_(vek_create_type_system()) {
   const vek_schema_t* schema = make_schema(type_system_.get(), num_fields, mix);
   field_set_.loadFromLines({"[" + std::string(type_name(mix)) + "]", "if_name=interface_2",
@@ -109,7 +120,11 @@ EventSamples::EventSamples(size_t num_fields, EventMix mix)
 
   std::mt19937_64 random(num_fields);
   const size_t count = samples_for(kBytesPerField * num_fields);
-  for (size_t i = 0; i < count; ++i) events_.push_back(make_event(*schema->types[0], random));
+  std::vector<uint64_t> current = draw_values(num_fields, random);
+  for (size_t i = 0; i < count; ++i) {
+    events_.push_back(make_event(*schema->types[0], current));
+    go_on(current, values, kGuid, random);
+  }
 }
 
 }  // namespace vek::bench

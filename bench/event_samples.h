@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "bench/sample_values.h"
 #include "data/data_page.h"
 #include "data/type_system.h"
 #include "field_set/field_set.h"
@@ -23,7 +24,7 @@ enum class EventMix {
 // pool of records takes. The same for the same options in every run.
 class EventSamples {
  public:
-  explicit EventSamples(size_t num_fields, EventMix mix = EventMix::kUsual);
+  EventSamples(size_t num_fields, Values values, EventMix mix);
 
   FieldSet& field_set() { return field_set_; }
   test::PlainFieldSet& plain_field_set() { return plain_; }

@@ -15,6 +15,7 @@ namespace {
 struct EventsCase {
   std::string name;
   size_t num_fields = 0;
+  Values values = Values::kRandom;
   EventMix mix = EventMix::kUsual;
   const char* layout = "flb_std";
   const char* source = "node-0017.rack-4";
@@ -51,7 +52,7 @@ RecordPool make_pool(const EventsCase& what, EventSamples& samples) {
 }
 
 Prepared prepare_ours(const EventsCase& what) {
-  const auto samples = std::make_shared<EventSamples>(what.num_fields, what.mix);
+  const auto samples = std::make_shared<EventSamples>(what.num_fields, what.values, what.mix);
   const double bytes = make_pool(what, *samples).mean_bytes();
   return {[=](size_t count) {
             for (size_t i = 0; i < count; ++i) {
@@ -64,7 +65,7 @@ Prepared prepare_ours(const EventsCase& what) {
 }
 
 Prepared prepare_public(const EventsCase& what) {
-  const auto samples = std::make_shared<EventSamples>(what.num_fields, what.mix);
+  const auto samples = std::make_shared<EventSamples>(what.num_fields, what.values, what.mix);
   return {[=](size_t count) {
             for (size_t i = 0; i < count; ++i) {
               msgpack_sbuffer buffer;
@@ -78,7 +79,7 @@ Prepared prepare_public(const EventsCase& what) {
 }
 
 Prepared prepare_plain(const EventsCase& what) {
-  const auto samples = std::make_shared<EventSamples>(what.num_fields, what.mix);
+  const auto samples = std::make_shared<EventSamples>(what.num_fields, what.values, what.mix);
   const std::shared_ptr<msgpack_sbuffer> buffer(msgpack_sbuffer_new(), msgpack_sbuffer_free);
   return {[=](size_t count) {
             for (size_t i = 0; i < count; ++i) {
@@ -92,7 +93,7 @@ Prepared prepare_plain(const EventsCase& what) {
 }
 
 Prepared prepare_floor(const EventsCase& what) {
-  EventSamples samples(what.num_fields, what.mix);
+  EventSamples samples(what.num_fields, what.values, what.mix);
   const auto pool = std::make_shared<RecordPool>(make_pool(what, samples));
   return {[=](size_t count) { pool->copy(count); }, pool->mean_bytes()};
 }
@@ -106,12 +107,13 @@ void add(const EventsCase& what) {
 bool add_all() {
   for (const char* layout : {"flb_std", "custom"}) {
     for (const size_t count : {size_t{8}, size_t{40}, size_t{150}}) {
-      add({"events/" + std::string(layout) + "/" + std::to_string(count), count, EventMix::kUsual,
-           layout});
+      const std::string name = "events/" + std::string(layout) + "/" + std::to_string(count);
+      add({name + "/steady", count, Values::kSteady, EventMix::kUsual, layout});
+      add({name + "/random", count, Values::kRandom, EventMix::kUsual, layout});
     }
   }
-  add({"events/empty-texts/40", 40, EventMix::kEmptyTexts});
-  add({"events/no-source/40", 40, EventMix::kUsual, "flb_std", ""});
+  add({"events/empty-texts/40", 40, Values::kRandom, EventMix::kEmptyTexts});
+  add({"events/no-source/40", 40, Values::kRandom, EventMix::kUsual, "flb_std", ""});
 
   const EventsCase own_buffer = {"events/own-buffer/40", 40};
   add_workload(own_buffer.name, "ours", [=] { return prepare_public(own_buffer); });

@@ -10,6 +10,8 @@
 
 namespace vek::bench {
 
+struct Goal;
+
 // Of one variant of one workload.
 struct Figures {
   double cost = 0;         // of one record, in the table's unit
@@ -19,8 +21,9 @@ struct Figures {
 
 class Table {
  public:
-  // `unit`: "ns", or "instructions", which has no floor: a memcpy takes next to none.
-  explicit Table(std::string unit) : unit_(std::move(unit)) {}
+  enum class Unit { kNanoseconds, kInstructions };
+
+  explicit Table(Unit unit) : unit_(unit) {}
 
   void add(const std::string& workload, const std::string& variant, const Figures& figures);
   // Null where there are none.
@@ -43,11 +46,14 @@ class Table {
     double ratio(const char* over, const char* under) const;
   };
 
+  double least_times_plain(const Goal& goal) const;
   // 0 without both of the workloads that it takes.
   double growth() const;
   const Row* find(std::string_view workload) const;
 
-  std::string unit_;
+  const char* unit_name() const;
+
+  Unit unit_;
   std::vector<Row> rows_;  // in the order of their first figures
 };
 

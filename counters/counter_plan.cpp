@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstring>
 #include <exception>
 
 #include "counters/builtin_keys.h"
@@ -202,7 +203,7 @@ CountersRecord::CountersRecord(const vek_counter_plan& plan, const vek_counter_s
 
 const PlanSection& CountersRecord::head_for(const vek_counter_plan& plan,
                                             const char* layout) const noexcept {
-  if (layout && std::string_view(layout) == "flb_std") return plan.flb_std_head;
+  if (layout && std::strcmp(layout, "flb_std") == 0) return plan.flb_std_head;
   return input.has_source ? plan.custom_head : plan.custom_head_without_source;
 }
 

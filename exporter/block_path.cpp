@@ -33,7 +33,10 @@ void SchemaManagerPath::on_schemas_block(FieldSet* field_set) {
 // Asked for every block: a schema file that arrives late counts from the next block on.
 BoundCounterSet SchemaManagerPath::counter_set() {
   if (!manager_) return {};
-  const auto schema = manager_->getCountersSchema(schema_id_);
+  // Made once for a run of pages of one schema: the text in it takes memory.
+  data::SchemaId& id = exporter_.page_schema_id_;
+  if (vek_compare_schema_id(id.bytes(), schema_id_) != 0) id = data::SchemaId(schema_id_);
+  const auto schema = manager_->getCountersSchema(id);
   if (!schema) return {};
   const BoundCounterSet counters =
       exporter_.csets_.get_for_page(schema.get(), exporter_.counterset_file_);

@@ -53,7 +53,7 @@ class SchemaManagerPath final : public BlockPath {
  private:
   FluentBitExporter& exporter_;
   SchemaManager* manager_;
-  data::SchemaId schema_id_;
+  const uint8_t* schema_id_;  // of the page
 };
 
 }  // namespace vek

@@ -152,6 +152,7 @@ class VEK_API FluentBitExporter {
   bool connected_ = false;
   const char* counterset_file_ = nullptr;  // borrowed
   CounterSetCache csets_;
+  data::SchemaId page_schema_id_;        // of the last page over a schema manager
   const char* fieldset_file_ = nullptr;  // borrowed
   std::unique_ptr<FieldSet> field_set_;
   vek_schema_block_t last_schemas_block_{};  // of the page at hand

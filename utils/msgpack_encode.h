@@ -79,8 +79,9 @@ inline char* put_number(char* p, uint64_t value, const NumberForm& form) noexcep
   return p + form.size;
 }
 
+// Of 0 as many as of 1, which needs no look at whether it is.
 inline size_t leading_zeros(uint64_t value) noexcept {
-  return static_cast<size_t>(std::countl_zero(value));
+  return static_cast<size_t>(__builtin_clzll(value | 1));
 }
 
 inline char* put_length(char* p, uint8_t type, uint32_t length, size_t size) noexcept {

@@ -51,7 +51,7 @@ template <bool kIsWide, typename Number>
   uint64_t misfits = 0;
   for (const Number* number = begin; number != end; ++number) {
     const uint64_t value = read_number<kIsWide>(bytes, number->in, number->read);
-    misfits |= static_cast<uint64_t>(value - number->least > number->span);
+    misfits += value - number->least > number->span ? 1 : 0;
     const uint64_t word = __builtin_bswap64(value << number->shift) | number->tail;
     std::memcpy(record + number->out, &word, kWord);
   }
@@ -243,7 +243,7 @@ bool RecordPlaces::rewrite_other(Other& other, const PlanInput& input) noexcept 
     case StepValue::kSourceOrEmpty:
       return rewrite_text(other, input.source);
     case StepValue::kHex:
-      return rewrite_text(other, GuidText(load_unaligned<uint64_t>(value)).view());
+      return rewrite_guid(other, load_unaligned<uint64_t>(value));
     case StepValue::kTextUnlessEmpty: {
       const uint32_t length = text_length(value, step);
       const bool is_left_out = length == 0 && input.leave_out_empty;
@@ -253,6 +253,17 @@ bool RecordPlaces::rewrite_other(Other& other, const PlanInput& input) noexcept 
     default:
       return rewrite_text(other, {value, text_length(value, step)});
   }
+}
+
+// Identifiers seldom change, and are dear to write.
+bool RecordPlaces::rewrite_guid(Other& other, uint64_t guid) noexcept {
+  if (guid == other.guid) [[likely]] {
+    return true;
+  }
+  other.guid = guid;
+  if (!rewrite_text(other, GuidText(guid).view())) return false;
+  renew_tails_before(other.out);
+  return true;
 }
 
 bool RecordPlaces::rewrite_text(Other& other, std::string_view text) noexcept {

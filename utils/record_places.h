@@ -50,12 +50,14 @@ class RecordPlaces {
     uint32_t out;   // of its first byte
     uint32_t text;  // size of a text, without its header
     bool is_left_out;
+    uint64_t guid;  // the identifier that is there as text
   };
   class Learner;
 
   bool rewrite_numbers(const char* bytes) noexcept;
   bool rewrite_other(Other& other, const PlanInput& input) noexcept;
   bool rewrite_text(Other& other, std::string_view text) noexcept;
+  bool rewrite_guid(Other& other, uint64_t guid) noexcept;
   bool resize(Number& number, uint64_t value) noexcept;
   void describe(Number& number) noexcept;
   void renew_tail(Number& number) noexcept;

@@ -5,6 +5,7 @@
 #include "utils/limited_text.h"
 #include "utils/msgpack_encode.h"
 #include "utils/record_places.h"
+#include "utils/unaligned.h"
 
 namespace vek {
 
@@ -44,6 +45,9 @@ class RecordPlaces::Learner {
         at_ += map_header_size();
         return true;
       case StepValue::kHex:
+        text(step);
+        places_.others_.back().guid = load_unaligned<uint64_t>(input_.bytes + step.offset);
+        return true;
       case StepValue::kText:
       case StepValue::kSourceOrEmpty:
         return text(step);
@@ -77,19 +81,19 @@ class RecordPlaces::Learner {
       size = 0;
       for (int left = 1 << (first - 0xd9); left > 0; --left) size = size << 8 | byte(at_++);
     }
-    places_.others_.push_back({&step, begin, size, false});
+    places_.others_.push_back({&step, begin, size, false, 0});
     at_ += size;
     return true;
   }
 
   bool other(const PlanStep& step, uint32_t size) {
-    places_.others_.push_back({&step, at_, 0, false});
+    places_.others_.push_back({&step, at_, 0, false, 0});
     at_ += size;
     return true;
   }
 
   bool left_out(const PlanStep& step, uint32_t key) {
-    places_.others_.push_back({&step, key, 0, true});
+    places_.others_.push_back({&step, key, 0, true, 0});
     at_ = key;
     return true;
   }
