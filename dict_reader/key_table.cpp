@@ -15,7 +15,7 @@ constexpr size_t kSlotsPerName = 4;
 const std::string* KeyTable::Slot::long_name() const {
   if (size != 0) return nullptr;
   const std::string* name = nullptr;
-  std::memcpy(&name, bytes, sizeof name);
+  std::memcpy(&name, bytes, sizeof(void*));
   return name;
 }
 
@@ -33,7 +33,7 @@ void KeyTable::put(uint32_t key_id, const std::string& name) noexcept {
   slot = {};
   if (name.size() > kLongestShort) {
     const std::string* const place = &name;
-    std::memcpy(slot.bytes, &place, sizeof place);
+    std::memcpy(slot.bytes, &place, sizeof(void*));
     return;
   }
   const char* const end = vek::put_str(slot.bytes, name.data(), static_cast<uint32_t>(name.size()));

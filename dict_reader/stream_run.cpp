@@ -58,7 +58,7 @@ constexpr size_t kTextForms = kNilForm + 1;  // by size
 constexpr auto kForms = [] {
   std::array<Form, kTextForms + kWindow> forms{};
   for (size_t zeros = 0; zeros < kNegative; ++zeros) {
-    const auto bits = static_cast<int>(64 - zeros);
+    const size_t bits = 64 - zeros;
     forms[zeros] = numberForm(vek::msgpack_detail::unsigned_form(bits));
     forms[kNegative + zeros] = numberForm(vek::msgpack_detail::negative_form(bits));
   }
@@ -277,8 +277,7 @@ template <bool kAreSmall>
   packInside<kAreSmall>(stretch, cursor);
 }
 
-const bool g_is_modern = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi2") &&
-                         __builtin_cpu_supports("lzcnt");
+const bool g_is_modern = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi2");
 #else
 template <bool kAreSmall>
 constexpr auto packInsideModern = packInsideBaseline<kAreSmall>;
