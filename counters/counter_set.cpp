@@ -60,13 +60,14 @@ void export_all(vek_counter_set_t* set) noexcept {
   set->num_exported = set->num_counters;
 }
 
-void select_by_file(vek_counter_set_t* set, const char* file_name) {
+void select_by_file(vek_counter_set_t* set, const char* file_name,
+                    vek::CounterSetObserver* observer) {
   vek::StringArray tokens;
-  if (vek::read_cset_file(file_name, set, tokens) < 0) {
+  if (vek::read_cset_file(file_name, set, tokens, observer) < 0) {
     VEK_LOGI("Cannot open '%s', will export whole counter set.", file_name);
     export_all(set);
   } else if (tokens && tokens->count > 0) {
-    vek::apply_tokens(set, tokens.get());
+    vek::apply_tokens(set, tokens.get(), observer);
   } else {
     export_all(set);
   }
@@ -76,11 +77,16 @@ void select_by_file(vek_counter_set_t* set, const char* file_name) {
 
 vek_counter_set_t* vek_schema_to_counter_set(const vek_counters_schema_t* schema,
                                              const char* file_name) {
+  return vek::make_counter_set(schema, file_name, nullptr);
+}
+
+vek_counter_set_t* vek::make_counter_set(const vek_counters_schema_t* schema, const char* file_name,
+                                         CounterSetObserver* observer) {
   if (!schema) return nullptr;
   vek::CounterSet set = new_set(schema, file_name ? file_name : "default");
   if (!set) return nullptr;
   if (file_name) {
-    select_by_file(set.get(), file_name);
+    select_by_file(set.get(), file_name, observer);
   } else {
     export_all(set.get());
   }

@@ -4,6 +4,7 @@
 #define VEK_COUNTERS_COUNTER_SET_BUILD_H
 
 #include "counters/counter_set.h"
+#include "counters/counter_set_observer.h"
 #include "utils/owned.h"
 #include "utils/string_array.h"
 
@@ -14,7 +15,8 @@ using StringArray = Owned<vek_string_array_t, vek_free_string_array>;
 
 // Reads a counter-set file: its meta fields are appended to the set, its tokens to `tokens`.
 // 1 when the file was read, -1 when it could not be.
-int read_cset_file(const char* path, vek_counter_set_t* set, StringArray& tokens);
+int read_cset_file(const char* path, vek_counter_set_t* set, StringArray& tokens,
+                   CounterSetObserver* observer = nullptr);
 
 // Each appends one meta element with copies of its texts; false leaves the set unchanged.
 // An alias of "timestamp", "source" or "type" is that of a built-in record field, any other one
@@ -23,7 +25,8 @@ bool append_meta_alias(vek_counter_set_t* set, const char* source_name, const ch
 bool append_meta_constant(vek_counter_set_t* set, const char* output_name, const char* constant);
 
 // Skips every counter, then shows those that a token selects, under the token's alias.
-void apply_tokens(vek_counter_set_t* set, const vek_string_array_t* tokens);
+void apply_tokens(vek_counter_set_t* set, const vek_string_array_t* tokens,
+                  CounterSetObserver* observer = nullptr);
 
 // Finds the counters that aliases stand for, hides what would clash, and counts what is shown.
 // Runs after the tokens: clashes are with the names under which counters go out.

@@ -52,25 +52,45 @@ void rename(vek_counter_set_element_t* counter, const char* alias) noexcept {
   counter->name_len = std::strlen(copy);
 }
 
-Verdict apply_token(vek_counter_set_t* set, uint64_t index, const char* token, Filter& filter) {
+// Tells an observer, if there is one, what the token at hand did.
+struct Watch {
+  vek::CounterSetObserver* observer;
+  uint64_t token;
+  uint64_t counter;
+
+  void tell(vek::CounterTokenEffect effect) const {
+    if (observer) observer->on_counter_token(token, counter, effect);
+  }
+};
+
+Verdict apply_token(vek_counter_set_t* set, uint64_t index, const char* token, Filter& filter,
+                    const Watch& watch) {
+  using Effect = vek::CounterTokenEffect;
   const vek::CString copy(strdup(token));
   if (!copy) return Verdict::kNextToken;
   const char* alias = nullptr;
   const char* filter_text = nullptr;
   if (!split_token(copy.get(), &alias, &filter_text)) {
     VEK_LOGE("Unable to parse counterset token %s", token);
+    watch.tell(Effect::kMalformed);
     return Verdict::kNextToken;
   }
-  if (!filter.split(filter_text)) return Verdict::kNextToken;
+  if (!filter.split(filter_text)) {
+    watch.tell(Effect::kBadFilter);
+    return Verdict::kNextToken;
+  }
 
   vek_counter_set_element_t* counter = &set->counters[index];
   if (filter.only_excludes() && filter.excludes(counter->name)) {
     if (!set->skip[index]) --set->num_exported;
     set->skip[index] = 1;
+    watch.tell(Effect::kExcluded);
     return Verdict::kNextCounter;
   }
   // The first token that shows a counter names it; later ones see that name.
-  if (filter.matches(counter->name) && set->skip[index]) {
+  if (filter.matches(counter->name)) {
+    watch.tell(set->skip[index] ? Effect::kShown : Effect::kAlreadyShown);
+    if (!set->skip[index]) return Verdict::kNextToken;
     set->skip[index] = 0;
     ++set->num_exported;
     if (alias) rename(counter, alias);
@@ -80,13 +100,15 @@ Verdict apply_token(vek_counter_set_t* set, uint64_t index, const char* token, F
 
 }  // namespace
 
-void vek::apply_tokens(vek_counter_set_t* set, const vek_string_array_t* tokens) {
+void vek::apply_tokens(vek_counter_set_t* set, const vek_string_array_t* tokens,
+                       CounterSetObserver* observer) {
   std::memset(set->skip, 1, set->num_counters);
   set->num_exported = 0;
   Filter filter;
   for (uint64_t c = 0; c < set->num_counters; ++c) {
     for (uint64_t t = 0; t < tokens->count; ++t) {
-      if (apply_token(set, c, tokens->strings[t], filter) == Verdict::kNextCounter) break;
+      const Watch watch{observer, t, c};
+      if (apply_token(set, c, tokens->strings[t], filter, watch) == Verdict::kNextCounter) break;
     }
   }
 }

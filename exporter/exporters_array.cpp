@@ -7,7 +7,9 @@ namespace {
 
 constexpr const char* kClassName = "FluentBitExportersArray";
 
-void configure(FluentBitExporter& exporter, const fluentbit_exporter_config_t& config) {
+}  // namespace
+
+void configure_exporter(FluentBitExporter& exporter, const fluentbit_exporter_config_t& config) {
   exporter.setPluginWithDefaultHostAndPort(config.plugin_name);
   exporter.setHostAndPort(config.host, static_cast<uint16_t>(config.port));
   exporter.setExportParams(config.params);
@@ -19,10 +21,7 @@ void configure(FluentBitExporter& exporter, const fluentbit_exporter_config_t& c
     exporter.setSourceTagList(config.source_tag_list);
   }
   exporter.createFieldSet(nullptr, config.fieldset);
-  exporter.OpenDumpFile();
 }
-
-}  // namespace
 
 FluentBitExportersArray::FluentBitExportersArray(const std::string& config_dir, int export_interval)
     : config_dir_(config_dir), export_interval_(export_interval) {
@@ -70,7 +69,8 @@ bool FluentBitExportersArray::initEnabledExporters() {
                config->name);
       return false;
     }
-    configure(*exporter, *config);
+    configure_exporter(*exporter, *config);
+    exporter->OpenDumpFile();
     exporters_.push_back(std::move(exporter));
   }
   return true;

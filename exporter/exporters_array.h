@@ -22,6 +22,9 @@
 
 namespace vek {
 
+// Gives an exporter what its file says; borrows texts of the configuration.
+void configure_exporter(FluentBitExporter& exporter, const fluentbit_exporter_config_t& config);
+
 using ExporterConfig = Owned<fluentbit_exporter_config_t, destroy_config>;
 
 class VEK_API FluentBitExportersArray : public kix::exp::ExporterSwitcher<FluentBitExportersArray> {
@@ -67,7 +70,6 @@ class VEK_API FluentBitExportersArray : public kix::exp::ExporterSwitcher<Fluent
   void updateSetsWithTypeSystem(const vek_type_system_t* type_system);
 
  private:
-  void parseLine(char* line, fluentbit_exporter_config_t& config);
   void fillCustomOptions();
 
   std::vector<std::unique_ptr<FluentBitExporter>> exporters_;

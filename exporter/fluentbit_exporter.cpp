@@ -7,14 +7,12 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "exporter/layout_rule.h"
 #include "utils/logger.h"
 #include "utils/strings.h"
 
 namespace vek {
 namespace {
-
-constexpr const char* kStandardLayout = "flb_std";
-constexpr const char* kCustomLayout = "custom";
 
 CString copyOf(const char* text) { return CString(strdup(text ? text : "")); }
 
@@ -37,11 +35,13 @@ uint16_t defaultPort(const char* plugin) {
 
 }  // namespace
 
-FluentBitExporter::FluentBitExporter()
+FluentBitExporter::FluentBitExporter() : FluentBitExporter(loadRawMsgpackApi()) {}
+
+FluentBitExporter::FluentBitExporter(const RawMsgpackApi& api)
     : plugin_name_(copyOf("forward")),
       host_(copyOf("localhost")),
+      api_(api),
       fluent_bit_checks_(readChecks()) {
-  api_ = loadRawMsgpackApi();
   if (api_.handle) StartOpaqueProcessing();
 }
 
@@ -76,13 +76,13 @@ void FluentBitExporter::updateSetsWithTypeSystem(const vek_type_system_t* type_s
 }
 
 const char* FluentBitExporter::layout() const {
-  return msgpack_data_layout_ ? msgpack_data_layout_.get() : kStandardLayout;
+  return msgpack_data_layout_ ? msgpack_data_layout_.get() : kStandardLayout.data();
 }
 
 void FluentBitExporter::setPluginWithDefaultHostAndPort(const char* plugin) {
   plugin_name_ = copyOf(plugin);
   host_ = copyOf("localhost");
-  msgpack_data_layout_ = copyOf(kStandardLayout);
+  msgpack_data_layout_ = copyOf(kStandardLayout.data());
   port_ = defaultPort(textOf(plugin_name_));
 }
 
@@ -99,15 +99,15 @@ void FluentBitExporter::setMsgpackDataLayout(const char* layout) {
   const char* const plugin = textOf(plugin_name_);
   const CString wanted = copyOf(layout);  // the caller's text may be the one that is replaced
   const char* const name = textOf(wanted);
-  custom_layout_allowed_ = equal(plugin, "stdout_raw") || equal(plugin, "forward");
-  const bool custom = equal(name, kCustomLayout);
-  if (!custom && !equal(name, kStandardLayout)) {
+  custom_layout_allowed_ = takes_custom_layout(plugin);
+  const bool custom = std::string_view(name) == kCustomLayout;
+  if (!custom && std::string_view(name) != kStandardLayout) {
     VEK_LOGW(
         "[Fluent Bit Exporter] Msgpack data layout should be   flb_std' or 'custom', "
         "provided '%s'.",
         name);
-    msgpack_data_layout_ = copyOf(kStandardLayout);
-    VEK_LOGI("[Fluent Bit Exporter] Using '%s' layout'.", kStandardLayout);
+    msgpack_data_layout_ = copyOf(kStandardLayout.data());
+    VEK_LOGI("[Fluent Bit Exporter] Using '%s' layout'.", kStandardLayout.data());
   } else if (!custom_layout_allowed_) {
     if (custom) {
       VEK_LOGW(
@@ -116,7 +116,7 @@ void FluentBitExporter::setMsgpackDataLayout(const char* layout) {
           name, plugin);
     }
     VEK_LOGI("[Fluent Bit Exporter] Setting 'flb_std' msgpack data layout.");
-    msgpack_data_layout_ = copyOf(kStandardLayout);
+    msgpack_data_layout_ = copyOf(kStandardLayout.data());
   } else {
     VEK_LOGI("[Fluent Bit Exporter] Setting '%s' msgpack data layout.", name);
     msgpack_data_layout_ = copyOf(name);

@@ -46,6 +46,9 @@ class VEK_API FluentBitExporter {
  public:
   // Finds and loads the raw msgpack library; see SharedObjectAPILoaded().
   FluentBitExporter();
+  // Uses these entry points instead, for tools that look at records. The handle, which must not be
+  // null, is closed as that of a loaded library would be.
+  explicit FluentBitExporter(const RawMsgpackApi& api);
   // Ends the connection and closes the library if it is still connected; a library that was
   // disconnected before stays open.
   ~FluentBitExporter();

@@ -14,6 +14,7 @@
 
 #include "field_set/event_plan.h"
 #include "field_set/field_set.h"
+#include "field_set/field_set_observer.h"
 
 namespace vek {
 
@@ -56,7 +57,15 @@ struct RecentType {
   BoundType* type = nullptr;
 };
 
+// Where in its file a line stands, from 1.
+struct LinePlace {
+  size_t number;
+  size_t column;
+};
+
 struct FieldSetState {
+  FieldSetObserver* observer = nullptr;  // while files are read and schemas are bound
+  const std::vector<LinePlace>* line_places = nullptr;  // of the lines being loaded from a file
   FieldSetTables tables;
   uint64_t tables_version = 0;  // grows with every change of what plans are made from
 

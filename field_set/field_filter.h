@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "field_set/field_set.h"
+#include "field_set/field_set_observer.h"
 
 namespace vek {
 
@@ -13,6 +14,10 @@ namespace vek {
 // With `reset`, tokens start from no field; without it, from what is included already (which is not
 // counted). A token whose filter cannot be split has no effect.
 void Filter(field_set_t& field_set, const std::vector<std::string>& tokens, bool reset);
+
+// The same for the fields of a type, watched.
+void FilterWatched(field_set_t& field_set, const std::vector<std::string>& tokens, bool reset,
+                   const std::string& type, FieldSetObserver* observer);
 
 }  // namespace vek
 

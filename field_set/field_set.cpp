@@ -37,6 +37,8 @@ const std::map<int32_t, std::string>& FieldSet::meta_field_names() {
   return names;
 }
 
+void FieldSet::setObserver(FieldSetObserver* observer) { state_->observer = observer; }
+
 void FieldSet::SaveLastSchemaBlock(const vek_schema_block_t* block) {
   state_->last_schema_block = block;
 }

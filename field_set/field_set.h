@@ -51,6 +51,7 @@ struct field_set_t {
 };
 
 class EventPlan;
+class FieldSetObserver;
 class MsgpackBuffer;
 struct FieldSetState;
 
@@ -83,6 +84,9 @@ class VEK_API FieldSet {
   // Default output names of the meta fields, by index: 0 "timestamp", 1 "type", 2 "type_name",
   // 3 "source".
   static const std::map<int32_t, std::string>& meta_field_names();
+
+  // Told of what is read and bound from now on (field_set_observer.h); null for nobody. Not owned.
+  void setObserver(FieldSetObserver* observer);
 
   // --- Binding.
   void updateWithNewSchema(const vek_schema_t* schema);

@@ -50,6 +50,13 @@ LineParts readLine(const std::string& line) {
   return parts;
 }
 
+FieldSetLineKind kindOf(const LineParts& parts) {
+  if (parts.is_header) return FieldSetLineKind::kHeader;
+  if (parts.is_token) return FieldSetLineKind::kToken;
+  return parts.has_alias || parts.has_constant ? FieldSetLineKind::kMeta
+                                               : FieldSetLineKind::kBadMeta;
+}
+
 std::string withoutAnchors(std::string token) {
   std::erase_if(token, [](char c) { return c == '^' || c == '$'; });
   return token;
@@ -120,14 +127,21 @@ bool FieldSet::LoadFromFile(const std::string& path) {
     return false;
   }
   std::vector<std::string> lines;
+  std::vector<LinePlace> places;
+  size_t number = 0;
   for (std::string raw; std::getline(file, raw);) {
+    ++number;
     std::string line = cleanLine(raw);
-    if (!line.empty()) lines.push_back(std::move(line));
+    if (line.empty()) continue;
+    places.push_back({number, raw.find(line) + 1});
+    lines.push_back(std::move(line));
   }
   VEK_LOGD("fset file %s", path.c_str());
   for (const std::string& line : lines) VEK_LOGD("%s", line.c_str());
   VEK_LOGD("-----------------------");
+  state_->line_places = &places;
   loadFromLines(std::move(lines));
+  state_->line_places = nullptr;
   UpdateTypesOfInterest();
   return true;
 }
@@ -137,10 +151,15 @@ bool FieldSet::LoadFromFile(const std::string& path) {
 void FieldSet::loadFromLines(std::vector<std::string> lines) {
   FieldSetTables& tables = state_->tables;
   std::vector<std::string> types{kDefaultType};
-  for (const std::string& line : lines) {
-    const LineParts parts = readLine(line);
-    if (parts.is_header) types = headerTypes(line);
-    for (const std::string& type : types) addLine(tables, type, line, parts);
+  for (size_t i = 0; i < lines.size(); ++i) {
+    const LineParts parts = readLine(lines[i]);
+    if (parts.is_header) types = headerTypes(lines[i]);
+    for (const std::string& type : types) addLine(tables, type, lines[i], parts);
+    if (state_->observer) {
+      const LinePlace place = state_->line_places ? (*state_->line_places)[i] : LinePlace{i + 1, 1};
+      state_->observer->on_field_set_line(
+          {place.number, place.column, lines[i], kindOf(parts), types});
+    }
   }
   state_->tables_changed();
   dumpTables(tables);

@@ -125,11 +125,13 @@ void SchemaBinder::bind_type(BoundType& bound, const vek_type_definition_t& type
   }
 
   const bool is_quiet = bound.name == kQuietType;
-  if (isTypeOfInterest(bound.name, names)) {
+  std::string entry;
+  const bool is_of_interest = isTypeOfInterest(bound.name, names, entry);
+  if (is_of_interest) {
     if (!is_quiet) VEK_LOGD("type [%s] is type of interest", bound.name.c_str());
     const std::vector<std::string> tokens = tokensOf(bound.name);
     FillAliases(bound);
-    Filter(bound.field_set, tokens, true);
+    FilterWatched(bound.field_set, tokens, true, bound.name, state_.observer);
   } else {
     if (!is_quiet) VEK_LOGD("type [%s] is not type of interest", bound.name.c_str());
     for (field_t& field : bound.field_set.fields) field.skip = true;
@@ -139,20 +141,26 @@ void SchemaBinder::bind_type(BoundType& bound, const vek_type_definition_t& type
     VEK_LOGD("[%s] Fields with empty strings will be skipped", bound.name.c_str());
     bound.field_set.skip_empty_strings = true;
   }
+  if (state_.observer) {
+    state_.observer->on_type(bound.name, is_of_interest, entry, bound.field_set);
+  }
 }
 
 // Entries are tried in order. An entry may also name a type that fields inside this one have,
 // built-in types included.
-bool SchemaBinder::isTypeOfInterest(const std::string& type_name, const Names& names) {
+bool SchemaBinder::isTypeOfInterest(const std::string& type_name, const Names& names,
+                                    std::string& entry) {
   const std::vector<std::string>& types = state_.tables.types_of_interest;
   if (types.empty()) return true;
-  for (const std::string& entry : types) {
-    if (isWildcardHit(entry, type_name)) {
-      copyTables(entry, type_name);
+  for (const std::string& listed : types) {
+    entry = listed;
+    if (isWildcardHit(listed, type_name)) {
+      copyTables(listed, type_name);
       return true;
     }
-    if (type_name == entry || names.contains(entry)) return true;
+    if (type_name == listed || names.contains(listed)) return true;
   }
+  entry.clear();
   return false;
 }
 

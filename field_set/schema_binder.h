@@ -43,7 +43,8 @@ class SchemaBinder {
   bool flatten(BoundType& bound, const vek_type_definition_t& type, Names& names);
   void log_missing_type(const Candidate& candidate, unsigned type_index) const;
 
-  bool isTypeOfInterest(const std::string& type_name, const Names& names);
+  // `entry`: the name in the file that made it one; empty where every type is of interest.
+  bool isTypeOfInterest(const std::string& type_name, const Names& names, std::string& entry);
   void copyTables(const std::string& from, const std::string& to);
   std::vector<std::string> tokensOf(const std::string& type_name);
   void FillAliases(BoundType& bound) const;

@@ -30,6 +30,7 @@ class Context {
   // every sound record that was ever added arrived or waits in the spool.
   bool finish() noexcept;
   Account account() const { return queue_.account(); }
+  const std::string& name() const { return settings_.name; }
 
  private:
   void run() noexcept;

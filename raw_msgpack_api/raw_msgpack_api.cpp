@@ -9,12 +9,18 @@
 #include <exception>
 #include <memory>
 #include <mutex>
+#include <string>
+#include <string_view>
 
+#include "raw_msgpack_api/account.h"
 #include "raw_msgpack_api/context.h"
+#include "raw_msgpack_api/json_scalars.h"
 #include "utils/logger.h"
 
 namespace {
 
+using vek::engine::Account;
+using vek::engine::account_json;
 using vek::engine::Context;
 
 // What "init" hands out. Handles stay valid for ever: a host may finalize a context again, or add
@@ -23,16 +29,64 @@ using vek::engine::Context;
 struct Handle {
   std::unique_ptr<Context> context;
   pid_t owner = 0;  // a forked child shares neither the thread nor the locks' owners
+  std::string name;
+  std::string output;
+  Account last_account;  // once it was finalized
 };
 
-Handle* new_handle(std::unique_ptr<Context> context) {
-  static std::mutex mutex;
-  static auto& handles = *new std::deque<Handle>;  // never destroyed: hosts may outlive statics
-  const std::lock_guard lock(mutex);
-  Handle& handle = handles.emplace_back();
+// Guards the list, and the contexts in it against being released while the ledger is written.
+std::mutex& handles_mutex() {
+  static auto& mutex = *new std::mutex;
+  return mutex;
+}
+
+std::deque<Handle>& handles() {
+  static auto& all = *new std::deque<Handle>;  // never destroyed: hosts may outlive statics
+  return all;
+}
+
+Handle* new_handle(std::unique_ptr<Context> context, std::string_view output) {
+  const std::lock_guard lock(handles_mutex());
+  Handle& handle = handles().emplace_back();
+  handle.name = context->name();
+  handle.output = output;
   handle.context = std::move(context);
   handle.owner = getpid();
   return &handle;
+}
+
+void retire(Handle& handle) {
+  std::unique_ptr<Context> done;  // goes without the lock
+  const std::lock_guard lock(handles_mutex());
+  handle.last_account = handle.context->account();
+  done = std::move(handle.context);
+}
+
+std::string ledger_json() {
+  std::string out = "[";
+  const std::lock_guard lock(handles_mutex());
+  for (const Handle& handle : handles()) {
+    if (handle.owner != getpid()) continue;
+    if (out.size() > 1) out += ',';
+    out += "{\"name\":";
+    vek::engine::append_json_string(handle.name, out);
+    out += ",\"output\":";
+    vek::engine::append_json_string(handle.output, out);
+    out += handle.context ? ",\"finalized\":false" : ",\"finalized\":true";
+    out += ",\"account\":" +
+           account_json(handle.context ? handle.context->account() : handle.last_account) + "}";
+  }
+  return out + "]";
+}
+
+// As snprintf: what fits, terminated, and the full length.
+int hand_out(const std::string& text, char* out, size_t size) {
+  if (out && size > 0) {
+    const size_t length = std::min(text.size(), size - 1);
+    std::memcpy(out, text.data(), length);
+    out[length] = '\0';
+  }
+  return static_cast<int>(text.size());
 }
 
 bool is_foreign(const Handle& handle) { return handle.owner != getpid(); }
@@ -65,7 +119,7 @@ void* init(const char* plugin, const char* host, const char* port,
     const auto text = [](const char* given) { return given ? given : ""; };
     auto context =
         vek::engine::make_context({text(plugin), text(host), text(port), text(kind)}, parameters);
-    return context ? new_handle(std::move(context)) : nullptr;
+    return context ? new_handle(std::move(context), text(plugin)) : nullptr;
   } catch (const std::exception& error) {
     VEK_LOGE("[raw msgpack API] cannot start output '%s': %s", plugin ? plugin : "", error.what());
   } catch (...) {
@@ -89,7 +143,7 @@ int finalize(void* context) {
   if (is_foreign(*handle)) return 0;
   if (!handle->context) return -1;
   const bool all_arrived = handle->context->finish();
-  handle->context.reset();
+  retire(*handle);
   return all_arrived ? 0 : 1;
 }
 
@@ -97,13 +151,15 @@ int raw_msgpack_api_stats(void* context, char* out, size_t size) {
   auto* handle = static_cast<Handle*>(context);
   if (!handle || is_foreign(*handle) || !handle->context) return -1;
   try {
-    const std::string text = vek::engine::account_json(handle->context->account());
-    if (out && size > 0) {
-      const size_t length = std::min(text.size(), size - 1);
-      std::memcpy(out, text.data(), length);
-      out[length] = '\0';
-    }
-    return static_cast<int>(text.size());
+    return hand_out(account_json(handle->context->account()), out, size);
+  } catch (const std::exception&) {
+    return -1;
+  }
+}
+
+int raw_msgpack_api_ledger(char* out, size_t size) {
+  try {
+    return hand_out(ledger_json(), out, size);
   } catch (const std::exception&) {
     return -1;
   }

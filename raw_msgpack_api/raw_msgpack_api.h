@@ -62,6 +62,12 @@ VEK_API int finalize(void* context);
 // from "init" on. Returns the text's full length, like snprintf, or -1 for a null context. May be
 // called from any thread until "finalize".
 VEK_API int raw_msgpack_api_stats(void* context, char* out, size_t size);
+// The accounts of all contexts that this process ever had, in the order of their "init", for tools
+// that watch a host from outside: a JSON array of objects with "name" (the "Alias", else the
+// output's), "output", "finalized" and "account" (as raw_msgpack_api_stats; the last one, where it
+// is finalized). Into out[0..size) like the above, -1 when memory runs out. May be called from any
+// thread at any time.
+VEK_API int raw_msgpack_api_ledger(char* out, size_t size);
 
 VEK_C_END
 

@@ -5,10 +5,14 @@
 #include <string>
 #include <vector>
 
+#include "tools/check.h"
 #include "tools/console.h"
+#include "tools/doctor.h"
 #include "tools/generate.h"
+#include "tools/golden_test.h"
 #include "tools/inspect.h"
 #include "tools/plugin_log.h"
+#include "tools/preview.h"
 #include "tools/replay.h"
 #include "tools/signals.h"
 #include "tools/suggest.h"
@@ -18,7 +22,8 @@
 namespace vek::tools {
 namespace {
 
-constexpr AddVerb kVerbs[] = {add_generate, add_inspect, add_replay};
+constexpr AddVerb kVerbs[] = {add_check,   add_doctor, add_generate, add_inspect,
+                              add_preview, add_replay, add_test};
 
 std::vector<std::string> verb_names(CLI::App& app) {
   std::vector<std::string> names;
@@ -98,9 +103,9 @@ bool answered_by_first_word(CLI::App& app, int argc, const char* const* argv, Ex
 
 ExitStatus parse_and_run(int argc, const char* const* argv) {
   CLI::App app(
-      "Works with telemetry data pages: makes them, and sends them through an exporter "
-      "plug-in.\nExit status: 0 good, 1 the input is bad, 2 wrong usage, 4 something in "
-      "the environment\nis missing, 5 not everything was delivered.");
+      "Works with telemetry data pages and with the configuration of an exporter plug-in.\n"
+      "Exit status: 0 good, 1 what was looked at is bad, 2 wrong usage, 3 only warnings with\n"
+      "--strict, 4 something in the environment is missing, 5 not everything was delivered.");
   app.name("vektool");
   app.set_version_flag("--version", std::string("vektool ") + vek_version_string());
   app.require_subcommand(1);

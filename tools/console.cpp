@@ -17,12 +17,7 @@ constexpr char kEraseLine[] = "\r\033[K";
 
 volatile std::sig_atomic_t status_line_shown = 0;
 
-bool colours_wanted() {
-  const char* no_color = std::getenv("NO_COLOR");
-  if (no_color && *no_color) return false;
-  const char* term = std::getenv("TERM");
-  return isatty(STDERR_FILENO) && term && std::strcmp(term, "dumb") != 0;
-}
+Colours colours = Colours::kAuto;
 
 size_t terminal_width() {
   winsize size{};
@@ -34,7 +29,7 @@ __attribute__((format(printf, 3, 0))) void say_labelled(const char* label, const
                                                         const char* format, va_list args) {
   clear_status_line();
   if (label) {
-    const bool coloured = colours_wanted();
+    const bool coloured = colours_wanted(STDERR_FILENO);
     std::fprintf(stderr, "vektool: %s%s:%s ", coloured ? colour : "", label,
                  coloured ? "\033[0m" : "");
   }
@@ -64,6 +59,16 @@ void say(const char* format, ...) {
   va_start(args, format);
   say_labelled(nullptr, "", format, args);
   va_end(args);
+}
+
+void set_colours(Colours when) { colours = when; }
+
+bool colours_wanted(int fd) {
+  if (colours != Colours::kAuto) return colours == Colours::kAlways;
+  const char* no_color = std::getenv("NO_COLOR");
+  if (no_color && *no_color) return false;
+  const char* term = std::getenv("TERM");
+  return isatty(fd) && term && std::strcmp(term, "dumb") != 0;
 }
 
 bool status_line_possible() { return isatty(STDERR_FILENO) != 0; }

@@ -74,7 +74,6 @@ message
 # A type whose name begins so; its empty texts are left out.
 [kelvra_smi_event*]
 +e-driver
-^power_watts$
 
 # Lines for several types at once; process_start has no rule and leaves whole.
 [link_state_change,alarm,process_start,kelvra_smi_event*]

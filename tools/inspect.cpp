@@ -1,9 +1,9 @@
 #include "tools/inspect.h"
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <cinttypes>
 #include <memory>
+#include <utility>
 
 #include "data/page_view.h"
 #include "tools/console.h"
@@ -60,6 +60,10 @@ void check_header(const PageFile& file, Findings& findings) {
   findings.bad = true;
 }
 
+bool print(const std::string& text, const InspectOptions& options) {
+  return options.json.json ? write_json(text, options.json) : write_output(text);
+}
+
 void summarize(const InspectOptions& options, const OwnSchemas& schemas, Findings& findings) {
   PageFile file;
   for (const std::string& path : options.pages) {
@@ -72,14 +76,14 @@ void summarize(const InspectOptions& options, const OwnSchemas& schemas, Finding
     if (note_end(result, file, findings)) summary.set_damage(file.problem());
     if (findings.stopped) return;
     if (result == PageFile::Result::kReadFailed) continue;
-    write_output(options.json ? summary.json(file.name()) : summary.text(file.name()));
+    print(options.json.json ? summary.json(file.name()) : summary.text(file.name()), options);
   }
 }
 
 void tell_streams(const InspectOptions& options, const OwnSchemas& schemas, Findings& findings) {
   LogTap log;
   const std::unique_ptr<StreamPrinter> printer =
-      options.json ? make_json_printer() : make_column_printer();
+      options.json.json ? make_json_printer() : make_column_printer();
   StreamInspection inspection(schemas.record(), *printer, log, options.batch);
   if (!inspection.is_ready()) {
     findings.unreadable = true;
@@ -90,13 +94,11 @@ void tell_streams(const InspectOptions& options, const OwnSchemas& schemas, Find
   for (const std::string& path : options.pages) {
     const PageFile::Result result = read_pages(path, file, [&] {
       if (!inspection.page(file.name(), file.page_number(), file.page())) findings.bad = true;
-      const bool written = write_output(printer->text());
-      printer->text().clear();
-      return written;
+      return print(std::exchange(printer->text(), {}), options);
     });
     if (note_end(result, file, findings)) {
       printer->problem({file.name(), file.page_number() + 1, {}, {}}, true, file.problem());
-      write_output(std::exchange(printer->text(), {}));
+      print(std::exchange(printer->text(), {}), options);
     }
     if (findings.stopped) return;
   }
@@ -133,23 +135,13 @@ void add_inspect(CLI::App& app, Action& action) {
   verb->add_flag("--batch", options->batch,
                  "With --streams: outermost lists as one, as with batch_mode = 1")
       ->needs("--streams");
-  verb->add_flag("--json", options->json, "One JSON object a line instead of columns");
-  CLI::Option_group* schemas = verb->add_option_group(
-      "Schemas", "One of the two; needed for --streams, and to see every block:");
-  schemas
-      ->add_option("--schema-dir", options->schema_dir,
-                   "Directory of schema_<identifier>.json files")
-      ->type_name("DIR");
-  schemas->add_option("--type-system", options->type_system, "Type system document")
-      ->type_name("FILE");
-  schemas->require_option(0, 1);
-  verb->add_option("PAGES", options->pages, "Page files; '-' is standard input")
-      ->required()
-      ->type_name("");
+  add_json_options(*verb, options->json, "One JSON object a line instead of columns");
+  add_schema_options(*verb, options->schema_dir, options->type_system, SchemaRule::kAtMostOne,
+                     "One of the two; needed for --streams, and to see every block:");
+  add_color_option(*verb);
+  add_pages_option(*verb, options->pages)->required();
   verb->callback([options, &action] {
-    if (std::count(options->pages.begin(), options->pages.end(), "-") > 1) {
-      throw CLI::ValidationError("PAGES", "standard input ('-') can be named only once");
-    }
+    check_pages(options->pages);
     if (options->streams && options->schema_dir.empty() && options->type_system.empty()) {
       throw CLI::ValidationError("--streams",
                                  "needs --schema-dir or --type-system, which say how long events "

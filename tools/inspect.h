@@ -6,13 +6,14 @@
 #include <vector>
 
 #include "tools/cli.h"
+#include "tools/common_options.h"
 
 namespace vek::tools {
 
 struct InspectOptions {
   bool streams = false;
   bool batch = false;
-  bool json = false;
+  JsonOptions json;
   std::string schema_dir;          // at most one of the two
   std::string type_system;         //
   std::vector<std::string> pages;  // files; "-" is standard input

@@ -7,6 +7,15 @@
 namespace vek::tools {
 
 Pacer::Clock::duration Pacer::gap_before(std::optional<uint64_t> time_us) {
+  if (pace_.rate > 0) {
+    return std::chrono::duration_cast<Clock::duration>(
+        std::chrono::duration<double>(1.0 / pace_.rate));
+  }
+  if (pace_.speed <= 0) return {};
+  return std::chrono::duration_cast<Clock::duration>(recorded_gap(time_us) / pace_.speed);
+}
+
+Pacer::Clock::duration Pacer::recorded_gap(std::optional<uint64_t> time_us) {
   if (!time_us) return {};
   const std::optional<uint64_t> latest = latest_us_;
   if (latest && *time_us <= *latest) return {};
@@ -18,9 +27,11 @@ Pacer::Clock::duration Pacer::gap_before(std::optional<uint64_t> time_us) {
 }
 
 bool Pacer::wait_for(std::optional<uint64_t> time_us) {
+  if (pace_.is_max()) return !stop_requested();
   // Counted from when the page before it was due, not from when it was sent: the time that sending
   // takes must not stretch the recording.
-  due_ = due_.value_or(Clock::now()) + gap_before(time_us);
+  const Clock::duration gap = gap_before(time_us);
+  due_ = due_ ? *due_ + gap : Clock::now();
   while (!stop_requested()) {
     const auto left = std::chrono::duration_cast<std::chrono::nanoseconds>(*due_ - Clock::now());
     if (left.count() <= 0) return true;

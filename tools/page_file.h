@@ -9,6 +9,7 @@
 #define VEK_TOOLS_PAGE_FILE_H
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -43,6 +44,7 @@ class PageFile {
 
   // Valid until the next call; exactly as long as the page's header says.
   Bytes image() const { return {buffer_.data(), image_size_}; }
+  std::span<uint8_t> writable_image() { return {buffer_.data(), image_size_}; }
   const vek_data_page_t* page() const {
     return reinterpret_cast<const vek_data_page_t*>(buffer_.data());
   }

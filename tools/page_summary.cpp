@@ -16,6 +16,11 @@ class BlockCounter {
  public:
   BlockCounter(PageSummary& summary, const vek_exporter_schema_manager_t& schemas)
       : summary_(summary), schemas_(schemas) {}
+  // Places are counted from `image`.
+  void collect_times(const void* image, std::vector<size_t>* places) {
+    image_ = static_cast<const uint8_t*>(image);
+    time_places_ = places;
+  }
 
   // One block of the page, from its boundary to the next.
   void walk(ByteReader block) {
@@ -78,17 +83,23 @@ class BlockCounter {
     if (!rest.read(offset, time_us)) return;
     if (!summary_.first_time_us) summary_.first_time_us = time_us;
     summary_.last_time_us = time_us;
+    if (time_places_) {
+      time_places_->push_back(static_cast<size_t>(rest.bytes().data() - image_) + offset);
+    }
   }
 
   PageSummary& summary_;
   const vek_exporter_schema_manager_t& schemas_;
   const vek_schema_block_t* last_schemas_ = nullptr;
+  const uint8_t* image_ = nullptr;
+  std::vector<size_t>* time_places_ = nullptr;
 };
 
 }  // namespace
 
 PageSummary summarize_page(const vek_data_page_t* page,
-                           const vek_exporter_schema_manager_t& schemas) {
+                           const vek_exporter_schema_manager_t& schemas,
+                           std::vector<size_t>* time_places) {
   const PageView view(page);
   PageSummary summary;
   summary.holds_chunks = view.tag_text() == "fluent_aggr" || view.tag_text().starts_with("dict_");
@@ -98,6 +109,7 @@ PageSummary summarize_page(const vek_data_page_t* page,
   const uint64_t block_size =
       view.block_size != 0 ? view.block_size : view.total - VEK_PAGE_HEADER_SIZE;
   BlockCounter counter(summary, schemas);
+  counter.collect_times(page, time_places);
   for (uint64_t start = 0; start < used; start += block_size) {
     const ByteReader rest(view.blocks.rest(start));
     counter.walk(ByteReader(rest.bytes().first(std::min<uint64_t>(block_size, rest.size()))));

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <vector>
 
 #include "data/data_page.h"
 #include "data/exporter_schema_manager.h"
@@ -27,9 +28,11 @@ struct PageSummary {
 };
 
 // `page` is a whole image. An events block of an unknown type counts its events and ends its block,
-// because only the type says where the next one begins.
+// because only the type says where the next one begins. `time_places` gets the places in the image
+// of the blocks' times.
 PageSummary summarize_page(const vek_data_page_t* page,
-                           const vek_exporter_schema_manager_t& schemas);
+                           const vek_exporter_schema_manager_t& schemas,
+                           std::vector<size_t>* time_places = nullptr);
 
 }  // namespace vek::tools
 

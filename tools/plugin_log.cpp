@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
+#include <utility>
 
 #include "tools/console.h"
 #include "utils/logger.h"
@@ -36,7 +37,27 @@ __attribute__((format(printf, 2, 3))) void on_plugin_line(int priority, const ch
   _vek_log(priority, "%s", text ? text.get() : format);
 }
 
+std::vector<std::string> kept_lines;
+
+__attribute__((format(printf, 2, 3))) void keep_line(int priority, const char* format, ...) {
+  if (priority > VEK_LOG_WARNING) return;
+  va_list args;
+  va_start(args, format);
+  const CString text(vek_vexpand_string_template(format, args));
+  va_end(args);
+  kept_lines.emplace_back(text ? text.get() : format);
+}
+
 }  // namespace
+
+std::vector<std::string> plugin_lines_of(const PluginLibrary& library,
+                                         const std::function<void()>& body) {
+  kept_lines.clear();
+  const auto set_function = library.find<decltype(vek_set_log_func)>("vek_set_log_func");
+  if (set_function) set_function(keep_line, VEK_LOG_WARNING);
+  body();
+  return std::exchange(kept_lines, {});
+}
 
 uint32_t environment_log_level(uint32_t fallback) {
   const char* text = std::getenv("VEK_API_LOG_LEVEL");

@@ -8,6 +8,9 @@
 #define VEK_TOOLS_PLUGIN_LOG_H
 
 #include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
 
 #include "tools/plugin_library.h"
 
@@ -21,6 +24,11 @@ struct PluginLogCounts {
 // Lines of a plug-in without the registering function go where it sends them, uncounted.
 void listen_to_plugin(const PluginLibrary& library);
 PluginLogCounts plugin_log_counts();
+
+// Calls `body` and hands out the warnings and errors that the plug-in logged meanwhile; none of its
+// lines are shown.
+std::vector<std::string> plugin_lines_of(const PluginLibrary& library,
+                                         const std::function<void()>& body);
 
 // The level that the environment asks for, `fallback` when it does not. Text that is no number
 // means 0, as the plug-in reads it.

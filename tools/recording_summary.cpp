@@ -7,6 +7,7 @@
 
 #include "data/page_view.h"
 #include "tools/console.h"
+#include "tools/json_writer.h"
 #include "tools/readable_time.h"
 #include "utils/json_scalars.h"
 
@@ -89,7 +90,7 @@ std::string RecordingSummary::text(const std::string& file) const {
 }
 
 std::string RecordingSummary::json(const std::string& file) const {
-  std::string out = "{\"file\":";
+  std::string out = "{\"schema_version\":" + number(kJsonSchemaVersion) + ",\"file\":";
   append_json_string(file, out);
   out += ",\"pages\":" + number(all_.pages) + ",\"empty_pages\":" + number(empty_pages_) +
          ",\"bytes\":" + number(all_.bytes) + ",\"first_time\":" + time_json(all_.first_time_us) +

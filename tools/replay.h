@@ -3,14 +3,15 @@
 #define VEK_TOOLS_REPLAY_H
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "tools/cli.h"
+#include "tools/common_options.h"
+#include "tools/pacer.h"
 
 namespace vek::tools {
-
-enum class Pace { kMax, kRecorded };
 
 struct ReplayOptions {
   std::string plugin;
@@ -18,14 +19,20 @@ struct ReplayOptions {
   std::string schema_dir;   // either this
   std::string type_system;  // or this
   uint64_t repeat = 1;
-  Pace pace = Pace::kMax;
+  bool loop = false;  // until interrupted
+  Pace pace;
+  std::optional<uint64_t> from_us;  // pages of times in [from, to) are sent, and those without one
+  std::optional<uint64_t> to_us;
+  bool shift_to_now = false;
+  JsonOptions json;
   std::vector<std::string> pages;  // files; "-" is standard input
 };
 
 void add_replay(CLI::App& app, Action& action);
 
-// Every intact page is sent, also where a file is damaged further on. The summary goes to standard
-// error; standard output belongs to the destinations.
+// Every intact page is sent, also where a file is damaged further on. The summary, with a ledger of
+// every destination, goes to standard error; standard output belongs to the destinations. With
+// --json the summary is standard output's last line.
 ExitStatus replay(const ReplayOptions& options);
 
 }  // namespace vek::tools

@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <chrono>
 #include <cinttypes>
 
 #include "tools/console.h"
@@ -12,7 +13,7 @@
 namespace vek::tools {
 namespace {
 
-// Bytes that the whole run will read; 0 when one of the files has no length.
+// Bytes that the whole run will read; 0 when one of the files has no length, or there is no end.
 uint64_t expected_bytes(const ReplayOptions& options) {
   uint64_t sum = 0;
   for (const std::string& path : options.pages) {
@@ -20,7 +21,13 @@ uint64_t expected_bytes(const ReplayOptions& options) {
     if (path == "-" || stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return 0;
     sum += static_cast<uint64_t>(status.st_size);
   }
-  return sum * options.repeat;
+  return options.loop ? 0 : sum * options.repeat;
+}
+
+uint64_t now_us() {
+  const auto since_epoch = std::chrono::system_clock::now().time_since_epoch();
+  return static_cast<uint64_t>(
+      std::chrono::duration_cast<std::chrono::microseconds>(since_epoch).count());
 }
 
 void say_what_was_sent(uint64_t pages) {
@@ -33,19 +40,29 @@ void say_what_was_sent(uint64_t pages) {
 
 ReplayRun::ReplayRun(PluginSession& session, const PluginSchemas& schemas,
                      const ReplayOptions& options)
-    : session_(session), schemas_(schemas), options_(options), progress_(expected_bytes(options)) {}
+    : session_(session),
+      schemas_(schemas),
+      options_(options),
+      pacer_(options.pace),
+      progress_(expected_bytes(options)) {}
 
 void ReplayRun::send_all() {
-  for (uint64_t round = 0; round < options_.repeat; ++round) {
-    pacer_.restart();
-    for (const std::string& path : options_.pages) {
-      if (!send_file(path, round == 0)) {
-        progress_.finish();
-        return;
-      }
-    }
+  for (uint64_t round = 0; options_.loop || round < options_.repeat; ++round) {
+    const uint64_t pages_before = ledger_.pages;
+    if (!send_round(round == 0)) break;
+    // Nothing in the files can be sent, and nobody would see an endless loop do so.
+    if (options_.loop && ledger_.pages == pages_before) break;
   }
   progress_.finish();
+}
+
+bool ReplayRun::send_round(bool first_round) {
+  pacer_.restart();
+  shift_.restart();
+  for (const std::string& path : options_.pages) {
+    if (!send_file(path, first_round)) return false;
+  }
+  return true;
 }
 
 bool ReplayRun::send_file(const std::string& path, bool first_round) {
@@ -72,10 +89,24 @@ bool ReplayRun::send_file(const std::string& path, bool first_round) {
   return true;
 }
 
+bool ReplayRun::is_wanted(std::optional<uint64_t> time_us) const {
+  if (!time_us) return true;
+  return (!options_.from_us || *time_us >= *options_.from_us) &&
+         (!options_.to_us || *time_us < *options_.to_us);
+}
+
 bool ReplayRun::send_page() {
-  const PageSummary summary = summarize_page(file_.page(), schemas_.record());
-  if (options_.pace == Pace::kRecorded && !pacer_.wait_for(summary.first_time_us)) return false;
-  if (stop_requested()) return false;
+  time_places_.clear();
+  const PageSummary summary = summarize_page(file_.page(), schemas_.record(),
+                                             options_.shift_to_now ? &time_places_ : nullptr);
+  if (!is_wanted(summary.first_time_us)) {
+    ++ledger_.pages_left_out;
+    return !stop_requested();
+  }
+  if (!pacer_.wait_for(summary.first_time_us)) return false;
+  if (options_.shift_to_now) {
+    shift_.apply(file_.writable_image(), time_places_, summary.first_time_us, now_us());
+  }
   const uint64_t failures_before = plugin_log_counts().failed_pages;
   const bool answered = session_.export_page(file_.page(), schemas_.record());
   if (!answered || plugin_log_counts().failed_pages > failures_before) ++ledger_.failed_pages;

@@ -12,11 +12,13 @@
 #include "tools/plugin_session.h"
 #include "tools/progress.h"
 #include "tools/replay.h"
+#include "tools/time_shift.h"
 
 namespace vek::tools {
 
 struct ReplayLedger {
   uint64_t pages = 0;
+  uint64_t pages_left_out = 0;  // of times that were not asked for
   uint64_t bytes = 0;
   uint64_t failed_pages = 0;  // the plug-in said so, by its answer or in its log
   uint64_t records = 0;       // offered: counters blocks and events in the pages
@@ -38,12 +40,16 @@ class ReplayRun {
   // False when the run is over.
   bool send_file(const std::string& path, bool first_round);
   bool send_page();
+  bool send_round(bool first_round);
+  bool is_wanted(std::optional<uint64_t> time_us) const;
 
   PluginSession& session_;
   const PluginSchemas& schemas_;
   const ReplayOptions& options_;
   PageFile file_;
   Pacer pacer_;
+  TimeShift shift_;
+  std::vector<size_t> time_places_;
   Progress progress_;
   ReplayLedger ledger_;
 };

@@ -1,5 +1,6 @@
 // Streams as JSON, one object a line; "kind" says what it is.
 #include "tools/data_object_json.h"
+#include "tools/json_writer.h"
 #include "tools/stream_printer.h"
 #include "utils/json_scalars.h"
 
@@ -78,7 +79,7 @@ class JsonPrinter final : public StreamPrinter {
   }
 
   void start(std::string_view kind, const StreamPlace& place) {
-    text_ += "{\"kind\":";
+    text_ += "{\"schema_version\":" + std::to_string(kJsonSchemaVersion) + ",\"kind\":";
     append_json_string(kind, text_);
     member("file", place.file);
     number("page", place.page);

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "tests/raw_msgpack_api/engine_fixture.h"
+#include "tests/support/child_process.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/temp_dir.h"
 
@@ -130,6 +131,43 @@ TEST(Stats, ReturnTheFullLengthLikeSnprintf) {
             static_cast<int>(whole.size()));
   EXPECT_STREQ(small, whole.substr(0, 7).c_str());
   EXPECT_EQ(raw_msgpack_api_stats(engine.context(), nullptr, 0), static_cast<int>(whole.size()));
+}
+
+std::string ledger() {
+  std::string text(1 << 20, '\0');
+  const int length = raw_msgpack_api_ledger(text.data(), text.size());
+  text.resize(length > 0 ? static_cast<size_t>(length) : 0);
+  return text;
+}
+
+// Other tests' contexts stand in it too, so the children look at a process of their own.
+TEST(Ledger, ListsEveryContextInOrderAndKeepsTheLastAccount) {
+  const ChildResult child = run_in_child([] {
+    const std::string before = ledger();
+    Engine first("null", {{"Alias", "first"}});
+    Engine second("stdout_raw");
+    first.add(numbered_record(1));
+    ASSERT_TRUE(first.drained());
+    EXPECT_EQ(first.finish(), 0);
+    const std::string text = ledger().substr(before.size() - 1);
+    EXPECT_THAT(text, HasSubstr(R"({"name":"first","output":"null","finalized":true,"account":)"
+                                R"({"accepted":1,"delivered":1,"spooled":0,"queued":0,)"));
+    EXPECT_THAT(text, HasSubstr(R"({"name":"stdout_raw","output":"stdout_raw","finalized":false,)"
+                                R"("account":{"accepted":0,)"));
+    EXPECT_LT(text.find("first"), text.find("stdout_raw"));
+    EXPECT_EQ(raw_msgpack_api_ledger(nullptr, 0), static_cast<int>(ledger().size()));
+  });
+  EXPECT_EQ(child.exit_code, 0) << child.standard_output;
+}
+
+TEST(Ledger, HoldsNothingOfTheParentInAForkedChild) {
+  Engine engine("null");
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) _exit(ledger() == "[]" ? 0 : 1);
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
 }
 
 TEST(ForkedChild, DoesNothing) {

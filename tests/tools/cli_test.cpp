@@ -76,6 +76,57 @@ INSTANTIATE_TEST_SUITE_P(
                   "replay: PAGES: standard input ('-') can be named only once"},
         UsageCase{replay_with({"--repeat", "2", "-"}),
                   "replay: --repeat: standard input ('-') can be read only once"},
+        UsageCase{replay_with({"--speed", "fast", "f"}),
+                  "replay: --speed: 'fast' is neither 'max' nor like 10x"},
+        UsageCase{replay_with({"--speed", "0x", "f"}),
+                  "replay: --speed: '0x' is neither 'max' nor like 10x"},
+        UsageCase{replay_with({"--rate", "-1", "f"}), "replay: --rate: '-1' is no number above 0"},
+        UsageCase{replay_with({"--rate", "5", "--speed", "2x", "f"}),
+                  "replay: --speed excludes --rate"},
+        UsageCase{replay_with({"--loop", "--repeat", "2", "f"}),
+                  "replay: --repeat excludes --loop"},
+        UsageCase{replay_with({"--loop", "-"}),
+                  "replay: --loop: standard input ('-') can be read only once"},
+        UsageCase{replay_with({"--from", "yesterday", "f"}),
+                  "replay: --from: 'yesterday' is no time such as 2026-01-01T00:00:00Z, and no "
+                  "number of microseconds"},
+        UsageCase{replay_with({"--from", "5", "--to", "5", "f"}),
+                  "replay: --to: is not behind --from"},
+        UsageCase{replay_with({"--shift-time", "then", "f"}),
+                  "replay: --shift-time: then not in {now}"},
+        UsageCase{replay_with({"--color", "red", "f"}),
+                  "replay: --color: red not in {auto,always,never}"},
+        UsageCase{replay_with({"--int64", "double", "f"}),
+                  "replay: --int64: double not in {number,string}"},
+        UsageCase{{"chekc"}, "unknown command 'chekc'; did you mean 'check'?"},
+        UsageCase{{"check"}, "check: DIR is required"},
+        UsageCase{{"check", "c", "--formt", "json"},
+                  "check: unknown option '--formt'; did you mean '--format'?"},
+        UsageCase{{"check", "c", "--format", "xml"},
+                  "check: --format: xml not in {text,json,junit,github}"},
+        UsageCase{{"check", "c", "--format", "text", "--json"}, "check: --format excludes --json"},
+        UsageCase{{"check", "c", "--pages", "-"},
+                  "check: --pages: pages are read twice, so they need a name"},
+        UsageCase{{"preveiw"}, "unknown command 'preveiw'; did you mean 'preview'?"},
+        UsageCase{{"preview", "--schema-dir", "s", "f"},
+                  "preview: --config: exactly one of --config and --diff is required"},
+        UsageCase{{"preview", "--config", "c", "--schema-dir", "s"},
+                  "preview: PAGES: is required, but with --explain, --unmatched and --diff"},
+        UsageCase{{"preview", "--diff", "a", "b", "--schema-dir", "s", "-"},
+                  "preview: PAGES: --diff reads them twice, so they need a name"},
+        UsageCase{{"preview", "--config", "c", "--schema-dir", "s", "--nodes", "5", "f"},
+                  "preview: --nodes requires --cost"},
+        UsageCase{
+            {"preview", "--config", "c", "--schema-dir", "s", "--cost", "--interval", "1d", "f"},
+            "preview: --interval: '1d' is no time such as 500ms, 1s or 5m"},
+        UsageCase{{"preview", "--config", "c", "--schema-dr", "s", "f"},
+                  "preview: unknown option '--schema-dr'; did you mean '--schema-dir'?"},
+        UsageCase{{"docter"}, "unknown command 'docter'; did you mean 'doctor'?"},
+        UsageCase{{"doctor"}, "doctor: --plugin is required"},
+        UsageCase{{"tets"}, "unknown command 'tets'; did you mean 'test'?"},
+        UsageCase{{"test"}, "test: DIR is required"},
+        UsageCase{{"test", "d", "--acept"},
+                  "test: unknown option '--acept'; did you mean '--accept'?"},
         UsageCase{{"inspct"}, "unknown command 'inspct'; did you mean 'inspect'?"},
         UsageCase{{"inspect"}, "inspect: PAGES is required"},
         UsageCase{{"inspect", "--streems", "f"},
@@ -108,10 +159,28 @@ TEST(CommandLine, HelpNamesEveryVerbAndEveryOption) {
   EXPECT_NE(help.find("generate"), std::string::npos);
   EXPECT_NE(help.find("replay"), std::string::npos);
   const std::string replay = run_tool({"replay", "--help"}).standard_output;
-  for (const char* option :
-       {"--plugin", "--config", "--schema-dir", "--type-system", "--repeat", "--pace", "PAGES"}) {
+  for (const char* option : {"--plugin", "--config", "--schema-dir", "--type-system", "--repeat",
+                             "--pace", "--speed", "--rate", "--loop", "--from", "--to",
+                             "--shift-time", "--json", "--int64", "--color", "PAGES"}) {
     EXPECT_NE(replay.find(option), std::string::npos) << option;
   }
+}
+
+TEST(CommandLine, ColoursAreAsToldOrAsTheTerminalAndNoColorSay) {
+  const Words bad = replay_with({"--color", "always", "none"});
+  EXPECT_NE(run_tool(bad).standard_error.find("\033[1;31m"), std::string::npos);
+  EXPECT_EQ(run_tool(replay_with({"none"})).standard_error.find("\033["), std::string::npos);
+  if (!can_open_terminal()) GTEST_SKIP() << "no pseudo-terminals here";
+  const auto seen = [](const Words& words, const char* no_color) {
+    ToolSetting setting;
+    setting.environment = {{"NO_COLOR", no_color}};
+    return run_tool_on_terminal(words, setting).standard_error.find("\033[1;31m") !=
+           std::string::npos;
+  };
+  EXPECT_TRUE(seen(replay_with({"none"}), ""));
+  EXPECT_FALSE(seen(replay_with({"none"}), "1"));
+  EXPECT_FALSE(seen(replay_with({"--color", "never", "none"}), ""));
+  EXPECT_TRUE(seen(bad, "1"));
 }
 
 TEST(CommandLine, AClosedPipeEndsQuietly) {

@@ -102,7 +102,7 @@ TEST_F(InspectTest, TheSummaryIsAlsoThereForMachines) {
   const ChildResult result = inspect({"--json", "--schema-dir", dir_.file("schemas"), path});
   EXPECT_EQ(result.exit_code, 0);
   EXPECT_EQ(result.standard_output,
-            "{\"file\":\"" + path +
+            "{\"schema_version\":1,\"file\":\"" + path +
                 "\",\"pages\":1,\"empty_pages\":0,\"bytes\":840,\"first_time\":1767225600500000,"
                 "\"last_time\":1767225600500000,\"counters_blocks\":0,\"events_blocks\":1,"
                 "\"events\":1,\"schemas_blocks\":1,\"unknown_blocks\":0,"
@@ -257,14 +257,15 @@ TEST_F(InspectTest, TellsStreamsAsJson) {
   EXPECT_EQ(result.exit_code, 0);
   const std::string place =
       ",\"file\":\"" + path + "\",\"page\":1,\"source\":\"s1\",\"tag\":\"dict_a\"";
-  const std::string event = "{\"kind\":\"event\"" + place + ",\"type\":\"PYTHON_";
+  const std::string event =
+      "{\"schema_version\":1,\"kind\":\"event\"" + place + ",\"type\":\"PYTHON_";
   EXPECT_EQ(result.standard_output,
             event + "NEW_COLLECTION\",\"value\":1767225600500000,\"fate\":\"taken\"}\n" +  //
                 event + "DICT_START\",\"fate\":\"taken\"}\n" +                             //
                 event + "ID\",\"key_id\":0,\"value\":\"n\",\"fate\":\"taken\"}\n" +        //
                 event + "LONG\",\"key_id\":0,\"name\":\"n\",\"value\":5,\"fate\":\"taken\"}\n" +
                 event + "DICT_END\",\"fate\":\"taken\"}\n" +  //
-                "{\"kind\":\"dictionary\"" + place +
+                "{\"schema_version\":1,\"kind\":\"dictionary\"" + place +
                 ",\"timestamp\":1767225600500000,\"root\":{\"n\":5}}\n");
 }
 
@@ -358,7 +359,7 @@ TEST_F(InspectEventsTest, ARefusedEventFailsItsPageAndIsToldWithThePagesNumber) 
   const ChildResult json = streams(path, {"--json"});
   EXPECT_EQ(json.exit_code, 1);
   EXPECT_TRUE(has(json.standard_output,
-                  "{\"kind\":\"problem\",\"file\":\"" + path +
+                  "{\"schema_version\":1,\"kind\":\"problem\",\"file\":\"" + path +
                       "\",\"page\":2,\"source\":\"s1\",\"tag\":\"dict_a\",\"level\":\"error\","
                       "\"text\":\"[vek_dictionary_reader] 'list end' event does not fit collected "
                       "data\"}\n"));
@@ -431,7 +432,7 @@ TEST_F(InspectEventsTest, PagesBeforeDamageAreTold) {
   EXPECT_EQ(result.standard_error, "vektool: error: " + damage + "\n");
   EXPECT_EQ(count_lines(result.standard_output), 2u);
   const std::string json = streams(path, {"--json"}).standard_output;
-  EXPECT_TRUE(has(json, "{\"kind\":\"problem\",\"file\":\"" + path +
+  EXPECT_TRUE(has(json, "{\"schema_version\":1,\"kind\":\"problem\",\"file\":\"" + path +
                             "\",\"page\":2,\"source\":\"\",\"tag\":\"\",\"level\":\"error\","
                             "\"text\":\"" +
                             damage + "\"}\n"))

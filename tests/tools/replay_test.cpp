@@ -29,6 +29,12 @@ std::string small_page(uint8_t fill, uint64_t time_us = 1'000'000) {
   return image_of(page);
 }
 
+// A page without a block has no time.
+std::string image_of_no_time() {
+  PageWriter page("source", "tag");
+  return image_of(page);
+}
+
 bool has(const std::string& text, const std::string& part) {
   return text.find(part) != std::string::npos;
 }
@@ -317,6 +323,76 @@ TEST_F(ReplayScriptTest, APipeCannotBeRepeatedUnderAnotherName) {
       " --schema-dir " + dir_.file("schemas") + " --repeat 2 <(cat " + file + ")");
   EXPECT_EQ(result.exit_code, 2);
   EXPECT_TRUE(has(result.standard_error, "is no regular file and can be read only once"));
+}
+
+TEST_F(ReplayScriptTest, ASpeedDividesTheRecordedPauses) {
+  const std::string file = pages(small_page(1, 5'000'000) + small_page(2, 8'000'000));
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(replay({"--speed", "10x", file}).exit_code, 0);
+  const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
+  EXPECT_GE(elapsed.count(), 0.3);
+  EXPECT_LT(elapsed.count(), 2.5);
+}
+
+TEST_F(ReplayScriptTest, ARateSpacesPagesEvenly) {
+  const std::string file = pages(small_page(1) + small_page(2) + small_page(3) + small_page(4));
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(replay({"--rate", "10", file}).exit_code, 0);
+  const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
+  EXPECT_GE(elapsed.count(), 0.3);
+}
+
+TEST_F(ReplayScriptTest, FromAndToLeaveOtherTimesOut) {
+  const std::string file = pages(small_page(1, 1'000'000) + small_page(2, 2'000'000) +
+                                 small_page(3, 3'000'000) + image_of_no_time());
+  const ChildResult result = replay({"--from", "1970-01-01T00:00:02Z", "--to", "3000000", file});
+  EXPECT_EQ(result.exit_code, 0);
+  EXPECT_TRUE(has(result.standard_error,
+                  "pages               2\n"
+                  "pages left out      2 (of other times)\n"))
+      << result.standard_error;
+  ASSERT_EQ(calls().size(), 6u);
+  EXPECT_TRUE(has(calls()[2], " sum ")) << calls()[2];
+}
+
+TEST_F(ReplayScriptTest, ShiftedTimesBeginNowAndKeepTheirDistances) {
+  const std::string file = pages(small_page(0, 1'000'000) + small_page(0, 1'500'000));
+  const std::string other = pages(small_page(0, 1'000'000), "other.bin");
+  EXPECT_EQ(replay({"--shift-time", "now", file}).exit_code, 0);
+  const Words shifted = calls();
+  ASSERT_EQ(shifted.size(), 6u);
+  const auto time_of = [](const std::string& line) {
+    return std::stoull(line.substr(line.find("time ") + 5));
+  };
+  const auto now = std::chrono::duration_cast<std::chrono::microseconds>(
+                       std::chrono::system_clock::now().time_since_epoch())
+                       .count();
+  EXPECT_NEAR(static_cast<double>(time_of(shifted[2])), static_cast<double>(now), 60e6);
+  EXPECT_EQ(time_of(shifted[3]) - time_of(shifted[2]), 500'000u);
+  // The file is as it was.
+  EXPECT_EQ(read_file(file).substr(0, 744), read_file(other));
+}
+
+TEST_F(ReplayScriptTest, ALoopGoesOnUntilItIsInterruptedAndThatIsGood) {
+  const std::string file = pages(small_page(1));
+  ToolSetting setting;
+  setting.environment = {{"VEK_SCRIPT_LOG", dir_.file("calls")}};
+  const ChildResult result = run_shell(
+      "\"$TOOL\" replay --loop --rate 100 --plugin " VEK_SCRIPTED_PLUGIN_PATH " --config " +
+          dir_.file("config") + " --schema-dir " + dir_.file("schemas") + " " + file +
+          " & for i in $(seq 100); do [ $(grep -c ^page " + dir_.file("calls") +
+          " 2>/dev/null || echo 0) -ge 3 ] && break; sleep 0.05; done; kill -INT $!; wait $!; "
+          "echo status $?",
+      setting);
+  EXPECT_EQ(result.standard_output, "status 0\n") << result.standard_error;
+  EXPECT_GE(calls().size(), 7u);
+}
+
+TEST_F(ReplayScriptTest, ALoopOverNothingToSendEnds) {
+  const std::string file = pages(small_page(1, 1'000'000));
+  const ChildResult result = replay({"--loop", "--from", "2000000", file});
+  EXPECT_EQ(result.exit_code, 0);
+  EXPECT_EQ(calls().size(), 4u);
 }
 
 }  // namespace

@@ -1,0 +1,238 @@
+#include "exporter/exp_file_reader.h"
+
+#include <dirent.h>
+#include <sys/stat.h>
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "utils/logger.h"
+#include "utils/owned.h"
+#include "utils/strings.h"
+
+namespace vek {
+namespace {
+
+using Directory = Owned<DIR, closedir>;
+
+constexpr std::string_view kSuffix = ".exp";
+constexpr size_t kMaxPathSize = 128;  // terminator included; longer paths are cut
+
+// The order matters: "plugin_name" stands before the "plugin_" parameters, "name" behind it.
+constexpr std::array<std::string_view, 11> kKeys = {"msgpack_data_layout",
+                                                    "plugin_name",
+                                                    "name",
+                                                    "counterset",
+                                                    "fieldset",
+                                                    "host",
+                                                    "enable",
+                                                    "port",
+                                                    "batch_mode",
+                                                    "source_tag",
+                                                    "plugin_"};
+
+char** text_member(std::string_view key, fluentbit_exporter_config_t& config) {
+  if (key == "msgpack_data_layout") return &config.msgpack_data_layout;
+  if (key == "plugin_name") return &config.plugin_name;
+  if (key == "name") return &config.name;
+  if (key == "counterset") return &config.counterset;
+  if (key == "fieldset") return &config.fieldset;
+  return key == "host" ? &config.host : nullptr;
+}
+
+int* number_member(std::string_view key, fluentbit_exporter_config_t& config) {
+  if (key == "enable") return &config.enable;
+  if (key == "port") return &config.port;
+  return key == "batch_mode" ? &config.batch_mode : nullptr;
+}
+
+bool isDirectory(const std::string& dir, const dirent& entry) {
+  if (entry.d_type == DT_DIR) return true;
+  // Some file systems do not tell, and a link tells nothing about what it leads to.
+  if (entry.d_type != DT_UNKNOWN && entry.d_type != DT_LNK) return false;
+  struct stat status {};
+  const std::string path = dir + "/" + entry.d_name;
+  return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+void appendSourceTags(vek_string_array_t** list, std::string_view tags) {
+  while (true) {
+    const size_t comma = tags.find(',');
+    const std::string tag(tags.substr(0, comma));
+    if (!vek_append_string_array(list, tag.c_str())) {
+      VEK_LOGE("[FluentBitExportersArray] [%s] Failed to append source_tag '%s' to source_tag_list",
+               "parseExpFileToConfig", tag.c_str());
+    }
+    if (comma == std::string_view::npos) return;
+    tags.remove_prefix(comma + 1);
+  }
+}
+
+// The lines of a file, of any length. A line stays valid until the next one is read.
+class LineReader {
+ public:
+  explicit LineReader(std::FILE* file) : file_(file) {}
+  ~LineReader() { std::free(buffer_); }
+  LineReader(const LineReader&) = delete;
+  LineReader& operator=(const LineReader&) = delete;
+
+  char* next() { return getline(&buffer_, &capacity_, file_) < 0 ? nullptr : buffer_; }
+
+ private:
+  std::FILE* file_;
+  char* buffer_ = nullptr;
+  size_t capacity_ = 0;
+};
+
+// What is left of a line without its comment and the white space around it.
+char* meaningOf(char* line) {
+  if (char* comment = std::strchr(line, '#')) *comment = '\0';
+  return trim_white_space(line);
+}
+
+// Gives one line to the configuration and writes down what became of it.
+class LineTaker {
+ public:
+  LineTaker(fluentbit_exporter_config_t& config, ExpLine& out) : config_(config), out_(out) {}
+
+  void take(char* line) {
+    line_ = line;
+    text_ = line;  // the line is cut up while it is read
+    out_.text = text_;
+    for (const std::string_view key : kKeys) {
+      if (!text_.starts_with(key)) continue;
+      out_.key = key;
+      out_.behind = std::string_view(text_).substr(key.size());
+      give(key);
+      return;
+    }
+  }
+
+ private:
+  void give(std::string_view key) {
+    if (char** text = text_member(key, config_)) {
+      out_.kind = ExpKeyKind::kText;
+      note_value(key);
+      take_exp_text(line_, key.data(), text);
+    } else if (int* number = number_member(key, config_)) {
+      out_.kind = ExpKeyKind::kNumber;
+      note_value(key);
+      take_exp_number(line_, key.data(), number);
+    } else if (key == "source_tag") {
+      out_.kind = ExpKeyKind::kTags;
+      note_value(key);
+      const char* tags = exp_value_of(line_, key.data());
+      if (tags && *tags != '\0') appendSourceTags(&config_.source_tag_list, tags);
+    } else {
+      out_.kind = ExpKeyKind::kParameter;
+      take_parameter(out_.behind);
+    }
+  }
+
+  void note_value(std::string_view key) {
+    copy_ = text_;
+    const char* value = exp_value_of(copy_.data(), key.data());
+    out_.value = value ? value : "";
+    if (!out_.value.empty()) out_.value_column = static_cast<size_t>(value - copy_.data());
+  }
+
+  // `text` is what follows "plugin_".
+  void take_parameter(std::string_view text) {
+    if (text.starts_with('=')) {
+      VEK_LOGE("empty param name in line %s", text_.c_str());
+      return;
+    }
+    const size_t equals = text.find('=');
+    name_ = text.substr(0, equals);
+    if (equals == std::string_view::npos) {
+      push_parameter(config_.params, name_.c_str(), "");
+      out_.parameter = name_;
+      return;
+    }
+    text.remove_prefix(equals + 1);
+    copy_ = text.substr(0, text.find('='));
+    const char* name = trim_white_space(name_.data());
+    const char* value = trim_white_space(copy_.data());
+    push_parameter(config_.params, name, value);
+    out_.parameter = name;
+    out_.value = value;
+    if (!out_.value.empty()) {
+      out_.value_column = static_cast<size_t>(text.data() - text_.data()) +
+                          static_cast<size_t>(value - copy_.data());
+    }
+  }
+
+  fluentbit_exporter_config_t& config_;
+  ExpLine& out_;
+  char* line_ = nullptr;
+  std::string text_;
+  std::string copy_;
+  std::string name_;
+};
+
+}  // namespace
+
+std::span<const std::string_view> exp_keys() { return kKeys; }
+
+bool list_exp_files(const std::string& dir, std::vector<std::string>& names) {
+  const Directory directory(opendir(dir.c_str()));
+  if (!directory) return false;
+  names.clear();
+  while (const dirent* entry = readdir(directory.get())) {
+    if (!std::string_view(entry->d_name).ends_with(kSuffix)) continue;
+    if (!isDirectory(dir, *entry)) names.emplace_back(entry->d_name);
+  }
+  return true;
+}
+
+std::string exp_file_path(const std::string& dir, const std::string& name) {
+  return (dir + "/" + name).substr(0, kMaxPathSize - 1);
+}
+
+bool read_exp_file(const std::string& path, fluentbit_exporter_config_t& config,
+                   ExpFileObserver* observer) {
+  const File file(std::fopen(path.c_str(), "r"));
+  if (!file) return false;
+  LineReader lines(file.get());
+  for (size_t number = 1; char* raw = lines.next(); ++number) {
+    ExpLine line;
+    LineTaker taker(config, line);
+    char* const meaning = meaningOf(raw);
+    line.number = number;
+    line.column = static_cast<size_t>(meaning - raw) + 1;
+    taker.take(meaning);
+    if (!line.value.empty()) line.value_column += line.column;
+    if (observer) observer->on_exp_line(line);
+  }
+  return true;
+}
+
+char* exp_value_of(char* line, const char* key) {
+  const size_t key_length = std::strlen(key);
+  if (std::strncmp(line, key, key_length) != 0) return nullptr;
+  char* value = trim_white_space(line + key_length);
+  if (*value != '\0') ++value;  // the "=", or whatever stands for it
+  return trim_white_space(value);
+}
+
+bool take_exp_text(char* line, const char* key, char** value) {
+  const char* text = exp_value_of(line, key);
+  if (!text) return false;
+  if (*text == '\0') return true;  // an empty value leaves the field as it was
+  if (char* copy = strdup(text)) {
+    std::free(*value);
+    *value = copy;
+  }
+  return true;
+}
+
+bool take_exp_number(char* line, const char* key, int* value) {
+  const char* text = exp_value_of(line, key);
+  if (!text) return false;
+  *value = static_cast<int>(std::strtol(text, nullptr, 10));
+  return true;
+}
+
+}  // namespace vek

@@ -1,0 +1,30 @@
+// vektool check: everything that is wrong with a configuration directory, at once.
+#ifndef VEK_TOOLS_CHECK_H
+#define VEK_TOOLS_CHECK_H
+
+#include <string>
+#include <vector>
+
+#include "tools/cli.h"
+#include "tools/common_options.h"
+#include "tools/finding_formats.h"
+
+namespace vek::tools {
+
+struct CheckOptions {
+  std::string config_dir;
+  std::string schema_dir;   // at most one of the two; without them only syntax, values and
+  std::string type_system;  // files are looked at
+  std::vector<std::string> pages;
+  FindingFormat format = FindingFormat::kText;
+  bool strict = false;
+  JsonOptions json;
+};
+
+void add_check(CLI::App& app, Action& action);
+
+ExitStatus check(const CheckOptions& options);
+
+}  // namespace vek::tools
+
+#endif  // VEK_TOOLS_CHECK_H

@@ -1,0 +1,34 @@
+// A configuration directory as the plug-in reads it, with the places of what it says.
+#ifndef VEK_TOOLS_CONFIGURATION_H
+#define VEK_TOOLS_CONFIGURATION_H
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "exporter/exp_config.h"
+#include "tools/finding.h"
+#include "utils/owned.h"
+
+namespace vek::tools {
+
+struct ConfiguredDestination {
+  std::string path;  // of the ".exp" file
+  Owned<fluentbit_exporter_config_t, destroy_config> config;
+  std::map<std::string, Place> places;  // of the value that counts, by key
+
+  bool is_enabled() const { return config->enable != 0; }
+  const char* name() const { return config->name ? config->name : ""; }
+  const char* output() const { return config->plugin_name ? config->plugin_name : ""; }
+  // Where the key was given, else the file.
+  Place place_of(const std::string& key) const;
+};
+
+// Every ".exp" file of the directory, by name; what is wrong with one becomes findings. False when
+// the directory cannot be read.
+bool read_configuration(const std::string& dir, std::vector<ConfiguredDestination>& out,
+                        Findings& findings);
+
+}  // namespace vek::tools
+
+#endif  // VEK_TOOLS_CONFIGURATION_H

@@ -1,0 +1,29 @@
+#include "tools/duration.h"
+
+#include <CLI/CLI.hpp>
+#include <charconv>
+#include <string_view>
+
+namespace vek::tools {
+
+uint64_t take_duration(const char* option, const std::string& text) {
+  struct Unit {
+    std::string_view name;
+    uint64_t us;
+  };
+  static constexpr Unit kUnits[] = {
+      {"us", 1}, {"ms", 1'000}, {"s", 1'000'000}, {"m", 60'000'000}, {"h", 3'600'000'000}};
+  uint64_t number = 0;
+  const char* const text_end = text.data() + text.size();
+  const auto [end, error] = std::from_chars(text.data(), text_end, number);
+  const std::string_view unit(end, static_cast<size_t>(text_end - end));
+  for (const Unit& known : kUnits) {
+    constexpr uint64_t kMost = 1'000'000'000;
+    if (error == std::errc() && unit == known.name && number > 0 && number <= kMost) {
+      return number * known.us;
+    }
+  }
+  throw CLI::ValidationError(option, "'" + text + "' is no time such as 500ms, 1s or 5m");
+}
+
+}  // namespace vek::tools

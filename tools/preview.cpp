@@ -1,0 +1,259 @@
+#include "tools/preview.h"
+
+#include <CLI/CLI.hpp>
+#include <cerrno>
+#include <cinttypes>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <set>
+
+#include "tools/console.h"
+#include "tools/duration.h"
+#include "tools/json_writer.h"
+#include "tools/preview_run.h"
+#include "tools/preview_text.h"
+#include "tools/suggest.h"
+#include "tools/whole_number.h"
+
+namespace vek::tools {
+namespace {
+
+// The configuration, its schemas, and what stands in the way of looking at them.
+class Preview {
+ public:
+  explicit Preview(const PreviewOptions& options) : options_(options) {}
+
+  ExitStatus run() {
+    Findings unused;  // for "check" to say
+    const ExitStatus loaded = schemas_.load(options_.schema_dir, options_.type_system, unused);
+    if (loaded != ExitStatus::kGood) {
+      say_error("%s", schemas_.problem().c_str());
+      return loaded;
+    }
+    if (!options_.diff.empty()) return show_difference();
+    std::vector<ConfiguredDestination> destinations;
+    const ExitStatus status = read(options_.config_dir, destinations);
+    if (status != ExitStatus::kGood) return status;
+    if (!options_.explain.empty()) return explain(destinations);
+    if (options_.unmatched) return show_unmatched(destinations);
+    return options_.cost ? show_cost(destinations) : show_records(destinations);
+  }
+
+ private:
+  ExitStatus read(const std::string& dir, std::vector<ConfiguredDestination>& out) {
+    Findings findings;
+    if (!read_configuration(dir, out, findings)) {
+      say_error("%s: cannot be opened: %s", dir.c_str(), std::strerror(errno));
+      return ExitStatus::kEnvironment;
+    }
+    if (findings.errors() > 0) {
+      say_warning("%s: has errors; 'vektool check' says which", dir.c_str());
+    }
+    std::vector<std::string> names;
+    for (const ConfiguredDestination& destination : out) names.emplace_back(destination.name());
+    std::erase_if(out, [&](const ConfiguredDestination& destination) {
+      const bool wanted =
+          options_.destination.empty() || options_.destination == destination.name();
+      return !wanted || !destination.is_enabled();
+    });
+    if (!out.empty() || options_.destination.empty()) return ExitStatus::kGood;
+    const std::string guess = nearest(options_.destination, names);
+    say_error("%s: has no enabled destination '%s'%s", dir.c_str(), options_.destination.c_str(),
+              guess.empty() ? "" : ("; did you mean '" + guess + "'?").c_str());
+    return ExitStatus::kBad;
+  }
+
+  void print(const std::string& text) const {
+    if (text.empty()) return;
+    if (options_.json.json) {
+      write_json(text, options_.json);
+    } else {
+      write_output(text);
+    }
+  }
+
+  void print_record(const ConfiguredDestination& destination, const std::string& json) {
+    const uint64_t shown = ++shown_[&destination];
+    if (options_.limit > 0 && shown > options_.limit) return;
+    if (!options_.json.json) return print(std::string(destination.name()) + ": " + json + "\n");
+    JsonWriter writer;
+    writer.begin_object()
+        .member("schema_version", kJsonSchemaVersion)
+        .member("destination", destination.name())
+        .member("output", destination.output())
+        .key("record")
+        .raw(json)
+        .end_object();
+    print(writer.out() + "\n");
+  }
+
+  ExitStatus show_records(const std::vector<ConfiguredDestination>& destinations) {
+    PreviewRun run(
+        destinations, schemas_.record(),
+        [this](const auto& destination, const auto& json) { print_record(destination, json); });
+    const ExitStatus status = run.run(options_.pages);
+    for (const PreviewRun::Result& result : run.results()) {
+      say("%s (%s): %" PRIu64 " records, %" PRIu64 " bytes, of %" PRIu64 " pages",
+          result.destination->name(), result.destination->output(), result.totals->records,
+          result.totals->bytes, run.pages());
+      for (const std::string& field : result.totals->not_finite) {
+        say_warning("%s: '%s' is not always a number (NaN or infinite), which receivers reject",
+                    result.destination->name(), field.c_str());
+      }
+      if (result.totals->unreadable > 0) {
+        say_warning("%s: %" PRIu64 " records cannot be read", result.destination->name(),
+                    result.totals->unreadable);
+      }
+    }
+    return status;
+  }
+
+  ExitStatus show_cost(const std::vector<ConfiguredDestination>& destinations) {
+    PreviewRun run(destinations, schemas_.record(), nullptr);
+    const ExitStatus status = run.run(options_.pages);
+    const Fleet fleet{options_.nodes, options_.interval_us};
+    for (const PreviewRun::Result& result : run.results()) {
+      print(cost_of(result, run.pages(), fleet, options_.json.json));
+    }
+    return status;
+  }
+
+  ExitStatus explain(const std::vector<ConfiguredDestination>& destinations) {
+    bool found = false;
+    std::set<std::string> names;
+    for (const ConfiguredDestination& destination : destinations) {
+      const std::vector<SelectedName> trace = trace_selection(destination, schemas_);
+      for (const SelectedName& selected : trace) names.insert(selected.name);
+      const std::string text =
+          explain_name(destination, trace, options_.explain, options_.json.json);
+      found = found || !text.empty();
+      print(text);
+    }
+    if (found) return ExitStatus::kGood;
+    const std::string guess = nearest(options_.explain, {names.begin(), names.end()});
+    say_error("no schema has a counter or field '%s'%s", options_.explain.c_str(),
+              guess.empty() ? "" : ("; did you mean '" + guess + "'?").c_str());
+    return ExitStatus::kBad;
+  }
+
+  ExitStatus show_unmatched(const std::vector<ConfiguredDestination>& destinations) {
+    for (const ConfiguredDestination& destination : destinations) {
+      print(
+          unmatched_names(destination, trace_selection(destination, schemas_), options_.json.json));
+    }
+    return ExitStatus::kGood;
+  }
+
+  // By the destinations' names.
+  ExitStatus show_difference() {
+    std::vector<ConfiguredDestination> before;
+    std::vector<ConfiguredDestination> after;
+    for (const auto& [dir, out] :
+         {std::pair(options_.diff[0], &before), std::pair(options_.diff[1], &after)}) {
+      const ExitStatus status = read(dir, *out);
+      if (status != ExitStatus::kGood) return status;
+    }
+    std::map<std::string, std::pair<DiffSide, DiffSide>> sides;
+    const ExitStatus old_status = add_side(before, sides, &std::pair<DiffSide, DiffSide>::first);
+    const ExitStatus new_status = add_side(after, sides, &std::pair<DiffSide, DiffSide>::second);
+    for (const auto& [name, pair] : sides) {
+      print(difference(name, pair.first, pair.second, options_.json.json));
+    }
+    return old_status != ExitStatus::kGood ? old_status : new_status;
+  }
+
+  ExitStatus add_side(const std::vector<ConfiguredDestination>& destinations,
+                      std::map<std::string, std::pair<DiffSide, DiffSide>>& sides,
+                      DiffSide std::pair<DiffSide, DiffSide>::*side) {
+    PreviewRun run(destinations, schemas_.record(), nullptr);
+    const ExitStatus status = run.run(options_.pages);
+    for (const PreviewRun::Result& result : run.results()) {
+      sides[result.destination->name()].*side = {
+          result.destination, trace_selection(*result.destination, schemas_), *result.totals};
+    }
+    return status;
+  }
+
+  const PreviewOptions& options_;
+  SchemaCatalog schemas_;
+  std::map<const ConfiguredDestination*, uint64_t> shown_;
+};
+
+void check_combination(const PreviewOptions& options) {
+  check_pages(options.pages);
+  if (options.config_dir.empty() == options.diff.empty()) {
+    throw CLI::ValidationError("--config", "exactly one of --config and --diff is required");
+  }
+  const bool needs_pages = options.diff.empty() && options.explain.empty() && !options.unmatched;
+  if (needs_pages && options.pages.empty()) {
+    throw CLI::ValidationError("PAGES", "is required, but with --explain, --unmatched and --diff");
+  }
+  const bool is_twice =
+      !options.diff.empty() &&
+      std::find(options.pages.begin(), options.pages.end(), "-") != options.pages.end();
+  if (is_twice) throw CLI::ValidationError("PAGES", "--diff reads them twice, so they need a name");
+}
+
+}  // namespace
+
+ExitStatus preview(const PreviewOptions& options) { return Preview(options).run(); }
+
+void add_preview(CLI::App& app, Action& action) {
+  const auto options = std::make_shared<PreviewOptions>();
+  CLI::App* verb = app.add_subcommand(
+      "preview", "Show the records that would leave for each destination, without sending");
+  verb->add_option("--config", options->config_dir, "Directory of .exp files")->type_name("DIR");
+  CLI::Option* diff =
+      verb->add_option("--diff", options->diff,
+                       "Compare two directories: fields added, removed, renamed and retyped, and "
+                       "the change in records and bytes")
+          ->expected(2)
+          ->type_name("OLD NEW");
+  add_schema_options(*verb, options->schema_dir, options->type_system, SchemaRule::kOne,
+                     "One of the two:");
+  verb->add_option("--destination", options->destination, "Only this one, by its name")
+      ->type_name("NAME");
+  verb->add_option("--limit", options->limit, "Show the first N records of each destination")
+      ->check(whole_number(1, 1'000'000'000))
+      ->type_name("N");
+  CLI::Option* explain =
+      verb->add_option("--explain", options->explain,
+                       "Say which lines take, name or exclude this counter or field")
+          ->excludes(diff)
+          ->type_name("NAME");
+  CLI::Option* unmatched = verb->add_flag("--unmatched", options->unmatched,
+                                          "List counters and fields that no line takes")
+                               ->excludes(diff)
+                               ->excludes(explain);
+  CLI::Option* cost = verb->add_flag("--cost", options->cost,
+                                     "Forecast records, bytes and series of a fleet, from an "
+                                     "average page")
+                          ->excludes(diff)
+                          ->excludes(explain)
+                          ->excludes(unmatched);
+  verb->add_option("--nodes", options->nodes, "With --cost: nodes of the fleet")
+      ->check(whole_number(1, 1'000'000'000))
+      ->capture_default_str()
+      ->needs(cost)
+      ->type_name("N");
+  verb->add_option_function<std::string>(
+          "--interval",
+          [options](const std::string& text) {
+            options->interval_us = take_duration("--interval", text);
+          },
+          "With --cost: time between two pages of a node, as 500ms, 1s, 5m")
+      ->needs(cost)
+      ->default_str("1s")
+      ->type_name("TIME");
+  add_json_options(*verb, options->json, "One JSON object a line");
+  add_color_option(*verb);
+  add_pages_option(*verb, options->pages);
+  verb->footer("Records go to standard output, a line each; totals to standard error.");
+  verb->callback([options, &action] {
+    check_combination(*options);
+    action = [options] { return preview(*options); };
+  });
+}
+
+}  // namespace vek::tools
