@@ -1,166 +1,176 @@
-// The stream events of one dictionary into its record: through the reader, through a plain tree of
-// heap nodes packed with msgpack-c, and a memcpy of the finished bytes.
-//
-// "items" are stream events; "allocs" counts those of one whole dictionary.
+// Pages of dictionary streams to records: the reader as an exporter uses it, a tree of heap nodes
+// packed with msgpack-c, and, as the floor, a walk over the same pages that writes nothing.
 #include <benchmark/benchmark.h>
 #include <msgpack.h>
 
-#include <algorithm>
-#include <cstring>
+#include <memory>
 #include <string>
 #include <vector>
 
-#include "bench/allocation_count.h"
 #include "bench/dictionary_samples.h"
 #include "bench/plain_dictionaries.h"
+#include "bench/workload.h"
 #include "dict_reader/dict_msgpack.h"
 #include "dict_reader/dict_reader.h"
 
 namespace vek::bench {
 namespace {
 
-constexpr uint32_t kCollections = 16;
-
 using Record = std::vector<char>;
 
-struct Samples {
-  explicit Samples(Shape shape) : keys(dictionary_keys(shape)) {
-    for (uint32_t i = 0; i < kCollections; ++i) {
-      collections.push_back(dictionary_collection(shape, i));
-    }
-  }
-  // One after the other, so that no value can be learnt by heart.
-  const Stream& next() { return collections[current = (current + 1) % kCollections]; }
+// Its two ways: records packed as events arrive, and messages that are packed afterwards.
+enum class Way { kRecords, kMessages };
 
-  Stream keys;
-  std::vector<Stream> collections;
-  size_t current = 0;
-};
-
-// The reader as an exporter uses it: each message is packed into a buffer of its own.
 class Ours {
  public:
-  explicit Ours(const Stream& keys) {
-    feed({{PYTHON_NEW_COLLECTION, 0, std::string(8, '\0')}});
-    feed(keys);
+  Ours(const DictionarySamples& samples, Way way) {
+    lookup_.find_event_type = [](void* type, const vek_schema_block_t*, const vek_event_header_t*) {
+      return static_cast<const vek_type_definition_t*>(type);
+    };
+    lookup_.context = const_cast<vek_type_definition_t*>(samples.type());
+    if (way == Way::kRecords) reader_.PackRecords(receive_record);
+    read(samples.keys());
   }
-  void feed(const Stream& stream) {
-    for (const StreamEvent& event : stream) {
-      reader_.ProcessEvent("node-0017.rack-4", "dict_power", nullptr, nullptr, 0,
-                           packDictEventWord(event.type, event.key_id), event.data.data(),
-                           static_cast<unsigned>(event.data.size()));
+  void read(const std::vector<DictionarySamples::Image>& pages) {
+    for (const auto& page : pages) {
+      if (!reader_.ReadPage(reinterpret_cast<const vek_data_page_t*>(page.data()), &lookup_)) {
+        fail("streams", "a page is refused");
+      }
     }
   }
-  Record* keep = nullptr;
+  std::vector<Record>* keep = nullptr;
 
  private:
   static bool receive(dict_reader_user_ctx* context, const data_dict_message_t* message) {
-    const auto& self = *reinterpret_cast<Ours*>(context);
     msgpack_sbuffer buffer;
-    const bool packed = data_dict_pack_and_delete(message, &buffer) != 0;
-    benchmark::DoNotOptimize(buffer.data);
-    if (self.keep) self.keep->assign(buffer.data, buffer.data + buffer.size);
+    const bool packed = data_dict_pack_and_delete(message, &buffer) != 0 &&
+                        receive_record(context, buffer.data, buffer.size);
     msgpack_sbuffer_destroy(&buffer);
     return packed;
+  }
+  static bool receive_record(dict_reader_user_ctx* context, const void* record, size_t size) {
+    const auto& self = *reinterpret_cast<Ours*>(context);
+    benchmark::DoNotOptimize(record);
+    benchmark::ClobberMemory();
+    const char* const bytes = static_cast<const char*>(record);
+    if (self.keep) self.keep->emplace_back(bytes, bytes + size);
+    return true;
   }
 
   unsigned char any_application_[VEK_APP_ID_SIZE] = {};
   data_dict_reader_user_t user_ = {receive, reinterpret_cast<dict_reader_user_ctx*>(this), false,
                                    true};
+  vek_exporter_schema_manager_t lookup_{};
   DataDictionaryReader reader_{&user_, any_application_, DataDictionaryReader::kTreeDecoder};
 };
 
 class Plain {
  public:
-  explicit Plain(const Stream& keys) { feed(keys); }
-  void feed(const Stream& stream) {
-    msgpack_sbuffer buffer;
-    msgpack_sbuffer_init(&buffer);
-    for (const StreamEvent& event : stream) decoder_.take(event, buffer);
-    benchmark::DoNotOptimize(buffer.data);
-    if (keep) keep->assign(buffer.data, buffer.data + buffer.size);
-    msgpack_sbuffer_destroy(&buffer);
+  explicit Plain(const DictionarySamples& samples) : event_size_(samples.type()->size) {
+    msgpack_sbuffer_init(&buffer_);
+    read(samples.keys());
   }
-  Record* keep = nullptr;
+  ~Plain() { msgpack_sbuffer_destroy(&buffer_); }
+  Plain(const Plain&) = delete;
+  Plain& operator=(const Plain&) = delete;
+
+  void read(const std::vector<DictionarySamples::Image>& pages) {
+    for (const auto& page : pages) {
+      walk_stream(page, event_size_, [this](const StreamEvent& event) {
+        if (!decoder_.take(event, buffer_)) return;
+        benchmark::DoNotOptimize(buffer_.data);
+        benchmark::ClobberMemory();
+        if (keep) keep->emplace_back(buffer_.data, buffer_.data + buffer_.size);
+        buffer_.size = 0;
+      });
+    }
+  }
+  std::vector<Record>* keep = nullptr;
 
  private:
   PlainDecoder decoder_;
+  msgpack_sbuffer buffer_;
+  size_t event_size_;
 };
 
 template <typename Decoder>
-std::vector<Record> records_of(const Samples& samples) {
-  Decoder decoder(samples.keys);
-  std::vector<Record> records(kCollections);
-  for (uint32_t i = 0; i < kCollections; ++i) {
-    decoder.keep = &records[i];
-    decoder.feed(samples.collections[i]);
-  }
+std::vector<Record> records_of(Decoder& decoder, const DictionarySamples& samples) {
+  std::vector<Record> records;
+  decoder.keep = &records;
+  for (const auto& group : samples.groups()) decoder.read(group.pages);
+  decoder.keep = nullptr;
   return records;
 }
 
-void report(benchmark::State& state, uint64_t allocations_before, const Samples& samples,
-            size_t record_bytes) {
-  const auto records = static_cast<double>(state.iterations());
-  const uint64_t allocations = allocation_count() - allocations_before;
-  const auto events = static_cast<int64_t>(samples.collections[0].size());
-  state.counters["allocs"] = static_cast<double>(allocations) / records;
-  state.counters["bytes"] = static_cast<double>(record_bytes);
-  state.SetItemsProcessed(state.iterations() * events);
-  state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(record_bytes));
+double mean_bytes(const std::vector<Record>& records) {
+  double sum = 0;
+  for (const Record& record : records) sum += static_cast<double>(record.size());
+  return sum / static_cast<double>(records.size());
 }
 
-template <typename Decoder>
-void decode(benchmark::State& state, Shape shape) {
-  Samples samples(shape);
-  const std::vector<Record> expected = records_of<Plain>(samples);
+struct Case {
+  std::string name;
+  uint32_t leaves;
+  Structure structure;
+  bool long_names = false;
+  std::shared_ptr<DictionarySamples> samples() const {
+    return std::make_shared<DictionarySamples>(leaves, structure, long_names);
+  }
+};
+
+template <typename Decoder, typename... Arguments>
+Prepared prepare(const Case& what, Arguments... arguments) {
+  const auto samples = what.samples();
+  const auto decoder = std::make_shared<Decoder>(*samples, arguments...);
+  Plain plain(*samples);
+  const std::vector<Record> records = records_of(plain, *samples);
   // Speed counts only where the bytes are right.
-  if (expected[0].empty() || records_of<Decoder>(samples) != expected) {
-    state.SkipWithError("the records differ");
-    return;
+  if (records.size() != samples->groups().size() * samples->per_group() ||
+      records_of(*decoder, *samples) != records) {
+    fail(what.name, "the records differ");
   }
-  Decoder decoder(samples.keys);
-  decoder.feed(samples.next());
-  const uint64_t allocations = allocation_count();
-  for (auto _ : state) {
-    decoder.feed(samples.next());
-    benchmark::ClobberMemory();
-  }
-  report(state, allocations, samples, expected[0].size());
+  return {[=](size_t count) {
+            for (size_t i = 0; i < count; i += samples->per_group()) {
+              decoder->read(samples->next().pages);
+            }
+          },
+          mean_bytes(records)};
 }
 
-void copy_records(benchmark::State& state, Shape shape) {
-  const Samples samples(shape);
-  const std::vector<Record> records = records_of<Plain>(samples);
-  size_t largest = 0;
-  for (const Record& record : records) largest = std::max(largest, record.size());
-  std::vector<char> target(largest);
-  size_t current = 0;
-  const uint64_t allocations = allocation_count();
-  for (auto _ : state) {
-    current = (current + 1) % records.size();
-    std::memcpy(target.data(), records[current].data(), records[current].size());
-    benchmark::DoNotOptimize(target.data());
-    benchmark::ClobberMemory();
-  }
-  report(state, allocations, samples, records[0].size());
+Prepared prepare_walk(const Case& what) {
+  const auto samples = what.samples();
+  return {[=](size_t count) {
+            for (size_t i = 0; i < count; i += samples->per_group()) {
+              for (const auto& page : samples->next().pages) {
+                benchmark::DoNotOptimize(sum_of_stream(page, samples->type()->size));
+              }
+            }
+          },
+          0};
 }
 
-bool register_all() {
-  for (const auto& [name, shape] : {std::pair("small-10", Shape::kSmall),
-                                    {"wide-1000", Shape::kWide},
-                                    {"deep-50", Shape::kDeep}}) {
-    const auto add = [name = name, shape = shape](const char* variant, auto* run) {
-      benchmark::RegisterBenchmark(("dictionaries/" + std::string(name) + "/" + variant).c_str(),
-                                   [=](benchmark::State& state) { run(state, shape); });
-    };
-    add("ours", decode<Ours>);
-    add("plain", decode<Plain>);
-    add("memcpy", copy_records);
+void add(const Case& what) {
+  add_workload(what.name, "ours", [=] { return prepare<Ours>(what, Way::kRecords); });
+  add_workload(what.name, "plain", [=] { return prepare<Plain>(what); });
+  add_workload(what.name, "floor", [=] { return prepare_walk(what); });
+}
+
+bool add_all() {
+  for (const uint32_t leaves : {20u, 240u, 4800u}) {
+    add({"streams/fixed/" + std::to_string(leaves), leaves, Structure::kFixed});
+    add({"streams/varying/" + std::to_string(leaves), leaves, Structure::kVarying});
   }
+  add({"streams/long-names/240", 240, Structure::kFixed, true});
+
+  // For every other user of the reader.
+  const Case trees = {"streams/trees/240", 240, Structure::kFixed};
+  add_workload(trees.name, "ours", [=] { return prepare<Ours>(trees, Way::kMessages); });
+  add_workload(trees.name, "plain", [=] { return prepare<Plain>(trees); });
+  add_workload(trees.name, "floor", [=] { return prepare_walk(trees); });
   return true;
 }
 
-const bool g_registered = register_all();
+const bool g_added = add_all();
 
 }  // namespace
 }  // namespace vek::bench

@@ -7,6 +7,7 @@
 
 #include "data/opaque_extended_events.h"
 #include "data/opaque_page_walk.h"
+#include "data/opaque_runs.h"
 #include "data/page_view.h"
 #include "utils/logger.h"
 
@@ -33,8 +34,10 @@ struct vek_opaque_events_extractor final : vek::OpaqueEventSink {
     std::memcpy(app_id, wanted, VEK_APP_ID_SIZE);
   }
 
-  bool take(const vek::PageView& page, Bytes event) override;
+  bool take(const vek::PageView& page, Bytes events, uint64_t event_size, uint64_t count) override;
 
+  bool take_one(const vek::PageView& page, Bytes event);
+  bool asks_run_taker() const { return run_taker && accept_all && !VEK_LOG_ENABLED(VEK_LOG_DEBUG); }
   bool is_wanted(const vek_opaque_event_t& event) const;
   bool handle(const vek::PageView& page, const vek_opaque_event_t& event, Bytes data);
 
@@ -42,6 +45,7 @@ struct vek_opaque_events_extractor final : vek::OpaqueEventSink {
   vek::OpaqueExtendedEvents extended;
   unsigned char app_id[VEK_APP_ID_SIZE];
   bool accept_all;
+  vek::OpaqueRunTaker* run_taker = nullptr;
 };
 
 bool vek_opaque_events_extractor::is_wanted(const vek_opaque_event_t& event) const {
@@ -69,7 +73,24 @@ bool vek_opaque_events_extractor::handle(const vek::PageView& page, const vek_op
   }
 }
 
-bool vek_opaque_events_extractor::take(const vek::PageView& page, Bytes bytes) {
+bool vek_opaque_events_extractor::take(const vek::PageView& page, Bytes events, uint64_t event_size,
+                                       uint64_t count) {
+  while (count > 0) {
+    if (asks_run_taker()) {
+      const auto [taken, handled] = run_taker->take(page, events, event_size);
+      if (!handled) return false;
+      events = events.subspan(taken * event_size);
+      count -= taken;
+      if (count == 0) break;
+    }
+    if (!take_one(page, events.first(event_size))) return false;
+    events = events.subspan(event_size);
+    --count;
+  }
+  return true;
+}
+
+bool vek_opaque_events_extractor::take_one(const vek::PageView& page, Bytes bytes) {
   const vek::ByteReader reader(bytes);
   vek_opaque_event_t event;
   if (!reader.read(0, event)) {
@@ -91,6 +112,10 @@ bool vek_opaque_events_extractor::take(const vek::PageView& page, Bytes bytes) {
   }
   VEK_LOGD("[opaque events extractor] event of %u bytes extracted", event.data_size);
   return true;
+}
+
+void vek::set_opaque_run_taker(vek_opaque_events_extractor_t* extractor, OpaqueRunTaker* taker) {
+  extractor->run_taker = taker;
 }
 
 vek_opaque_events_extractor_t* vek_opaque_events_extractor_create(

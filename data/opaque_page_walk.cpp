@@ -1,5 +1,6 @@
 #include "data/opaque_page_walk.h"
 
+#include <algorithm>
 #include <atomic>
 #include <string_view>
 
@@ -129,20 +130,17 @@ Step PageWalk::events_block() {
 
 bool PageWalk::take_events(const vek_event_header_t& block, uint64_t event_size) {
   const ByteReader reader = left();
-  uint64_t at = VEK_BLOCK_HEADER_SIZE;
-  for (unsigned i = 0; i < block.count; ++i, at += event_size) {
-    Bytes event;
-    if (!reader.slice(at, event_size, event)) {
-      VEK_LOGE("[opaque events extractor] Bad opaque event block (%lu < %ld)", reader.size(),
-               static_cast<long>(at + event_size));
-      return false;
-    }
-    if (!sink_.take(page_, event)) {
-      VEK_LOGE("[opaque events extractor] Unable to handle a relevant opaque event");
-      return false;
-    }
+  const Bytes room = reader.rest(VEK_BLOCK_HEADER_SIZE);
+  const uint64_t count =
+      event_size == 0 ? block.count : std::min<uint64_t>(block.count, room.size() / event_size);
+  if (!sink_.take(page_, room.first(count * event_size), event_size, count)) {
+    VEK_LOGE("[opaque events extractor] Unable to handle a relevant opaque event");
+    return false;
   }
-  return true;
+  if (count == block.count) return true;
+  VEK_LOGE("[opaque events extractor] Bad opaque event block (%lu < %ld)", reader.size(),
+           static_cast<long>(VEK_BLOCK_HEADER_SIZE + (count + 1) * event_size));
+  return false;
 }
 
 // Only a block that was stepped over can reach past the end: nothing of it was read, and nothing

@@ -1,4 +1,4 @@
-// The way through a page of opaque events: finds them, block by block, and hands each one on.
+// The way through a page of opaque events: finds them and hands them on, block by block.
 //
 // It knows blocks and their lengths, not what an opaque event holds.
 #ifndef VEK_DATA_OPAQUE_PAGE_WALK_H
@@ -12,8 +12,9 @@ namespace vek {
 
 class OpaqueEventSink {
  public:
-  // The bytes of one event, as many as its type's size. False ends the walk as a failure.
-  virtual bool take(const PageView& page, Bytes event) = 0;
+  // `count` events of one block, back to back, each of `event_size` bytes, as many as its type's
+  // size. False ends the walk as a failure.
+  virtual bool take(const PageView& page, Bytes events, uint64_t event_size, uint64_t count) = 0;
 
  protected:
   ~OpaqueEventSink() = default;

@@ -3,6 +3,7 @@
 #define VEK_DICT_READER_DATA_DICT_H
 
 #include <stdbool.h>
+#include <stddef.h>
 #include <stdint.h>
 
 #include "utils/export.h"
@@ -29,6 +30,11 @@ typedef struct dict_reader_user_ctx dict_reader_user_ctx;
 // True = handled; false fails the page.
 typedef bool (*data_dict_callback_t)(dict_reader_user_ctx* context,
                                      const data_dict_message_t* message);
+
+// The bytes of one finished dictionary or list, as data_dict_pack_and_delete() makes them; lent for
+// the call. Null when memory ran out under them. The answer means the same.
+typedef bool (*data_dict_record_callback_t)(dict_reader_user_ctx* context, const void* record,
+                                            size_t size);
 
 typedef struct data_dict_reader_user {
   data_dict_callback_t callback;

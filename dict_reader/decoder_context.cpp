@@ -5,9 +5,13 @@
 #include <utility>
 
 #include "dict_reader/dict_event.h"
+#include "dict_reader/refusals.h"
 #include "utils/logger.h"
+#include "utils/unaligned.h"
 
+using namespace dict_reader_utils;
 using vek::kNoKeyId;
+using vek::load_unaligned;
 
 namespace {
 
@@ -15,19 +19,6 @@ vek::CString copyOf(const char* text, const char* what) {
   vek::CString copy(text ? strdup(text) : nullptr);
   if (!copy) VEK_LOGE("[vek_dictionary_reader] strdup error - could not copy source %s", what);
   return copy;
-}
-
-bool refuse(const char* word) {
-  VEK_LOGE("[vek_dictionary_reader] could not add %s item", word);
-  return false;
-}
-
-// Event data lies in a page or in a payload: unaligned.
-template <typename T>
-T read(const void* data) {
-  T value;
-  std::memcpy(&value, data, sizeof value);
-  return value;
 }
 
 }  // namespace
@@ -46,22 +37,15 @@ DataDictionaryReader::DecoderContext::~DecoderContext() {
 }
 
 const std::string* DataDictionaryReader::DecoderContext::IDToKey(uint32_t key_id) const {
-  if (key_id == kNoKeyId) return nullptr;
-  const auto found = id_to_key_.find(key_id);
-  if (found != id_to_key_.end()) return found->second.get();
-  VEK_LOGE("[vek_dictionary_reader] could not find key_id %u", key_id);
-  return nullptr;
+  return findKey(id_to_key_, key_id);
 }
 
 bool DataDictionaryReader::DecoderContext::OnID(uint32_t key_id, const void* data, uint32_t size) {
-  if (!data || size == 0) {
-    VEK_LOGE("[vek_dictionary_reader] no data in key ID event for ID %u", key_id);
-    return false;
-  }
+  if (!data || size == 0) return refuseEmptyKey(key_id);
   // Room first: once the name is replaced it must not get lost while values refer to it.
   replaced_names_.emplace_back();
   auto& replaced = replaced_names_.back();
-  replaced = dict_reader_utils::upsertIdToKey(id_to_key_, key_id, data, size);
+  replaced = upsertIdToKey(id_to_key_, key_id, data, size);
   if (!replaced) replaced_names_.pop_back();
   if (!current_) forgetReplacedNames();
   return true;
@@ -70,16 +54,17 @@ bool DataDictionaryReader::DecoderContext::OnID(uint32_t key_id, const void* dat
 template <typename Make>
 bool DataDictionaryReader::DecoderContext::addValue(const char* word, uint32_t key_id, Make make) {
   const std::string* const name = IDToKey(key_id);
-  return name && Append(Item(make(name))) ? true : refuse(word);
+  return name && Append(Item(make(name))) ? true : refuseItem(word);
 }
 
 template <typename Value, typename Number>
 bool DataDictionaryReader::DecoderContext::addNumber(const char* word, uint32_t key_id,
                                                      const void* data, uint32_t size) {
   const std::string* const name = IDToKey(key_id);
-  if (!name || !data || size < sizeof(Number)) return refuse(word);
-  Item value(new (pool()) Value(name, read<Number>(data), false));
-  return Append(std::move(value)) ? true : refuse(word);
+  if (!name || !data || size < sizeof(Number)) return refuseItem(word);
+  Item value(new (pool())
+                 Value(name, load_unaligned<Number>(static_cast<const char*>(data)), false));
+  return Append(std::move(value)) ? true : refuseItem(word);
 }
 
 bool DataDictionaryReader::DecoderContext::OnString(uint32_t key_id, const void* data,
@@ -124,16 +109,10 @@ bool DataDictionaryReader::DecoderContext::OnNone(uint32_t key_id, const void* /
 }
 
 bool DataDictionaryReader::DecoderContext::Append(Item item) {
-  if (!item) {
-    VEK_LOGE("[vek_dictionary_reader] [%s] got a null item", "Append");
-    return false;
-  }
+  if (!item) return refuseNullItem();
   if (!current_) {
     current_ = ContainerDataObject::from(item.get());
-    if (!current_) {
-      VEK_LOGE("[vek_dictionary_reader] cannot add item - no parent container");
-      return false;
-    }
+    if (!current_) return refuseItemWithoutParent();
   } else if (!current_->AddDataObject(item.get())) {
     VEK_LOGE("[vek_dictionary_reader] cannot add item to container");
     return false;
@@ -145,9 +124,9 @@ bool DataDictionaryReader::DecoderContext::Append(Item item) {
 bool DataDictionaryReader::DecoderContext::openContainer(const char* word, uint32_t key_id,
                                                          data_item_e type) {
   const std::string* const name = key_id == kNoKeyId ? nullptr : IDToKey(key_id);
-  if (!name && key_id != kNoKeyId) return refuse(word);
+  if (!name && key_id != kNoKeyId) return refuseItem(word);
   auto* const container = new (pool()) ContainerDataObject(name, type, false);
-  if (!Append(Item(container))) return refuse(word);
+  if (!Append(Item(container))) return refuseItem(word);
   current_ = container;
   return true;
 }
@@ -161,23 +140,14 @@ bool DataDictionaryReader::DecoderContext::OnNewDict(uint32_t key_id, const void
 
 bool DataDictionaryReader::DecoderContext::OnNewList(uint32_t key_id, const void* /*data*/,
                                                      uint32_t /*size*/) {
-  if (key_id == kNoKeyId && current_) {
-    VEK_LOGE("[vek_dictionary_reader] got an inner list without a key");
-    return false;
-  }
+  if (key_id == kNoKeyId && current_) return refuseListWithoutKey();
   return openContainer("list", key_id, DATA_ITEM_LIST);
 }
 
 bool DataDictionaryReader::DecoderContext::OnNewCollection(const void* data, uint32_t size) {
-  if (current_) {
-    VEK_LOGE("[vek_dictionary_reader] 'new collection' event does not fit collected data");
-    return false;
-  }
-  if (!data || size != sizeof timestamp_) {
-    VEK_LOGE("[vek_dictionary_reader] 'new collection' invalid size");
-    return false;
-  }
-  timestamp_ = read<uint64_t>(data);
+  if (current_) return refuseOpenCollection();
+  if (!data || size != sizeof timestamp_) return refuseCollectionSize();
+  timestamp_ = load_unaligned<uint64_t>(static_cast<const char*>(data));
   started_ = true;
   return true;
 }

@@ -2,13 +2,10 @@
 #include <utility>
 
 #include "dict_reader/decoder_context.h"
-#include "utils/logger.h"
+#include "dict_reader/refusals.h"
 
 bool DataDictionaryReader::DecoderContext::OnEndDict(const void* /*data*/, uint32_t /*size*/) {
-  if (!current_ || current_->type() != DATA_ITEM_DICT) {
-    VEK_LOGE("[vek_dictionary_reader] 'dict end' event does not fit collected data");
-    return false;
-  }
+  if (!current_ || current_->type() != DATA_ITEM_DICT) return dict_reader_utils::refuseDictEnd();
   --depth_;
   if (ShouldSendDict()) return SendData();
   current_ = current_->parent();
@@ -16,10 +13,7 @@ bool DataDictionaryReader::DecoderContext::OnEndDict(const void* /*data*/, uint3
 }
 
 bool DataDictionaryReader::DecoderContext::OnEndList(const void* /*data*/, uint32_t /*size*/) {
-  if (!current_ || current_->type() != DATA_ITEM_LIST) {
-    VEK_LOGE("[vek_dictionary_reader] 'list end' event does not fit collected data");
-    return false;
-  }
+  if (!current_ || current_->type() != DATA_ITEM_LIST) return dict_reader_utils::refuseListEnd();
   ContainerDataObject* const list = current_;
   if (!list->parent() && user_.send_root_only) return SendData();
   current_ = list->parent();

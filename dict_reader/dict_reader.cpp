@@ -3,16 +3,27 @@
 #include <new>
 #include <string_view>
 
+#include "data/opaque_runs.h"
 #include "data/page_view.h"
 #include "dict_reader/decoder_context.h"
-#include "dict_reader/dict_event.h"
+#include "dict_reader/event_dispatch.h"
+#include "dict_reader/stream_packer.h"
 #include "utils/logger.h"
 
 namespace {
 
 constexpr std::string_view kTagPrefix = "dict_";
 
-std::string_view textOf(const char* text) { return text ? text : ""; }
+// What an exception becomes where the caller may be C.
+template <typename Process, typename Result>
+Result orRefused(Process process, Result refused) {
+  try {
+    return process();
+  } catch (const std::bad_alloc&) {
+    VEK_LOGE("[vek_dictionary_reader] Cannot process event");
+    return refused;
+  }
+}
 
 }  // namespace
 
@@ -23,23 +34,34 @@ DataDictionaryReader::DecoderContextMapper::~DecoderContextMapper() = default;
 
 DataDictionaryReader::DecoderContext* DataDictionaryReader::DecoderContextMapper::get(
     const char* source_id, const char* tag, const data_dict_reader_user_t* user) {
-  const std::string_view source_text = textOf(source_id);
-  const std::string_view tag_text = textOf(tag);
-  // Events come page by page, so the next one is mostly of the same stream as the last.
-  if (last_ && *last_source_ == source_text && *last_tag_ == tag_text) return last_;
-  auto source = contexts_.find(source_text);
-  if (source == contexts_.end()) source = contexts_.try_emplace(std::string(source_text)).first;
-  ContextsByTag& by_tag = source->second;
-  auto found = by_tag.find(tag_text);
-  if (found == by_tag.end()) {
-    auto context = std::make_unique<DecoderContext>(user, source_text.data(), tag_text.data());
-    found = by_tag.emplace(tag_text, std::move(context)).first;
-  }
-  last_source_ = &source->first;
-  last_tag_ = &found->first;
-  last_ = found->second.get();
-  return last_;
+  return contexts_.get(source_id, tag, [user](const char* source_text, const char* tag_text) {
+    return std::make_unique<DecoderContext>(user, source_text, tag_text);
+  });
 }
+
+// The streams of a reader that hands out records.
+class DataDictionaryReader::Packers final : public vek::OpaqueRunTaker {
+ public:
+  Packers(const data_dict_reader_user_t& user, data_dict_record_callback_t callback)
+      : user_(user), callback_(callback) {}
+
+  StreamPacker& get(const char* source_id, const char* tag) {
+    return *packers_.get(source_id, tag, [this](const char*, const char*) {
+      return std::make_unique<StreamPacker>(user_, callback_);
+    });
+  }
+
+  Taken take(const vek::PageView& page, vek::Bytes events, uint64_t event_size) override {
+    return orRefused(
+        [&] { return get(page.source_id.data(), page.tag.data()).takeRun(events, event_size); },
+        Taken{0, false});
+  }
+
+ private:
+  data_dict_reader_user_t user_;
+  data_dict_record_callback_t callback_;
+  StreamMap<StreamPacker> packers_;
+};
 
 DataDictionaryReader::DataDictionaryReader(data_dict_reader_user_t* user, unsigned char* app_id,
                                            DecoderType_e type) {
@@ -68,6 +90,18 @@ void DataDictionaryReader::createExtractor(const unsigned char* app_id) {
   if (!ready_) VEK_LOGE("[vek_dictionary_reader] Unable to allocate opaque events exporter");
 }
 
+void DataDictionaryReader::PackRecords(data_dict_record_callback_t callback) {
+  packers_ = std::make_unique<Packers>(user_, callback);
+  vek::set_opaque_run_taker(extractor_.get(), packers_.get());
+}
+
+DataDictionaryReader::DecoderContextInterface& DataDictionaryReader::contextOf(
+    const char* source_id, const char* tag) {
+  if (fixed_context_) return *fixed_context_;
+  if (packers_) return packers_->get(source_id, tag);
+  return *contexts_.get(source_id, tag, &user_);
+}
+
 bool DataDictionaryReader::ReadPage(const vek_data_page_t* page,
                                     const vek_exporter_schema_manager_t* lookup) {
   if (!page) return false;
@@ -88,13 +122,12 @@ bool DataDictionaryReader::ProcessEventClb(vek_opaque_events_extractor_recipient
     VEK_LOGE("[vek_dictionary_reader] Cannot process event");
     return false;
   }
-  try {
-    return reinterpret_cast<DataDictionaryReader*>(recipient)->ProcessEvent(
-        source_id, tag, options, app_id, first_word, second_word, data, size);
-  } catch (const std::bad_alloc&) {
-    VEK_LOGE("[vek_dictionary_reader] Cannot process event");
-    return false;
-  }
+  return orRefused(
+      [&] {
+        return reinterpret_cast<DataDictionaryReader*>(recipient)->ProcessEvent(
+            source_id, tag, options, app_id, first_word, second_word, data, size);
+      },
+      false);
 }
 
 bool DataDictionaryReader::ProcessEvent(const char* source_id, const char* tag,
@@ -102,44 +135,5 @@ bool DataDictionaryReader::ProcessEvent(const char* source_id, const char* tag,
                                         const unsigned char* /*app_id*/,
                                         unsigned long /*first_word*/, unsigned long second_word,
                                         const void* data, unsigned int size) {
-  DecoderContextInterface& context =
-      fixed_context_ ? *fixed_context_ : *contexts_.get(source_id, tag, &user_);
-  const python_event_type_t type = vek::typeOfDictEventWord(second_word);
-  if (!context.wasStarted() && type != PYTHON_NEW_COLLECTION) {
-    VEK_LOGW("[vek_dictionary_reader] ignoring an event - waiting to a 'start collection' event");
-    return true;
-  }
-  return dispatch(context, type, vek::keyIdOfDictEventWord(second_word), data, size);
-}
-
-bool DataDictionaryReader::dispatch(DecoderContextInterface& context, python_event_type_t type,
-                                    uint32_t key_id, const void* data, uint32_t size) {
-  switch (type) {
-    case PYTHON_ID:
-      return context.OnID(key_id, data, size);
-    case PYTHON_STRING:
-      return context.OnString(key_id, data, size);
-    case PYTHON_DOUBLE:
-      return context.OnDouble(key_id, data, size);
-    case PYTHON_LONG:
-      return context.OnLong(key_id, data, size);
-    case PYTHON_DICT_START:
-      return context.OnNewDict(key_id, data, size);
-    case PYTHON_DICT_END:
-      return context.OnEndDict(data, size);
-    case PYTHON_LIST_START:
-      return context.OnNewList(key_id, data, size);
-    case PYTHON_LIST_END:
-      return context.OnEndList(data, size);
-    case PYTHON_BOOL_FALSE:
-      return context.OnBoolFalse(key_id, data, size);
-    case PYTHON_BOOL_TRUE:
-      return context.OnBoolTrue(key_id, data, size);
-    case PYTHON_NEW_COLLECTION:
-      return context.OnNewCollection(data, size);
-    case PYTHON_NONE:
-      return context.OnNone(key_id, data, size);
-  }
-  VEK_LOGE("[vek_dictionary_reader] got an event of unknown type %u", static_cast<uint32_t>(type));
-  return false;
+  return dict_reader_utils::dispatchStreamEvent(contextOf(source_id, tag), second_word, data, size);
 }

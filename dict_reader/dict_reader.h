@@ -7,16 +7,14 @@
 #define VEK_DICT_READER_DICT_READER_H
 
 #include <cstdint>
-#include <functional>
-#include <map>
 #include <memory>
-#include <string>
 
 #include "data/data_page.h"
 #include "data/exporter_schema_manager.h"
 #include "data/opaque_events_extractor.h"
 #include "dict_reader/data_dict.h"
 #include "dict_reader/dict_event.h"
+#include "dict_reader/stream_map.h"
 #include "utils/export.h"
 #include "utils/owned.h"
 
@@ -62,12 +60,7 @@ class VEK_API DataDictionaryReader {
                         const data_dict_reader_user_t* user);
 
    private:
-    using ContextsByTag = std::map<std::string, std::unique_ptr<DecoderContext>, std::less<>>;
-    std::map<std::string, ContextsByTag, std::less<>> contexts_;
-    // What was asked for last.
-    const std::string* last_source_ = nullptr;
-    const std::string* last_tag_ = nullptr;
-    DecoderContext* last_ = nullptr;
+    StreamMap<DecoderContext> contexts_;
   };
 
   // The user record is copied; null means no callback and both flags false. `app_id` is 16 bytes,
@@ -80,6 +73,12 @@ class VEK_API DataDictionaryReader {
   DataDictionaryReader& operator=(const DataDictionaryReader&) = delete;
 
   bool IsReady() const { return ready_; }
+
+  // Records instead of messages: from here on dictionaries are packed while they arrive, and the
+  // callback gets their bytes, several times faster than it could pack messages. The user record's
+  // context and send_root_only hold; its callback is not called any more. To be called before the
+  // first page, on a reader that IsReady() and has no context of its own. Throws std::bad_alloc.
+  void PackRecords(data_dict_record_callback_t callback);
 
   // Pages whose tag does not begin with "dict_" are passed over with true.
   bool ReadPage(const vek_data_page_t* page, const vek_exporter_schema_manager_t* lookup);
@@ -95,11 +94,13 @@ class VEK_API DataDictionaryReader {
                     unsigned long second_word, const void* data, unsigned int size);
 
  private:
+  class Packers;
+
   void createExtractor(const unsigned char* app_id);
-  static bool dispatch(DecoderContextInterface& context, python_event_type_t type, uint32_t key_id,
-                       const void* data, uint32_t size);
+  DecoderContextInterface& contextOf(const char* source_id, const char* tag);
 
   DecoderContextMapper contexts_;
+  std::unique_ptr<Packers> packers_;  // null: messages are wanted
   data_dict_reader_user_t user_{};
   vek::Owned<vek_opaque_events_extractor_t, vek_opaque_events_extractor_delete> extractor_;
   DecoderContextInterface* fixed_context_ = nullptr;  // borrowed

@@ -5,12 +5,22 @@
 #include <cstring>
 #include <utility>
 
+#include "dict_reader/dict_event.h"
+#include "dict_reader/refusals.h"
 #include "utils/logger.h"
 
 namespace dict_reader_utils {
 
 std::string bufferToString(const void* data, uint32_t size) {
   return data ? std::string(static_cast<const char*>(data), size) : std::string();
+}
+
+const std::string* findKey(const IdToKeyMap& map, uint32_t key_id) {
+  if (key_id == vek::kNoKeyId) return nullptr;
+  const auto found = map.find(key_id);
+  if (found != map.end()) return found->second.get();
+  refuseUnknownKey(key_id);
+  return nullptr;
 }
 
 std::unique_ptr<std::string> upsertIdToKey(IdToKeyMap& map, uint32_t key_id, const void* data,

@@ -44,6 +44,8 @@ std::unique_ptr<DataDictionaryReader> FluentBitExporter::initDictReader() {
   } else if (!reader->IsReady()) {
     VEK_LOGE("[Fluent bit Export] Could not set DataDictionaryReader");
     reader.reset();
+  } else {
+    reader->PackRecords(onDictRecordClb);
   }
   return reader;
 }
@@ -59,11 +61,24 @@ bool FluentBitExporter::onDataDictClb(dict_reader_user_ctx* context,
 
 bool FluentBitExporter::exportAndDeleteDataDict(const data_dict_message_t* message) {
   RecordBuffer record;
-  if (!data_dict_pack_and_delete(message, record.get())) {
+  const bool packed = data_dict_pack_and_delete(message, record.get()) != 0;
+  return exportDictRecord(packed ? record.get() : nullptr);
+}
+
+bool FluentBitExporter::onDictRecordClb(dict_reader_user_ctx* context, const void* record,
+                                        size_t size) {
+  msgpack_sbuffer lent{};
+  lent.data = static_cast<char*>(const_cast<void*>(record));
+  lent.size = lent.alloc = size;
+  return reinterpret_cast<FluentBitExporter*>(context)->exportDictRecord(record ? &lent : nullptr);
+}
+
+bool FluentBitExporter::exportDictRecord(const msgpack_sbuffer* record) {
+  if (!record) {
     VEK_LOGE("[Fluent bit Export] Cannot build msgpack buffer");
     return false;
   }
-  if (exportMsgpackBuffer(record.get())) return true;
+  if (exportMsgpackBuffer(record)) return true;
   VEK_LOGE("[Fluent bit Export] Cannot export msgpack buffer");
   return false;
 }

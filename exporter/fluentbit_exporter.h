@@ -88,8 +88,10 @@ class VEK_API FluentBitExporter {
 
   // A reader that gives its dictionaries to this exporter, null after a message.
   std::unique_ptr<DataDictionaryReader> initDictReader();
-  // The reader's callback; the context is the exporter.
+  // The reader's callbacks; the context is the exporter. Pages come by records; messages are for
+  // hosts that have a reader of their own.
   static bool onDataDictClb(dict_reader_user_ctx* context, const data_dict_message_t* message);
+  static bool onDictRecordClb(dict_reader_user_ctx* context, const void* record, size_t size);
   // Sends the message as one record and empties its root; the reader releases the rest.
   bool exportAndDeleteDataDict(const data_dict_message_t* message);
 
@@ -135,6 +137,7 @@ class VEK_API FluentBitExporter {
   void packEvents(EventPlan& plan, const vek_event_header_t& header, Bytes events,
                   const char* source);
   void send(std::string_view record);
+  bool exportDictRecord(const msgpack_sbuffer* record);
 
   CString plugin_name_;
   CString host_;

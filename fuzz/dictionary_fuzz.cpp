@@ -3,11 +3,14 @@
 // The input is a program: it builds a tree, which the writer sends in events of some size over
 // pages of some size, and then tells lies about the bytes of those pages. Unharmed pages must give
 // exactly the record that the tree stands for. Of harmed ones only this is asked: that nothing is
-// read beyond a page, that every record made is one whole msgpack value, and that the cache context
-// and the tree decoder survive the same bytes.
+// read beyond a page, that every record made is one whole msgpack value, that the cache context and
+// the tree decoder survive the same bytes, and that packing them as they arrive makes the very same
+// records, lines and answers as packing trees.
 #include <msgpack.h>
 
+#include <cstdarg>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
@@ -165,11 +168,35 @@ const vek_type_definition_t* find_type(void* type, const vek_schema_block_t*,
   return static_cast<const vek_type_definition_t*>(type);
 }
 
+// What can be seen of a reader: its records, what it answered to each page, and what it said.
+struct Outcome {
+  std::vector<std::string> records;
+  std::vector<bool> answers;
+  std::string lines;
+  bool operator==(const Outcome&) const = default;
+};
+
+bool on_record(dict_reader_user_ctx* context, const void* record, size_t size) {
+  require(record != nullptr);
+  reinterpret_cast<Outcome*>(context)->records.emplace_back(static_cast<const char*>(record), size);
+  return true;
+}
+
 bool on_dictionary(dict_reader_user_ctx* context, const data_dict_message_t* message) {
   Record record;
   require(data_dict_pack_and_delete(message, record.buffer()) != 0);
-  reinterpret_cast<std::vector<std::string>*>(context)->push_back(record.bytes());
-  return true;
+  return on_record(context, record.buffer()->data, record.buffer()->size);
+}
+
+std::string* g_lines = nullptr;
+
+__attribute__((format(printf, 2, 3))) void note(int priority, const char* format, ...) {
+  char line[512];
+  va_list arguments;
+  va_start(arguments, format);
+  std::vsnprintf(line, sizeof line, format, arguments);
+  va_end(arguments);
+  *g_lines += std::to_string(priority) + line + '\n';
 }
 
 // Of exactly its own size, so that a sanitizer sees a byte too many.
@@ -182,15 +209,30 @@ void each_page(const std::vector<Image>& pages, Read read) {
   }
 }
 
-std::vector<std::string> records_of(const std::vector<Image>& pages,
-                                    const vek_exporter_schema_manager_t& lookup) {
-  std::vector<std::string> records;
-  data_dict_reader_user_t user = {on_dictionary, reinterpret_cast<dict_reader_user_ctx*>(&records),
-                                  true, true};
+Outcome outcome_of(const std::vector<Image>& pages, const vek_exporter_schema_manager_t& lookup,
+                   bool send_root_only, bool packs) {
+  Outcome outcome;
+  g_lines = &outcome.lines;
+  vek_set_log_func(note, VEK_LOG_INFO);
+  data_dict_reader_user_t user = {on_dictionary, reinterpret_cast<dict_reader_user_ctx*>(&outcome),
+                                  send_root_only, true};
   unsigned char any_application[VEK_APP_ID_SIZE] = {};
   DataDictionaryReader reader(&user, any_application, DataDictionaryReader::kTreeDecoder);
-  each_page(pages, [&](const vek_data_page_t* page) { reader.ReadPage(page, &lookup); });
-  return records;
+  if (packs) reader.PackRecords(on_record);
+  each_page(pages, [&](const vek_data_page_t* page) {
+    outcome.answers.push_back(reader.ReadPage(page, &lookup));
+  });
+  vek_set_log_level(0);
+  return outcome;
+}
+
+// By both ways of the reader, which agree.
+std::vector<std::string> records_of(const std::vector<Image>& pages,
+                                    const vek_exporter_schema_manager_t& lookup,
+                                    bool send_root_only = true) {
+  const Outcome trees = outcome_of(pages, lookup, send_root_only, false);
+  require(outcome_of(pages, lookup, send_root_only, true) == trees);
+  return trees.records;
 }
 
 // How many collections the cache context sends. Every other one is kept till the end.
@@ -274,7 +316,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   require(cached(pages, lookup) == 1);
 
   if (!tell_lies(lies, pages)) return 0;
-  for (const std::string& record : records_of(pages, lookup)) require_whole(record);
+  for (const bool send_root_only : {true, false}) {
+    for (const std::string& record : records_of(pages, lookup, send_root_only)) {
+      require_whole(record);
+    }
+  }
   cached(pages, lookup);
   return 0;
 }

@@ -42,14 +42,20 @@ class MsgpackBuffer {
   // Room for a record of up to `bytes`, written from the start: for a buffer that serves one record
   // after the other. What it held is gone. A failure is not remembered.
   bool restart(size_t bytes) noexcept {
+    failed_ = false;
     if (capacity_ >= bytes) [[likely]] {
       return true;
     }
     std::free(data_);
     data_ = static_cast<char*>(std::malloc(bytes));
     capacity_ = data_ ? bytes : 0;
-    failed_ = false;
     return data_ != nullptr;
+  }
+
+  void release() noexcept {
+    std::free(data_);
+    data_ = nullptr;
+    capacity_ = 0;
   }
 
   char* data() { return data_; }
