@@ -175,9 +175,10 @@ TEST(ForwardMisbehaviour, CountsWhatIsSentAgain) {
   }));
   // Long enough for the busiest machine: only what was closed on is sent again.
   Engine engine("forward", quick(receiver, {{"vek.ack_timeout", "10"}}));
-  engine.add(numbered_record(0) + numbered_record(1));
+  // One record, which is one frame whenever the sender looks.
+  engine.add(numbered_record(0));
   ASSERT_TRUE(engine.drained());
-  EXPECT_EQ(engine.stat("retried"), 2u);
+  EXPECT_EQ(engine.stat("retried"), 1u);
   const auto frames = receiver.frames();
   ASSERT_EQ(frames.size(), 2u);
   EXPECT_EQ(frames[0].bytes, frames[1].bytes);
