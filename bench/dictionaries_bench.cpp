@@ -1,5 +1,6 @@
 // Pages of dictionary streams to records: the reader as an exporter uses it, a tree of heap nodes
-// packed with msgpack-c, and, as the floor, a walk over the same pages that writes nothing.
+// packed with msgpack-c, and, as the floor, a walk over the same pages that writes nothing or a
+// memcpy of the finished records.
 #include <benchmark/benchmark.h>
 #include <msgpack.h>
 
@@ -9,6 +10,7 @@
 
 #include "bench/dictionary_samples.h"
 #include "bench/plain_dictionaries.h"
+#include "bench/record_pool.h"
 #include "bench/workload.h"
 #include "dict_reader/dict_msgpack.h"
 #include "dict_reader/dict_reader.h"
@@ -149,6 +151,16 @@ Prepared prepare_walk(const Case& what) {
           0};
 }
 
+Prepared prepare_copy(const Case& what) {
+  const auto samples = what.samples();
+  Plain plain(*samples);
+  const auto pool = std::make_shared<RecordPool>();
+  for (const Record& record : records_of(plain, *samples)) {
+    pool->add({record.data(), record.size()});
+  }
+  return {[=](size_t count) { pool->copy(count); }, pool->mean_bytes()};
+}
+
 void add(const Case& what) {
   add_workload(what.name, "ours", [=] { return prepare<Ours>(what, Way::kRecords); });
   add_workload(what.name, "plain", [=] { return prepare<Plain>(what); });
@@ -161,6 +173,15 @@ bool add_all() {
     add({"streams/varying/" + std::to_string(leaves), leaves, Structure::kVarying});
   }
   add({"streams/long-names/240", 240, Structure::kFixed, true});
+
+  // By shape, with a memcpy of the records as the floor.
+  for (const Case& what : {Case{"streams/small/10", 10, Structure::kFlat},
+                           Case{"streams/wide/1000", 1000, Structure::kFlat},
+                           Case{"streams/deep/50", 50, Structure::kNested}}) {
+    add_workload(what.name, "ours", [=] { return prepare<Ours>(what, Way::kRecords); });
+    add_workload(what.name, "plain", [=] { return prepare<Plain>(what); });
+    add_workload(what.name, "floor", [=] { return prepare_copy(what); });
+  }
 
   // For every other user of the reader.
   const Case trees = {"streams/trees/240", 240, Structure::kFixed};

@@ -46,18 +46,38 @@ class Sender {
   void send(uint64_t number) {
     number_ = number;
     // The same draws for each dictionary, or others.
-    random_.seed(structure_ == Structure::kFixed ? 1 : number);
+    random_.seed(varies() ? number : 1);
     event(PYTHON_NEW_COLLECTION, kNoKeyId, bytes_of(1'700'000'000'000'000 + number));
     event(PYTHON_DICT_START, kNoKeyId, {});
+    send_content();
+    event(PYTHON_DICT_END, kNoKeyId, {});
+  }
+
+ private:
+  void send_content() {
+    if (structure_ == Structure::kFlat) {
+      for (uint32_t i = 0; i < leaves_; ++i) send_leaf(i % kLeafKeys);
+      return;
+    }
+    if (structure_ == Structure::kNested) {
+      send_nested();
+      return;
+    }
     uint32_t left = leaves_;
     for (uint32_t group = 0; left > 0; ++group) {
       const bool deep = leaves_ > kGroupsOfGroup * kLeavesOfGroup;
       left -= deep ? send_groups(group, left) : send_group(group, left);
     }
-    event(PYTHON_DICT_END, kNoKeyId, {});
   }
 
- private:
+  void send_nested() {
+    for (uint32_t i = 0; i < leaves_; ++i) {
+      event(PYTHON_DICT_START, kLeafKeys + i % kGroupKeys, {});
+      send_leaf(i % kLeafKeys);
+    }
+    for (uint32_t i = 0; i < leaves_; ++i) end(false);
+  }
+
   bool varies() const { return structure_ == Structure::kVarying; }
   uint32_t draw(uint32_t least, uint32_t most) {
     return least + static_cast<uint32_t>(random_() % (most - least + 1));

@@ -12,8 +12,10 @@
 namespace vek::bench {
 
 enum class Structure {
-  kFixed,   // every dictionary has the same keys, containers and types; values grow by a little
-  kVarying  // keys, containers, their sizes, types and values are drawn anew for each
+  kFixed,    // every dictionary has the same keys, containers and types; values grow by a little
+  kVarying,  // keys, containers, their sizes, types and values are drawn anew for each
+  kFlat,     // fixed, every leaf in the root
+  kNested    // fixed, one leaf and one dictionary in each dictionary
 };
 
 // Root dictionaries of groups of groups of leaves, or of groups of leaves where there are few.
