@@ -70,12 +70,12 @@ bool write_baseline(char* record, const Number* begin, const Number* end,
 #if defined(__x86_64__)
 // For processors that shift by any register in one cheap instruction.
 template <typename Number, bool kIsWide>
-[[gnu::target("bmi2,movbe")]] bool write_modern(char* record, const Number* begin,
-                                                const Number* end, const char* bytes) noexcept {
+[[gnu::target("bmi2")]] bool write_modern(char* record, const Number* begin, const Number* end,
+                                          const char* bytes) noexcept {
   return write_numbers<kIsWide>(record, begin, end, bytes);
 }
 
-const bool g_is_modern = __builtin_cpu_supports("bmi2") && __builtin_cpu_supports("movbe");
+const bool g_is_modern = __builtin_cpu_supports("bmi2");
 
 template <typename Number, bool kIsWide>
 WriteNumbers<Number> writer() noexcept {
