@@ -78,12 +78,14 @@ template <typename Number, bool kIsWide>
 const bool g_is_modern = __builtin_cpu_supports("bmi2");
 
 template <typename Number, bool kIsWide>
-WriteNumbers<Number> writer() noexcept {
-  return g_is_modern ? write_modern<Number, kIsWide> : write_baseline<Number, kIsWide>;
+WriteNumbers<Number> writer(bool is_modern) noexcept {
+  return is_modern ? write_modern<Number, kIsWide> : write_baseline<Number, kIsWide>;
 }
 #else
+constexpr bool g_is_modern = false;
+
 template <typename Number, bool kIsWide>
-WriteNumbers<Number> writer() noexcept {
+WriteNumbers<Number> writer(bool /*is_modern*/) noexcept {
   return write_baseline<Number, kIsWide>;
 }
 #endif
@@ -91,8 +93,16 @@ WriteNumbers<Number> writer() noexcept {
 }  // namespace
 
 bool RecordPlaces::rewrite(const PlanInput& input) noexcept {
+  return rewrite_by(g_is_modern, input);
+}
+
+bool RecordPlaces::rewrite_baseline(const PlanInput& input) noexcept {
+  return rewrite_by(false, input);
+}
+
+bool RecordPlaces::rewrite_by(bool is_modern, const PlanInput& input) noexcept {
   moves_left_ = kMostMoves;
-  if (!rewrite_numbers(input.bytes)) return false;
+  if (!rewrite_numbers(is_modern, input.bytes)) return false;
   // These come behind the numbers, whose words may overlap them.
   for (Other& other : others_) {
     if (!rewrite_other(other, input)) return false;
@@ -100,8 +110,9 @@ bool RecordPlaces::rewrite(const PlanInput& input) noexcept {
   return true;
 }
 
-bool RecordPlaces::rewrite_numbers(const char* bytes) noexcept {
-  const auto write = has_only_wide_numbers_ ? writer<Number, true>() : writer<Number, false>();
+bool RecordPlaces::rewrite_numbers(bool is_modern, const char* bytes) noexcept {
+  const auto write =
+      has_only_wide_numbers_ ? writer<Number, true>(is_modern) : writer<Number, false>(is_modern);
   Number* const end = numbers_.data() + numbers_.size();
   for (Number* at = numbers_.data(); at < end;) {
     Number* const stop = at + std::min<ptrdiff_t>(kNumbersAtATime, end - at);

@@ -26,6 +26,8 @@ class RecordPlaces {
   // Makes the record of this input out of the one that was learnt or made last. False, with a
   // spoilt record and of no further use, when too much has changed.
   bool rewrite(const PlanInput& input) noexcept;
+  // The same with instructions that every processor of the kind has.
+  bool rewrite_baseline(const PlanInput& input) noexcept;
 
   std::string_view record() const { return {record_, size_}; }
 
@@ -54,7 +56,8 @@ class RecordPlaces {
   };
   class Learner;
 
-  bool rewrite_numbers(const char* bytes) noexcept;
+  bool rewrite_by(bool is_modern, const PlanInput& input) noexcept;
+  bool rewrite_numbers(bool is_modern, const char* bytes) noexcept;
   bool rewrite_other(Other& other, const PlanInput& input) noexcept;
   bool rewrite_text(Other& other, std::string_view text) noexcept;
   bool rewrite_guid(Other& other, uint64_t guid) noexcept;

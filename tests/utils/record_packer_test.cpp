@@ -133,6 +133,23 @@ TEST(RecordPacker, MakesTheRecordsThatPackingAnewMakes) {
   }
 }
 
+TEST(RecordPlaces, AreWrittenAlikeByEveryProcessor) {
+  for (uint64_t seed = 0; seed < 200; ++seed) {
+    RandomRecords records(seed);
+    MsgpackBuffer buffer;
+    PlanInput input = records.next();
+    const size_t size = pack_record(buffer, records.head(), records.body(), input);
+    RecordPlaces places;
+    ASSERT_TRUE(places.learn(records.head(), records.body(), input, buffer.data(), size,
+                             buffer.capacity()));
+    for (int i = 0; i < 100; ++i) {
+      input = records.next();
+      if (!places.rewrite_baseline(input)) break;
+      ASSERT_EQ(places.record(), packed_anew(records, input)) << "seed " << seed;
+    }
+  }
+}
+
 TEST(RecordPlaces, TakeEveryRecordThatChangesALittle) {
   for (uint64_t seed = 0; seed < 200; ++seed) {
     RandomRecords records(seed);
