@@ -245,7 +245,11 @@ TEST_F(ProgramPipelineTest, EndsWithAHostThatIsKilledAndIsSweptUpBehind) {
   EXPECT_EQ(folders().size(), 1u);
   kill(host, SIGKILL);
   waitpid(host, nullptr, 0);
-  EXPECT_TRUE(waits_for([&] { return !std::filesystem::exists(process + "/exe"); }));
+  // Its files are closed, and with them the lock of its folder, some time after it was killed.
+  EXPECT_TRUE(waits_for([&] {
+    const std::string state = read_file(process + "/stat");
+    return state.empty() || state.find(") Z") != std::string::npos;
+  }));
   EXPECT_EQ(folders().size(), 1u);
   Engine engine("fake", program());
   EXPECT_EQ(folders().size(), 1u) << "the folder of the dead one is gone";
