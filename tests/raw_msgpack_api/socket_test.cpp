@@ -2,10 +2,9 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 
 #include <chrono>
-
-#include <poll.h>
 #include <thread>
 
 #include "raw_msgpack_api/host_lookup.h"
