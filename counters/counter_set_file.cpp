@@ -4,6 +4,7 @@
 
 #include "counters/counter_set_build.h"
 #include "counters/meta_field_line.h"
+#include "utils/input_file.h"
 #include "utils/logger.h"
 #include "utils/owned.h"
 #include "utils/strings.h"
@@ -12,18 +13,15 @@ namespace {
 
 using Kind = vek::CounterSetLineKind;
 
-// Lines of a text file, of any length, each cut at its comment.
+// Lines of a text file, each cut at its comment.
 class LineReader {
  public:
-  explicit LineReader(std::FILE* file) : file_(file) {}
-  ~LineReader() { std::free(line_); }
-  LineReader(const LineReader&) = delete;
-  LineReader& operator=(const LineReader&) = delete;
+  explicit LineReader(std::FILE* file) : lines_(file) {}
 
   bool next() {
-    const ssize_t length = getline(&line_, &capacity_, file_);
-    if (length < 0) return false;
-    size_t size = static_cast<size_t>(length);
+    line_ = lines_.next();
+    if (!line_) return false;
+    size_t size = lines_.length();
     if (void* comment = std::memchr(line_, '#', size)) {
       size = static_cast<size_t>(static_cast<char*>(comment) - line_);
     }
@@ -36,11 +34,11 @@ class LineReader {
   // A NUL inside the line would hide what follows it.
   bool has_nul() const { return has_nul_; }
   size_t number() const { return number_; }
+  bool at_end() const { return lines_.at_end(); }
 
  private:
-  std::FILE* file_;
+  vek::InputLines lines_;
   char* line_ = nullptr;
-  size_t capacity_ = 0;
   size_t number_ = 0;
   bool has_nul_ = false;
 };
@@ -108,7 +106,7 @@ Kind read_line(LineReader& lines, const char* path, vek_counter_set_t* set,
 int vek::read_cset_file(const char* path, vek_counter_set_t* set, StringArray& tokens,
                         CounterSetObserver* observer) {
   tokens.reset(vek_init_string_array());
-  const File file(std::fopen(path, "re"));
+  const File file = open_input_file(path);
   if (!file) {
     VEK_LOGE("Cannot open counterset file '%s'", path);
     return -1;
@@ -121,8 +119,8 @@ int vek::read_cset_file(const char* path, vek_counter_set_t* set, StringArray& t
     const size_t column = static_cast<size_t>(text - lines.text()) + 1;
     observer->on_counter_set_line({lines.number(), column, text, kind});
   }
-  // A folder opens like a file and fails at the first read.
-  if (std::ferror(file.get())) {
+  // A failing disk, or a line that memory does not hold.
+  if (!lines.at_end()) {
     VEK_LOGE("Cannot open counterset file '%s'", path);
     return -1;
   }

@@ -11,7 +11,7 @@
 vek_counters_schema_t* vek_counters_schema_load(const char* path) {
   if (!path) return nullptr;
   errno = 0;  // the message tells the file's error, not an older one
-  const vek::JsonValue json(json_parse_file(path));
+  const vek::JsonValue json = vek::parse_json_file(path);
   if (!json) {
     VEK_LOGE("Failed reading counters schema JSON from file '%s': %s", path, std::strerror(errno));
     return nullptr;

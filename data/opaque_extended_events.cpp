@@ -5,6 +5,8 @@
 #include <string_view>
 #include <utility>
 
+#include "utils/clock.h"
+#include "utils/limits.h"
 #include "utils/logger.h"
 
 namespace vek {
@@ -26,7 +28,33 @@ void OpaqueExtendedEvents::drop_unfinished(const PageView& page, const Source& s
       "[opaque events extractor] unfinished event deleted (src=%s tag=%s id=%u offs=%u size=%u)",
       page.source_id.data(), page.tag.data(), event.start.id, event.received,
       event.start.offset_or_total);
-  unfinished_.erase(found);
+  take(found);
+}
+
+OpaqueExtendedEvents::Unfinished& OpaqueExtendedEvents::add(const Source& source) {
+  Ages age(1);  // first, so that nothing is half done when memory runs out
+  const auto added = unfinished_.try_emplace(source).first;
+  age.front() = &added->first;
+  added->second.age = age.begin();
+  by_age_.splice(by_age_.end(), age);
+  return added->second;
+}
+
+OpaqueExtendedEvents::Map::node_type OpaqueExtendedEvents::take(Map::iterator event) {
+  by_age_.erase(event->second.age);
+  held_bytes_ -= event->second.received;
+  return unfinished_.extract(event);
+}
+
+void OpaqueExtendedEvents::give_up_oldest() {
+  static LogRateLimit limit;
+  if (limit.due_at_level(VEK_LOG_WARNING)) {
+    VEK_LOGW(
+        "[opaque events extractor] too many unfinished events (%zu, %zu bytes): the oldest are "
+        "given up",
+        unfinished_.size(), held_bytes_);
+  }
+  take(unfinished_.find(*by_age_.front()));
 }
 
 bool OpaqueExtendedEvents::start(const PageView& page, const vek_opaque_event_t& event,
@@ -35,8 +63,9 @@ bool OpaqueExtendedEvents::start(const PageView& page, const vek_opaque_event_t&
   drop_unfinished(page, source);
   OwnedOptions options = read_opaque_meta(meta);
   if (options) {
+    if (unfinished_.size() >= limits::kUnfinishedEvents) give_up_oldest();
     try {
-      Unfinished& unfinished = unfinished_[source];
+      Unfinished& unfinished = add(source);
       unfinished.start = event;
       unfinished.meta = std::move(options);
       return true;
@@ -66,17 +95,23 @@ bool OpaqueExtendedEvents::chunk(const PageView& page, const vek_opaque_event_t&
   if (event.offset_or_total != unfinished.received || data.size() > total - unfinished.received) {
     VEK_LOGW("[opaque events extractor] Chunk event with bad offset %u!=%u. Skipped",
              event.offset_or_total, unfinished.received);
-    unfinished_.erase(found);
+    take(found);
     return true;
+  }
+  while (held_bytes_ + data.size() > limits::kUnfinishedBytes) {
+    const bool is_itself = by_age_.front() == &found->first;
+    give_up_oldest();
+    if (is_itself) return true;
   }
   if (!append(unfinished, data)) {
     VEK_LOGW("[opaque events extractor] Cannot allocate a extended event chunk. Skipped...");
     return true;
   }
   unfinished.received += static_cast<uint32_t>(data.size());
+  held_bytes_ += data.size();
   if (unfinished.received != total) return true;
   // Out of the map before the call: it is gone afterwards, whatever the recipient does.
-  const auto complete = unfinished_.extract(found);
+  const auto complete = take(found);
   return deliver(page, complete.mapped());
 }
 

@@ -2,12 +2,14 @@
 //
 // A start event opens one, in place of whatever its source left unfinished; chunks extend it, in
 // order and without gaps, on this page or on later ones; the chunk that reaches the announced total
-// hands it to the recipient.
+// hands it to the recipient. Beyond the limits (utils/limits.h) the event that was started longest
+// ago is given up.
 #ifndef VEK_DATA_OPAQUE_EXTENDED_EVENTS_H
 #define VEK_DATA_OPAQUE_EXTENDED_EVENTS_H
 
 #include <array>
 #include <cstdint>
+#include <list>
 #include <unordered_map>
 
 #include "data/opaque_events_extractor.h"
@@ -39,7 +41,10 @@ class OpaqueExtendedEvents {
     size_t operator()(const Source& source) const noexcept;
   };
 
+  using Ages = std::list<const Source*>;  // keys of the map
+
   struct Unfinished {
+    Ages::iterator age;
     vek_opaque_event_t start{};  // id, application, words and total
     OwnedOptions meta;
     uint32_t received = 0;
@@ -50,11 +55,16 @@ class OpaqueExtendedEvents {
 
   bool assembling() const { return recipient_.on_chunks == nullptr; }
   void drop_unfinished(const PageView& page, const Source& source);
+  Unfinished& add(const Source& source);
+  Map::node_type take(Map::iterator event);
+  void give_up_oldest();
   bool append(Unfinished& unfinished, Bytes data) const;
   bool deliver(const PageView& page, const Unfinished& event) const;
 
   vek_opaque_events_extractor_recipient_t recipient_;
   Map unfinished_;
+  Ages by_age_;            // the one that was started longest ago first
+  size_t held_bytes_ = 0;  // received of all of them
 };
 
 }  // namespace vek

@@ -109,7 +109,7 @@ vek_schema_t* vek_schema_from_json(const JSON_Value* json) {
 }
 
 vek_schema_t* vek_schema_load_from_file(const char* path, const vek_schema_t* parent) {
-  const vek::JsonValue json(path ? json_parse_file(path) : nullptr);
+  const vek::JsonValue json = vek::parse_json_file(path);
   if (!json) {
     VEK_LOGE("Failed reading schema JSON from file '%s'", vek::printable(path));
     return nullptr;

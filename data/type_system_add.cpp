@@ -54,7 +54,7 @@ vek_schema_t* vek_type_system_load_schema(vek_type_system_t* ts, const char* pat
              static_cast<unsigned>(ts->num_schemas));
     return nullptr;
   }
-  const vek::JsonValue json(path ? json_parse_file(path) : nullptr);
+  const vek::JsonValue json = vek::parse_json_file(path);
   if (!json) {
     VEK_LOGE("Failed reading schema JSON from file '%s'", vek::printable(path));
     return nullptr;

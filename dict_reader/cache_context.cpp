@@ -41,6 +41,7 @@ bool CacheContext::OnID(uint32_t key_id, const void* data, uint32_t size) {
     VEK_LOGE("[vek_dictionary_reader] no data in key ID event for ID %u", key_id);
     return false;
   }
+  if (!dict_reader_utils::hasRoomForKey(id_to_key_, key_id)) return false;
   keepReplacedName(dict_reader_utils::upsertIdToKey(id_to_key_, key_id, data, size));
   return true;
 }

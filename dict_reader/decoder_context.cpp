@@ -42,6 +42,7 @@ const std::string* DataDictionaryReader::DecoderContext::IDToKey(uint32_t key_id
 
 bool DataDictionaryReader::DecoderContext::OnID(uint32_t key_id, const void* data, uint32_t size) {
   if (!data || size == 0) return refuseEmptyKey(key_id);
+  if (!hasRoomForKey(id_to_key_, key_id)) return false;
   // Room first: once the name is replaced it must not get lost while values refer to it.
   replaced_names_.emplace_back();
   auto& replaced = replaced_names_.back();

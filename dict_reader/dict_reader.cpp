@@ -8,6 +8,8 @@
 #include "dict_reader/decoder_context.h"
 #include "dict_reader/event_dispatch.h"
 #include "dict_reader/stream_packer.h"
+#include "utils/clock.h"
+#include "utils/limits.h"
 #include "utils/logger.h"
 
 namespace {
@@ -46,9 +48,11 @@ class DataDictionaryReader::Packers final : public vek::OpaqueRunTaker {
       : user_(user), callback_(callback) {}
 
   StreamPacker& get(const char* source_id, const char* tag) {
-    return *packers_.get(source_id, tag, [this](const char*, const char*) {
+    StreamPacker* const packer = packers_.get(source_id, tag, [this](const char*, const char*) {
       return std::make_unique<StreamPacker>(user_, callback_);
     });
+    if (packers_.given_up() != told_) tell();
+    return *packer;
   }
 
   Taken take(const vek::PageView& page, vek::Bytes events, uint64_t event_size) override {
@@ -58,9 +62,18 @@ class DataDictionaryReader::Packers final : public vek::OpaqueRunTaker {
   }
 
  private:
+  void tell() {
+    static vek::LogRateLimit limit;
+    if (!limit.due_at_level(VEK_LOG_WARNING)) return;
+    told_ = packers_.given_up();
+    VEK_LOGW("[vek_dictionary_reader] more than %zu streams: %llu idle ones given up",
+             vek::limits::kStreams, static_cast<unsigned long long>(told_));
+  }
+
   data_dict_reader_user_t user_;
   data_dict_record_callback_t callback_;
-  StreamMap<StreamPacker> packers_;
+  StreamMap<StreamPacker> packers_{vek::limits::kStreams};
+  uint64_t told_ = 0;  // of those given up
 };
 
 DataDictionaryReader::DataDictionaryReader(data_dict_reader_user_t* user, unsigned char* app_id,

@@ -7,12 +7,18 @@
 
 #include "dict_reader/dict_event.h"
 #include "dict_reader/refusals.h"
+#include "utils/limits.h"
 #include "utils/logger.h"
 
 namespace dict_reader_utils {
 
 std::string bufferToString(const void* data, uint32_t size) {
   return data ? std::string(static_cast<const char*>(data), size) : std::string();
+}
+
+bool hasRoomForKey(const IdToKeyMap& map, uint32_t key_id) {
+  if (map.size() < vek::limits::kKeysOfStream || map.contains(key_id)) return true;
+  return refuseKeyBeyondLimit(key_id);
 }
 
 const std::string* findKey(const IdToKeyMap& map, uint32_t key_id) {

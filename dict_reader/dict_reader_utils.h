@@ -23,6 +23,10 @@ using IdToKeyMap = std::unordered_map<uint32_t, std::unique_ptr<std::string>>;
 VEK_API std::unique_ptr<std::string> upsertIdToKey(IdToKeyMap& map, uint32_t key_id,
                                                    const void* data, uint32_t size);
 
+// False, with an error, for a new id beyond limits::kKeysOfStream: the event that brings it is
+// refused.
+bool hasRoomForKey(const IdToKeyMap& map, uint32_t key_id);
+
 // The name of a key id; null when there is none, after a message unless the id is kNoKeyId.
 // Borrowed.
 const std::string* findKey(const IdToKeyMap& map, uint32_t key_id);

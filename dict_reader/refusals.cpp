@@ -1,5 +1,7 @@
 #include "dict_reader/refusals.h"
 
+#include "utils/clock.h"
+#include "utils/limits.h"
 #include "utils/logger.h"
 
 namespace dict_reader_utils {
@@ -16,6 +18,15 @@ bool refuseUnknownKey(uint32_t key_id) {
 
 bool refuseEmptyKey(uint32_t key_id) {
   VEK_LOGE("[vek_dictionary_reader] no data in key ID event for ID %u", key_id);
+  return false;
+}
+
+bool refuseKeyBeyondLimit(uint32_t key_id) {
+  static vek::LogRateLimit limit;
+  if (limit.due_at_level(VEK_LOG_ERROR)) {
+    VEK_LOGE("[vek_dictionary_reader] key ID %u is refused: a stream has %zu keys at most", key_id,
+             vek::limits::kKeysOfStream);
+  }
   return false;
 }
 

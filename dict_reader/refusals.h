@@ -12,6 +12,7 @@ namespace dict_reader_utils {
 bool refuseItem(const char* word);
 bool refuseUnknownKey(uint32_t key_id);
 bool refuseEmptyKey(uint32_t key_id);
+bool refuseKeyBeyondLimit(uint32_t key_id);
 bool refuseNullItem();
 bool refuseItemWithoutParent();
 bool refuseListWithoutKey();

@@ -25,6 +25,7 @@ size_t roomOf(const std::string* name) {
 
 bool StreamPacker::OnID(uint32_t key_id, const void* data, uint32_t size) {
   if (!data || size == 0) return refuseEmptyKey(key_id);
+  if (!hasRoomForKey(id_to_key_, key_id)) return false;
   // Room first: once the name has changed, its slot must too.
   keys_.reserve(key_id, id_to_key_.size() + 1);
   // The old name dies behind the slot that may still refer to it.

@@ -6,6 +6,7 @@
 #include "data/schema_id.h"
 #include "data/type_system.h"
 #include "exporter/counters_schema_signature.h"
+#include "utils/limits.h"
 #include "utils/logger.h"
 #include "utils/record_packer.h"
 
@@ -81,6 +82,11 @@ const std::string* CounterSetCache::identifierOf(const vek_counters_schema_t& sc
   if (!vek_calc_counters_schema_id(digest, &schema)) {
     VEK_LOGD("[%s] counters schema without an identifier, no cset made", kGetter);
     return nullptr;
+  }
+  if (id_by_signature_.size() >= limits::kCounterSets) {
+    VEK_LOGW("[%s] more than %zu counters schemas: their counter sets are made anew", kGetter,
+             limits::kCounterSets);
+    clear();
   }
   char id[VEK_SCHEMA_ID_TEXT_SIZE];
   vek_schema_id_to_schema_string(digest, id);

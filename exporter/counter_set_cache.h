@@ -1,5 +1,6 @@
 // CounterSetCache: the counter sets of one exporter, made on demand, one per counters schema
-// identifier, and kept until they are cleared.
+// identifier, and kept until they are cleared, or until there are too many (utils/limits.h): then
+// all are forgotten, and made again as pages ask for them.
 #ifndef VEK_EXPORTER_COUNTER_SET_CACHE_H
 #define VEK_EXPORTER_COUNTER_SET_CACHE_H
 

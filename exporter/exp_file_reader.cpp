@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "utils/input_file.h"
 #include "utils/logger.h"
 #include "utils/owned.h"
 #include "utils/strings.h"
@@ -69,22 +70,6 @@ void appendSourceTags(vek_string_array_t** list, std::string_view tags) {
     tags.remove_prefix(comma + 1);
   }
 }
-
-// The lines of a file, of any length. A line stays valid until the next one is read.
-class LineReader {
- public:
-  explicit LineReader(std::FILE* file) : file_(file) {}
-  ~LineReader() { std::free(buffer_); }
-  LineReader(const LineReader&) = delete;
-  LineReader& operator=(const LineReader&) = delete;
-
-  char* next() { return getline(&buffer_, &capacity_, file_) < 0 ? nullptr : buffer_; }
-
- private:
-  std::FILE* file_;
-  char* buffer_ = nullptr;
-  size_t capacity_ = 0;
-};
 
 // What is left of a line without its comment and the white space around it.
 char* meaningOf(char* line) {
@@ -193,9 +178,9 @@ std::string exp_file_path(const std::string& dir, const std::string& name) {
 
 bool read_exp_file(const std::string& path, fluentbit_exporter_config_t& config,
                    ExpFileObserver* observer) {
-  const File file(std::fopen(path.c_str(), "r"));
+  const File file = open_input_file(path.c_str());
   if (!file) return false;
-  LineReader lines(file.get());
+  InputLines lines(file.get());
   for (size_t number = 1; char* raw = lines.next(); ++number) {
     ExpLine line;
     LineTaker taker(config, line);
@@ -206,7 +191,8 @@ bool read_exp_file(const std::string& path, fluentbit_exporter_config_t& config,
     if (!line.value.empty()) line.value_column += line.column;
     if (observer) observer->on_exp_line(line);
   }
-  return true;
+  // Half a configuration could send what its other half filters.
+  return lines.at_end();
 }
 
 char* exp_value_of(char* line, const char* key) {

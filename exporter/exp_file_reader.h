@@ -47,7 +47,7 @@ bool list_exp_files(const std::string& dir, std::vector<std::string>& names);
 // The path by which a file of the directory is opened: longer ones are cut.
 std::string exp_file_path(const std::string& dir, const std::string& name);
 
-// Reads the file into the configuration; false when it cannot be opened.
+// Reads the file into the configuration; false when it cannot be opened or read to its end.
 bool read_exp_file(const std::string& path, fluentbit_exporter_config_t& config,
                    ExpFileObserver* observer = nullptr);
 

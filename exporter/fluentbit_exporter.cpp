@@ -1,6 +1,8 @@
 #include "exporter/fluentbit_exporter.h"
 
 #include <dlfcn.h>
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
@@ -8,6 +10,7 @@
 #include <cstring>
 
 #include "exporter/layout_rule.h"
+#include "utils/environment.h"
 #include "utils/logger.h"
 #include "utils/strings.h"
 
@@ -25,6 +28,20 @@ uint64_t readChecks() {
   const char* text = std::getenv("FLUENT_BIT_CHECKS");
   unsigned long checks = 0;
   return text && std::sscanf(text, "%lu", &checks) == 1 ? checks : 0;
+}
+
+// Private, and never through a link or into a pipe that someone left in a shared folder.
+File createDumpFile(const char* path) {
+  constexpr int kFlags = O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+  const int fd = open(path, kFlags, S_IRUSR | S_IWUSR);
+  if (fd < 0) return nullptr;
+  File file(fdopen(fd, "w"));
+  if (!file) {
+    const int why = errno;
+    close(fd);
+    errno = why;
+  }
+  return file;
 }
 
 uint16_t defaultPort(const char* plugin) {
@@ -124,14 +141,14 @@ void FluentBitExporter::setMsgpackDataLayout(const char* layout) {
 }
 
 void FluentBitExporter::OpenDumpFile() {
-  const char* const stem = std::getenv("FLUENTBIT_EXPORT_DUMP_FILE");
+  const char* const stem = path_from_environment("FLUENTBIT_EXPORT_DUMP_FILE");
   if (!stem) return;
   dump_file_path_.reset(vek_expand_string_template("%s_%s", stem, textOf(plugin_name_)));
   if (!dump_file_path_) {
     VEK_LOGE("Cannot open dump file '%s_%s'", stem, textOf(plugin_name_));
     return;
   }
-  dump_file_.reset(std::fopen(dump_file_path_.get(), "w"));
+  dump_file_ = createDumpFile(dump_file_path_.get());
   if (!dump_file_) {
     VEK_LOGE("Cannot open dump file '%s'. error: %s", dump_file_path_.get(), std::strerror(errno));
     dump_file_path_.reset();

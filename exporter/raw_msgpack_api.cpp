@@ -2,9 +2,9 @@
 
 #include <dlfcn.h>
 
-#include <cstdlib>
 #include <string>
 
+#include "utils/environment.h"
 #include "utils/logger.h"
 
 namespace vek {
@@ -18,13 +18,13 @@ constexpr const char* kRootVariable = "VEK_ROOT";
 constexpr const char* kDefaultRoot = "/opt/brisline/vekora";
 
 const char* envOrEmpty(const char* name) {
-  const char* value = std::getenv(name);
+  const char* value = path_from_environment(name);
   return value ? value : "";
 }
 
 // "<root>/lib/".
 std::string deploymentLibDir() {
-  const char* root = std::getenv(kRootVariable);
+  const char* root = path_from_environment(kRootVariable);
   if (root) VEK_LOGI("deploy_path = %s (VEK_ROOT)", root);
   return std::string(root ? root : kDefaultRoot) + "/lib/";
 }

@@ -232,7 +232,7 @@ class EventPlanBuilder {
     } else if (field.field_type == VEK_TYPE_UINT64 && if_display_hex(key.c_str())) {
       // The key decides: an alias can turn hexadecimal text on or off.
       out.value(StepValue::kHex, field.offset);
-    } else if (const auto number = number_of(field.field_type)) {
+    } else if (const auto number = number_of(static_cast<uint32_t>(field.field_type))) {
       out.number(field.offset, number->width, number->read);
     } else if (field.field_type == VEK_TYPE_CHAR && !field.skip) {
       out.text_value(text_kind, field.offset, std::min(field.array_length, kMaxTextLength));

@@ -1,12 +1,12 @@
 // Reading of field-set files: lines become the tables of a field set.
 
-#include <fstream>
 #include <sstream>
 #include <utility>
 
 #include "counters/meta_field_line.h"
 #include "field_set/bound_type.h"
 #include "field_set/field_set.h"
+#include "utils/input_file.h"
 #include "utils/logger.h"
 #include "utils/strings.h"
 
@@ -113,6 +113,24 @@ std::string cleanLine(const std::string& raw) {
   return line.substr(0, line.find('#'));
 }
 
+// False when the file cannot be opened or read to its end: half a file could let fields leave that
+// its other half filters.
+bool readLines(const std::string& path, std::vector<std::string>& lines,
+               std::vector<LinePlace>& places) {
+  const File file = open_input_file(path.c_str());
+  if (!file) return false;
+  InputLines input(file.get());
+  for (size_t number = 1; const char* text = input.next(); ++number) {
+    std::string raw(text, input.length());
+    if (raw.ends_with('\n')) raw.pop_back();
+    std::string line = cleanLine(raw);
+    if (line.empty()) continue;
+    places.push_back({number, raw.find(line) + 1});
+    lines.push_back(std::move(line));
+  }
+  return input.at_end();
+}
+
 }  // namespace
 
 std::string FieldSet::trim_white_space_cpp_string(const std::string& text) {
@@ -121,20 +139,11 @@ std::string FieldSet::trim_white_space_cpp_string(const std::string& text) {
 }
 
 bool FieldSet::LoadFromFile(const std::string& path) {
-  std::ifstream file(path);
-  if (!file) {
-    VEK_LOGW("Cannot open field set file %s", path.c_str());
-    return false;
-  }
   std::vector<std::string> lines;
   std::vector<LinePlace> places;
-  size_t number = 0;
-  for (std::string raw; std::getline(file, raw);) {
-    ++number;
-    std::string line = cleanLine(raw);
-    if (line.empty()) continue;
-    places.push_back({number, raw.find(line) + 1});
-    lines.push_back(std::move(line));
+  if (!readLines(path, lines, places)) {
+    VEK_LOGW("Cannot open field set file %s", path.c_str());
+    return false;
   }
   VEK_LOGD("fset file %s", path.c_str());
   for (const std::string& line : lines) VEK_LOGD("%s", line.c_str());

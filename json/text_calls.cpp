@@ -10,6 +10,7 @@
 #include "json/parser.h"
 #include "json/printer.h"
 #include "json/validation.h"
+#include "utils/input_file.h"
 #include "utils/owned.h"
 
 using vek::json::Layout;
@@ -18,11 +19,9 @@ using vek::json::or_failure;
 
 namespace {
 
-// Reads to the end. What has no end to seek to (a pipe, a terminal) is refused.
 std::optional<std::string> read_file(const char* path) {
-  const vek::File file(std::fopen(path, "r"));
-  if (!file || std::fseek(file.get(), 0, SEEK_END) != 0) return std::nullopt;
-  std::rewind(file.get());
+  const vek::File file = vek::open_input_file(path);
+  if (!file) return std::nullopt;
   std::string text;
   char block[16384];
   while (const size_t size = std::fread(block, 1, sizeof block, file.get())) {

@@ -78,9 +78,9 @@ PageFile::Result PageFile::next() {
 
 // The buffer grows as bytes arrive, so that a header alone never claims much memory.
 PageFile::Fill PageFile::fill(uint64_t size) {
-  constexpr uint64_t kStep = uint64_t{1} << 20;
+  constexpr uint64_t kLeast = uint64_t{16} << 10;
   while (have_ < size) {
-    const uint64_t wanted = std::min(size - have_, kStep);
+    const uint64_t wanted = std::min(size - have_, std::max(have_, kLeast));
     if (buffer_.size() < have_ + wanted) buffer_.resize(have_ + wanted);
     const ssize_t got = read(fd_, buffer_.data() + have_, wanted);
     if (got > 0) {

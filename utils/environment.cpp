@@ -24,4 +24,6 @@ const char* lookup_environment(const char* prefixed, const char* plain) noexcept
   return value;
 }
 
+const char* path_from_environment(const char* name) noexcept { return secure_getenv(name); }
+
 }  // namespace vek

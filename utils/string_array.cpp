@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "utils/input_file.h"
 #include "utils/logger.h"
 #include "utils/owned.h"
 #include "utils/strings.h"
@@ -122,25 +123,21 @@ bool vek_string_array_remove_duplicates(vek_string_array_t** array, bool sorted)
 bool vek_string_array_append_file_lines(vek_string_array_t** array, const char* path,
                                         const char* what) {
   if (!array || !path) return false;
-  const vek::File file(std::fopen(path, "re"));
+  const vek::File file = vek::open_input_file(path);
   if (!file) {
     VEK_LOGI("Failed to open %s file %s: %s", what ? what : "", path, std::strerror(errno));
     return false;
   }
   if (what) VEK_LOGI("Loading %s from %s", what, path);
 
-  char* buffer = nullptr;
-  size_t capacity = 0;
-  bool appended = true;
-  while (appended && getline(&buffer, &capacity, file.get()) >= 0) {
-    const char* line = trim_white_space(buffer);
+  vek::InputLines lines(file.get());
+  while (char* raw = lines.next()) {
+    const char* line = trim_white_space(raw);
     if (*line == '\0' || *line == '#') continue;
-    appended = vek_append_string_array(array, line);
+    if (!vek_append_string_array(array, line)) return false;
   }
-  std::free(buffer);
-  if (!appended) return false;
-  // A folder, a failing disk or a line that memory does not hold: the list is not the whole one.
-  if (std::feof(file.get()) == 0) {
+  // A failing disk or a line that memory does not hold: the list is not the whole one.
+  if (!lines.at_end()) {
     VEK_LOGD("Reading of %s ended early", path);
     return false;
   }

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstddef>
+#include <cstdlib>
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define VEK_OWN_ALLOCATOR 0
@@ -21,6 +22,8 @@ namespace {
 
 std::atomic<unsigned> g_countdown{0};  // 0: nothing fails
 std::atomic<bool> g_failed{false};
+std::atomic<bool> g_fails_all{false};  // from the first failure on
+std::atomic<long> g_live{0};
 thread_local bool g_works = false;
 
 }  // namespace
@@ -31,9 +34,15 @@ namespace {
 bool fails_now() noexcept {
   if (g_works || g_countdown.load(std::memory_order_relaxed) == 0) return false;
   if (g_countdown.fetch_sub(1) != 1) return false;
+  if (g_fails_all) g_countdown = 1;
   g_failed = true;
   errno = ENOMEM;
   return true;
+}
+
+void* counted(void* block) noexcept {
+  if (block) g_live.fetch_add(1, std::memory_order_relaxed);
+  return block;
 }
 
 }  // namespace
@@ -41,8 +50,11 @@ bool fails_now() noexcept {
 
 bool FailAllocation::available() { return VEK_OWN_ALLOCATOR != 0; }
 
-FailAllocation::FailAllocation(unsigned n) {
+long live_allocations() { return g_live; }
+
+FailAllocation::FailAllocation(unsigned n, Mode mode) {
   g_failed = false;
+  g_fails_all = mode == kFromThereOn;
   g_countdown = n;
 }
 
@@ -68,17 +80,42 @@ extern "C" {
 void* __libc_malloc(size_t size);
 void* __libc_calloc(size_t count, size_t size);
 void* __libc_realloc(void* block, size_t size);
+void* __libc_memalign(size_t alignment, size_t size);
+void __libc_free(void* block);
 
 void* malloc(size_t size) noexcept {
-  return vek::test::fails_now() ? nullptr : __libc_malloc(size);
+  return vek::test::fails_now() ? nullptr : vek::test::counted(__libc_malloc(size));
 }
 
 void* calloc(size_t count, size_t size) noexcept {
-  return vek::test::fails_now() ? nullptr : __libc_calloc(count, size);
+  return vek::test::fails_now() ? nullptr : vek::test::counted(__libc_calloc(count, size));
 }
 
 void* realloc(void* block, size_t size) noexcept {
+  if (!block) return malloc(size);
+  if (size == 0) {
+    free(block);
+    return nullptr;
+  }
   return vek::test::fails_now() ? nullptr : __libc_realloc(block, size);
+}
+
+void* memalign(size_t alignment, size_t size) noexcept {
+  return vek::test::fails_now() ? nullptr : vek::test::counted(__libc_memalign(alignment, size));
+}
+
+void* aligned_alloc(size_t alignment, size_t size) noexcept { return memalign(alignment, size); }
+
+int posix_memalign(void** out, size_t alignment, size_t size) noexcept {
+  void* const block = memalign(alignment, size);
+  if (!block) return ENOMEM;
+  *out = block;
+  return 0;
+}
+
+void free(void* block) noexcept {
+  if (block) vek::test::g_live.fetch_sub(1, std::memory_order_relaxed);
+  __libc_free(block);
 }
 
 }  // extern "C"

@@ -1,4 +1,4 @@
-// FailAllocation: makes one allocation fail, to see what becomes of it.
+// FailAllocation: makes one allocation fail, or all from one on, to see what becomes of it.
 //
 //   for (unsigned n = 1;; ++n) {
 //     FailAllocation failing(n);
@@ -13,11 +13,14 @@ namespace vek::test {
 
 class FailAllocation {
  public:
+  enum Mode { kOnce, kFromThereOn };
+
   // False under sanitizers, which bring an allocator of their own.
   static bool available();
 
-  // The n-th allocation from here on fails (the first is 1), of whichever thread; later ones work.
-  explicit FailAllocation(unsigned n);
+  // The n-th allocation from here on fails (the first is 1), of whichever thread; later ones work,
+  // or fail too, until disarm().
+  explicit FailAllocation(unsigned n, Mode mode = kOnce);
   ~FailAllocation() { disarm(); }
   FailAllocation(const FailAllocation&) = delete;
   FailAllocation& operator=(const FailAllocation&) = delete;
@@ -29,6 +32,9 @@ class FailAllocation {
   bool failed_ = false;
   bool armed_ = true;
 };
+
+// Blocks that were allocated and not released yet, of all threads; 0 where available() is false.
+long live_allocations();
 
 // While it lives, no allocation of this thread fails or counts: for the tests' own machinery inside
 // the operation, such as the capture of log lines.

@@ -1,0 +1,86 @@
+// Events of made-up types by made-up field-set files: the record is the plain packer's, in both
+// layouts, packed once or one behind the other.
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "field_set/field_set.h"
+#include "fuzz/generated.h"
+#include "fuzz/records.h"
+#include "fuzz/support.h"
+#include "tests/field_set/plain_events.h"
+#include "utils/logger.h"
+
+namespace {
+
+using vek::fuzz::require;
+using vek::test::PlainFieldSet;
+using vek::test::PlainType;
+
+std::string taken(msgpack_sbuffer& buffer) {
+  std::string bytes(buffer.data ? buffer.data : "", buffer.size);
+  msgpack_sbuffer_destroy(&buffer);
+  return bytes;
+}
+
+void require_consistent(const std::vector<vek::field_t>& fields, uint64_t record_size) {
+  for (const vek::field_t& field : fields) {
+    require(field.offset <= record_size, "a field begins inside its record");
+    require(field.name_len == std::string_view(field.name).size(), "names have their length");
+  }
+}
+
+void require_plain(vek::FieldSet& set, PlainFieldSet& plain, const PlainType& type,
+                   const uint8_t* event, const vek_event_header_t& header, const char* source,
+                   const char* layout) {
+  msgpack_sbuffer expected_buffer;
+  msgpack_sbuffer_init(&expected_buffer);
+  plain.pack(&expected_buffer, type, event, header.timestamp, source, layout);
+  const std::string expected = taken(expected_buffer);
+  msgpack_sbuffer ours;
+  set.MsgPackToSimpleBuffer(&ours, event, &header, source, layout);
+  require(taken(ours) == expected, "packed by plan as plainly");
+  vek::EventPlan* plan = set.findPlan(&header);
+  require(plan != nullptr, "the type has a plan");
+  require(vek::FieldSet::packNextEvent(*plan, event, header.timestamp, source, layout) == expected,
+          "packed out of the record before it as plainly");
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  vek_set_log_level(0);
+  vek::fuzz::Supply supply(data, size);
+  const auto types = vek::fuzz::type_system(supply);
+  const vek_schema_t& schema = *types->schemas[0];
+  vek::FieldSet set;
+  const vek::fuzz::InputFile rules(vek::fuzz::rule_lines(supply));
+  if (supply.below(4) != 0) require(set.LoadFromFile(rules.path()), "the file is read");
+  PlainFieldSet plain({set.tokens_by_type(), set.meta_fields_aliases_by_type(),
+                       set.meta_fields_constants_by_type(), set.types_of_interest()});
+  set.updateWithNewSchemas(types.get(), false);
+  vek_schema_block_t block{};
+  block.length = VEK_BLOCK_HEADER_SIZE + VEK_SCHEMA_ID_SIZE;
+  std::copy_n(schema.digest, VEK_SCHEMA_ID_SIZE, block.schema_ids[0]);
+  set.SaveLastSchemaBlock(&block);
+
+  std::vector<PlainType> plain_types;
+  for (uint16_t i = 0; i < schema.num_types; ++i) {
+    plain_types.push_back(plain.bind(*schema.types[i]));
+    require_consistent(set.getFields(&schema, static_cast<uint8_t>(i)), schema.types[i]->size);
+  }
+  for (int round = 0; round < 4; ++round) {
+    vek_event_header_t header{};
+    header.timestamp = supply.number() >> 8;
+    header.type_index = static_cast<uint16_t>(supply.below(schema.num_types));
+    const PlainType& type = plain_types[header.type_index];
+    require(set.GetTypeSize(&header) == type.size, "the type's size is known");
+    const std::unique_ptr<uint8_t[]> event(new uint8_t[type.size]());
+    const auto values = supply.take(supply.below(200));
+    for (size_t i = 0; i < type.size && !values.empty(); ++i) event[i] = values[i % values.size()];
+    for (const char* layout : {"flb_std", "custom"}) {
+      require_plain(set, plain, type, event.get(), header, round % 2 == 0 ? "host" : "", layout);
+    }
+  }
+  return 0;
+}

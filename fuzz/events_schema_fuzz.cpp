@@ -1,0 +1,56 @@
+// Events schemas as documents. One that is accepted prints to a text that is accepted and prints
+// the same again, for identifiers are digests of it; its types can be bound and rendered.
+#include "data/schema_owned.h"
+#include "data/type_system.h"
+#include "fuzz/schema_documents.h"
+#include "fuzz/support.h"
+#include "utils/logger.h"
+
+using vek::JsonValue;
+using vek::fuzz::require;
+
+namespace {
+
+void check(const std::string& text) {
+  const JsonValue json(json_parse_string(text.c_str()));
+  if (!json) return;
+  const vek::OwnedSchema schema(vek_schema_from_json(json.get()));
+  if (!schema) return;
+  const JsonValue written(vek_schema_jsonify(schema.get()));
+  require((schema->num_types == 0) == (written == nullptr), "a schema with types has a document");
+  if (!written) return;
+  const vek::OwnedSchema again(vek_schema_from_json(written.get()));
+  require(again != nullptr, "what is written is accepted");
+  const JsonValue rewritten(vek_schema_jsonify(again.get()));
+  require(vek::fuzz::pretty(written.get()) == vek::fuzz::pretty(rewritten.get()),
+          "it is written the same again");
+}
+
+// As a provider's document enters a type system, which resolves its references.
+void add(const std::string& text, vek_type_system_t* types) {
+  uint8_t index = 0;
+  if (vek_type_system_add_schema_from_serialized_json(types, text.c_str(), &index) != 0) {
+    require(types->num_schemas == 0, "a refused document leaves nothing");
+    return;
+  }
+  if (index == VEK_MAX_SCHEMAS) return;  // a counters schema
+  require(index == 0 && types->num_schemas == 1, "the schema is the first");
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  vek_set_log_level(0);
+  const std::string text(data, data + size);
+  const vek::Owned<vek_type_system_t, vek_destroy_type_system> types(vek_create_type_system());
+  {
+    const vek::fuzz::Budget budget(size, vek::fuzz::kDocumentFactor);
+    check(text);
+    add(text, types.get());
+  }
+  // Outside of the budget: a few arrays of arrays are many fields. Limits of their own bound them.
+  if (types->num_schemas == 0) return 0;
+  vek::fuzz::require_renderable(*types->schemas[0]);
+  vek::fuzz::require_bindable(*types->schemas[0]);
+  return 0;
+}

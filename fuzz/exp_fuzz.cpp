@@ -1,0 +1,77 @@
+// ".exp" files. Each line is told once, in order; the configuration that a file makes is made again
+// by a file that says it in the plainest way.
+#include <algorithm>
+#include <string>
+#include <string_view>
+
+#include "exporter/exp_file_reader.h"
+#include "fuzz/support.h"
+#include "utils/logger.h"
+#include "utils/owned.h"
+
+namespace {
+
+using vek::fuzz::require;
+using Config = vek::Owned<fluentbit_exporter_config_t, destroy_config>;
+
+class Observer : public vek::ExpFileObserver {
+ public:
+  void on_exp_line(const vek::ExpLine& line) override {
+    require(line.number == ++lines_, "lines come in order");
+    require(line.column >= 1, "columns begin with 1");
+    require(line.text.find('#') == std::string_view::npos, "a comment is no text");
+  }
+  size_t lines() const { return lines_; }
+
+ private:
+  size_t lines_ = 0;
+};
+
+std::string said(const char* key, const char* value) {
+  return value && *value != '\0' ? std::string(key) + " = " + value + '\n' : "";
+}
+
+std::string text_of(const fluentbit_exporter_config_t& config) {
+  std::string text = said("name", config.name) + said("plugin_name", config.plugin_name) +
+                     said("host", config.host) +
+                     said("msgpack_data_layout", config.msgpack_data_layout) +
+                     said("counterset", config.counterset) + said("fieldset", config.fieldset);
+  text += "enable = " + std::to_string(config.enable) + '\n';
+  text += "port = " + std::to_string(config.port) + '\n';
+  text += "batch_mode = " + std::to_string(config.batch_mode) + '\n';
+  for (uint64_t i = 0; i < config.source_tag_list->count; ++i) {
+    text += (i == 0 ? "source_tag = " : ",") + std::string(config.source_tag_list->strings[i]);
+  }
+  text += '\n';
+  for (int32_t i = 0; i < config.params->count; ++i) {
+    // The blank keeps a parameter called "name" from being the plug-in's name.
+    text += "plugin_ " + std::string(config.params->params[i].name) + '=' +
+            config.params->params[i].value + '\n';
+  }
+  return text;
+}
+
+Config read(std::string_view contents, vek::ExpFileObserver* observer) {
+  const vek::fuzz::InputFile file(contents);
+  Config config(vek_create_exporter_config());
+  require(config != nullptr, "there is a configuration");
+  const vek::fuzz::Budget budget(contents.size());
+  require(vek::read_exp_file(file.path(), *config, observer), "the file is read");
+  return config;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  vek_set_log_level(0);
+  const std::string_view contents(reinterpret_cast<const char*>(data), size);
+  Observer observer;
+  const Config config = read(contents, &observer);
+  const auto newlines = static_cast<size_t>(std::count(contents.begin(), contents.end(), '\n'));
+  require(observer.lines() == newlines + (size > 0 && contents.back() != '\n'),
+          "every line is told");
+  const std::string plain = text_of(*config);
+  const Config again = read(plain, nullptr);
+  require(text_of(*again) == plain, "said plainly, it is the same configuration");
+  return 0;
+}

@@ -1,0 +1,66 @@
+// Field-set files, over types that nest and have names worth naming. Whatever a file says, a type's
+// fields are those of the plain rules, and its records are sound.
+#include <memory>
+#include <string>
+
+#include "field_set/field_set.h"
+#include "fuzz/generated.h"
+#include "fuzz/records.h"
+#include "fuzz/support.h"
+#include "tests/field_set/plain_events.h"
+#include "utils/logger.h"
+
+namespace {
+
+using vek::fuzz::require;
+
+const vek_type_system_t* types() {
+  static const vek::fuzz::TypeSystem made = [] {
+    std::string seed;
+    for (int i = 0; i < 400; ++i) seed += static_cast<char>(i * 37 + i / 7);
+    vek::fuzz::Supply supply(reinterpret_cast<const uint8_t*>(seed.data()), seed.size());
+    return vek::fuzz::type_system(supply);
+  }();
+  return made.get();
+}
+
+void check_type(vek::FieldSet& set, const vek::test::PlainType& plain, uint16_t index) {
+  const vek_schema_t& schema = *types()->schemas[0];
+  const auto fields = set.getFields(&schema, static_cast<uint8_t>(index));
+  require(fields.size() == plain.fields.size(), "the fields are those of the type");
+  for (size_t i = 0; i < fields.size(); ++i) {
+    require(fields[i].skip == plain.fields[i].skip, "what leaves is what the plain rules say");
+  }
+  vek_event_header_t header{};
+  header.type_index = index;
+  const std::unique_ptr<uint8_t[]> event(new uint8_t[plain.size]());
+  msgpack_sbuffer record;
+  set.MsgPackToSimpleBuffer(&record, event.get(), &header, "source", "flb_std");
+  require((record.size > 0) == (plain.num_included > 0), "types with fields make records");
+  if (record.size > 0) vek::fuzz::require_sound_record({record.data, record.size});
+  msgpack_sbuffer_destroy(&record);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  vek_set_log_level(0);
+  const vek_schema_t& schema = *types()->schemas[0];
+  const vek::fuzz::InputFile file({reinterpret_cast<const char*>(data), size});
+  vek::FieldSet set;
+  {
+    const vek::fuzz::Budget budget(size, 40);  // each line goes to each type that its section names
+    require(set.LoadFromFile(file.path()), "the file is read");
+  }
+  vek::test::PlainFieldSet plain({set.tokens_by_type(), set.meta_fields_aliases_by_type(),
+                                  set.meta_fields_constants_by_type(), set.types_of_interest()});
+  set.updateWithNewSchemas(types(), false);
+  vek_schema_block_t block{};
+  block.length = VEK_BLOCK_HEADER_SIZE + VEK_SCHEMA_ID_SIZE;
+  std::copy_n(schema.digest, VEK_SCHEMA_ID_SIZE, block.schema_ids[0]);
+  set.SaveLastSchemaBlock(&block);
+  for (uint16_t i = 0; i < schema.num_types; ++i) {
+    check_type(set, plain.bind(*schema.types[i]), i);
+  }
+  return 0;
+}

@@ -1,0 +1,36 @@
+#include "fuzz/schema_documents.h"
+
+#include <memory>
+
+#include "field_set/field_set.h"
+
+namespace vek::fuzz {
+namespace {
+
+constexpr uint64_t kLargestRecord = 1 << 16;
+
+}  // namespace
+
+void require_renderable(const vek_schema_t& schema) {
+  for (unsigned i = 0; i < schema.num_types; ++i) {
+    const vek_type_definition_t* type = schema.types[i];
+    if (!type || type->size > kLargestRecord) continue;
+    const std::unique_ptr<uint8_t[]> record(new uint8_t[type->size]());
+    const JsonValue json(vek_type_definition_jsonify_data(type, record.get()));
+    if (json) require(!pretty(json.get()).empty(), "a rendered record has a text");
+  }
+}
+
+void require_bindable(const vek_schema_t& schema) {
+  FieldSet set;
+  set.updateWithNewSchema(&schema);
+  for (unsigned i = 0; i < schema.num_types; ++i) {
+    const vek_type_definition_t* type = schema.types[i];
+    if (!type) continue;
+    for (const field_t& field : set.getFields(&schema, static_cast<uint8_t>(i))) {
+      require(field.offset <= type->size, "a bound field begins inside its record");
+    }
+  }
+}
+
+}  // namespace vek::fuzz

@@ -1,0 +1,28 @@
+// What the three targets of schema documents share.
+#ifndef VEK_FUZZ_SCHEMA_DOCUMENTS_H
+#define VEK_FUZZ_SCHEMA_DOCUMENTS_H
+
+#include <string>
+
+#include "data/schema.h"
+#include "fuzz/support.h"
+#include "json/json_owned.h"
+
+namespace vek::fuzz {
+
+// A tree takes more than its text: a node for every two characters at worst.
+inline constexpr size_t kDocumentFactor = 400;
+
+inline std::string pretty(const JSON_Value* json) {
+  const JsonText text(json_serialize_to_string_pretty(json));
+  return text ? text.get() : "";
+}
+
+// Every type can be rendered, from a record of exactly its size.
+void require_renderable(const vek_schema_t& schema);
+// Binding ends, and what it says of fields and sizes fits together.
+void require_bindable(const vek_schema_t& schema);
+
+}  // namespace vek::fuzz
+
+#endif  // VEK_FUZZ_SCHEMA_DOCUMENTS_H
