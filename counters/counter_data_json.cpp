@@ -1,3 +1,4 @@
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 
@@ -17,6 +18,13 @@ bool set_number(JSON_Object* object, const char* key, double number) noexcept {
   return json_object_set_number(object, key, number) == JSONSuccess;
 }
 
+// A text that cannot be written (null, an unknown type's name) leaves its key out: schemas that
+// carry one still have an identifier. One for which memory ran out must not: it would be another's.
+bool set_text(JSON_Object* object, const char* key, const char* text) noexcept {
+  errno = 0;
+  return json_object_set_string(object, key, text) == JSONSuccess || errno != ENOMEM;
+}
+
 }  // namespace
 
 JSON_Value* vek_counter_info_jsonify(const vek_counter_info_t* counter) {
@@ -25,18 +33,17 @@ JSON_Value* vek_counter_info_jsonify(const vek_counter_info_t* counter) {
   JSON_Object* object = json_value_get_object(json.get());
   if (!object) return nullptr;
 
-  // A text that cannot be written (null, an unknown type's name) leaves its key out: schemas that
-  // carry one still have an identifier.
-  json_object_set_string(object, "name", counter->name);
-  json_object_set_string(object, "description", counter->description);
-  json_object_set_string(object, "units", counter->units);
-  json_object_set_string(object, "data_type", vek_data_type_string(counter->data_type));
-  const bool numbers = set_number(object, "length", counter->length) &&
-                       set_number(object, "offset", counter->offset) &&
-                       set_number(object, "hidden", counter->hidden ? 1 : 0) &&
-                       set_number(object, "mandatory", counter->mandatory ? 1 : 0);
-  json_object_set_string(object, "counting_type", vek_counting_type_string(counter->counting_type));
-  return numbers ? json.release() : nullptr;
+  const bool is_whole =
+      set_text(object, "name", counter->name) &&
+      set_text(object, "description", counter->description) &&
+      set_text(object, "units", counter->units) &&
+      set_text(object, "data_type", vek_data_type_string(counter->data_type)) &&
+      set_number(object, "length", counter->length) &&
+      set_number(object, "offset", counter->offset) &&
+      set_number(object, "hidden", counter->hidden ? 1 : 0) &&
+      set_number(object, "mandatory", counter->mandatory ? 1 : 0) &&
+      set_text(object, "counting_type", vek_counting_type_string(counter->counting_type));
+  return is_whole ? json.release() : nullptr;
 }
 
 vek_counter_info_t* vek_counter_info_from_json(const JSON_Value* json) {

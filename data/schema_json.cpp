@@ -128,6 +128,8 @@ bool vek_schema_extract_id(const vek_schema_t* schema, uint8_t* out_digest) {
 }
 
 void vek_schema_update_id(vek_schema_t* schema) {
-  (void)vek_schema_extract_id(schema, schema->digest);
+  if (!vek_schema_extract_id(schema, schema->digest) && schema->num_types != 0) {
+    VEK_LOGE("Failed to fill schema '%s' md5 digest", vek::printable(schema->provider_name));
+  }
   vek_schema_id_to_schema_string(schema->digest, schema->id_string);
 }

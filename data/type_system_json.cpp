@@ -22,7 +22,9 @@ vek::JsonValue schemas_jsonify(const vek_type_system_t* ts) {
   JSON_Array* array = json_value_get_array(json.get());
   if (!array) return nullptr;
   for (uint8_t i = 0; i < ts->num_schemas; ++i) {
+    errno = 0;
     vek::JsonValue schema(vek_schema_jsonify(ts->schemas[i]));
+    if (!schema && errno == ENOMEM) return nullptr;
     if (!schema) continue;  // without types
     if (json_array_append_value(array, schema.get()) != JSONSuccess) return nullptr;
     (void)schema.release();

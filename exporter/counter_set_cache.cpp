@@ -6,6 +6,7 @@
 #include "data/schema_id.h"
 #include "data/type_system.h"
 #include "exporter/counters_schema_signature.h"
+#include "utils/clock.h"
 #include "utils/limits.h"
 #include "utils/logger.h"
 #include "utils/record_packer.h"
@@ -80,7 +81,10 @@ const std::string* CounterSetCache::identifierOf(const vek_counters_schema_t& sc
   if (known != id_by_signature_.end()) return &known->second;
   uint8_t digest[VEK_SCHEMA_ID_SIZE];
   if (!vek_calc_counters_schema_id(digest, &schema)) {
-    VEK_LOGD("[%s] counters schema without an identifier, no cset made", kGetter);
+    static LogRateLimit limit;
+    if (limit.due_at_level(VEK_LOG_ERROR)) {
+      VEK_LOGE("[%s] counters schema without an identifier, no cset made", kGetter);
+    }
     return nullptr;
   }
   if (id_by_signature_.size() >= limits::kCounterSets) {

@@ -58,6 +58,16 @@ bool isDirectory(const std::string& dir, const dirent& entry) {
   return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
+// False when memory ran out.
+bool store_text(const char* text, char** value) {
+  if (*text == '\0') return true;  // an empty value leaves the field as it was
+  char* copy = strdup(text);
+  if (!copy) return false;
+  std::free(*value);
+  *value = copy;
+  return true;
+}
+
 void appendSourceTags(vek_string_array_t** list, std::string_view tags) {
   while (true) {
     const size_t comma = tags.find(',');
@@ -82,7 +92,8 @@ class LineTaker {
  public:
   LineTaker(fluentbit_exporter_config_t& config, ExpLine& out) : config_(config), out_(out) {}
 
-  void take(char* line) {
+  // False when memory ran out.
+  [[nodiscard]] bool take(char* line) {
     line_ = line;
     text_ = line;  // the line is cut up while it is read
     out_.text = text_;
@@ -90,18 +101,20 @@ class LineTaker {
       if (!text_.starts_with(key)) continue;
       out_.key = key;
       out_.behind = std::string_view(text_).substr(key.size());
-      give(key);
-      return;
+      return give(key);
     }
+    return true;
   }
 
  private:
-  void give(std::string_view key) {
+  bool give(std::string_view key) {
     if (char** text = text_member(key, config_)) {
       out_.kind = ExpKeyKind::kText;
       note_value(key);
-      take_exp_text(line_, key.data(), text);
-    } else if (int* number = number_member(key, config_)) {
+      const char* const value = exp_value_of(line_, key.data());
+      return !value || store_text(value, text);
+    }
+    if (int* number = number_member(key, config_)) {
       out_.kind = ExpKeyKind::kNumber;
       note_value(key);
       take_exp_number(line_, key.data(), number);
@@ -112,8 +125,9 @@ class LineTaker {
       if (tags && *tags != '\0') appendSourceTags(&config_.source_tag_list, tags);
     } else {
       out_.kind = ExpKeyKind::kParameter;
-      take_parameter(out_.behind);
+      return take_parameter(out_.behind);
     }
+    return true;
   }
 
   void note_value(std::string_view key) {
@@ -124,29 +138,28 @@ class LineTaker {
   }
 
   // `text` is what follows "plugin_".
-  void take_parameter(std::string_view text) {
+  bool take_parameter(std::string_view text) {
     if (text.starts_with('=')) {
       VEK_LOGE("empty param name in line %s", text_.c_str());
-      return;
+      return true;
     }
     const size_t equals = text.find('=');
     name_ = text.substr(0, equals);
     if (equals == std::string_view::npos) {
-      push_parameter(config_.params, name_.c_str(), "");
       out_.parameter = name_;
-      return;
+      return push_parameter(config_.params, name_.c_str(), "");
     }
     text.remove_prefix(equals + 1);
     copy_ = text.substr(0, text.find('='));
     const char* name = trim_white_space(name_.data());
     const char* value = trim_white_space(copy_.data());
-    push_parameter(config_.params, name, value);
     out_.parameter = name;
     out_.value = value;
     if (!out_.value.empty()) {
       out_.value_column = static_cast<size_t>(text.data() - text_.data()) +
                           static_cast<size_t>(value - copy_.data());
     }
+    return push_parameter(config_.params, name, value);
   }
 
   fluentbit_exporter_config_t& config_;
@@ -187,7 +200,10 @@ bool read_exp_file(const std::string& path, fluentbit_exporter_config_t& config,
     char* const meaning = meaningOf(raw);
     line.number = number;
     line.column = static_cast<size_t>(meaning - raw) + 1;
-    taker.take(meaning);
+    if (!taker.take(meaning)) {
+      VEK_LOGE("[FluentBitExportersArray] out of memory while reading '%s'", path.c_str());
+      return false;
+    }
     if (!line.value.empty()) line.value_column += line.column;
     if (observer) observer->on_exp_line(line);
   }
@@ -206,11 +222,7 @@ char* exp_value_of(char* line, const char* key) {
 bool take_exp_text(char* line, const char* key, char** value) {
   const char* text = exp_value_of(line, key);
   if (!text) return false;
-  if (*text == '\0') return true;  // an empty value leaves the field as it was
-  if (char* copy = strdup(text)) {
-    std::free(*value);
-    *value = copy;
-  }
+  (void)store_text(text, value);
   return true;
 }
 

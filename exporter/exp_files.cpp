@@ -4,6 +4,15 @@
 #include "utils/logger.h"
 
 namespace vek {
+namespace {
+
+// Pieces for which memory ran out are null.
+bool is_whole(const fluentbit_exporter_config_t& config) {
+  return config.name && config.plugin_name && config.host && config.msgpack_data_layout &&
+         config.source_tag_list && config.params;
+}
+
+}  // namespace
 
 bool FluentBitExportersArray::getExpFilesNames() {
   if (list_exp_files(config_dir_, exp_files_names_)) return true;
@@ -20,7 +29,10 @@ bool FluentBitExportersArray::parseExpFilesToConfigs() {
 bool FluentBitExportersArray::parseExpFileToConfig(std::string& file_name) {
   const std::string path = exp_file_path(config_dir_, file_name);
   ExporterConfig config(vek_create_exporter_config());
-  if (!config) return false;
+  if (!config || !is_whole(*config)) {
+    VEK_LOGE("[FluentBitExportersArray] out of memory: '%s' is not read", path.c_str());
+    return false;
+  }
   if (!read_exp_file(path, *config)) {
     VEK_LOGE("[FluentBitExportersArray] [%s] Cannot open config file '%s'", "parseExpFileToConfig",
              path.c_str());

@@ -137,6 +137,9 @@ void FluentBitExporter::setMsgpackDataLayout(const char* layout) {
   } else {
     VEK_LOGI("[Fluent Bit Exporter] Setting '%s' msgpack data layout.", name);
     msgpack_data_layout_ = copyOf(name);
+    if (!msgpack_data_layout_) {
+      VEK_LOGE("[Fluent Bit Exporter] out of memory: '%s' layout is not set", name);
+    }
   }
 }
 

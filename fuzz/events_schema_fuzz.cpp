@@ -18,7 +18,8 @@ void check(const std::string& text) {
   if (!schema) return;
   const JsonValue written(vek_schema_jsonify(schema.get()));
   require((schema->num_types == 0) == (written == nullptr), "a schema with types has a document");
-  if (!written) return;
+  // A counting mode that is unknown has no name to be written by.
+  if (!written || !vek::fuzz::knows_all_names(*schema)) return;
   const vek::OwnedSchema again(vek_schema_from_json(written.get()));
   require(again != nullptr, "what is written is accepted");
   const JsonValue rewritten(vek_schema_jsonify(again.get()));

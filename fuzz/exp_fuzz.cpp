@@ -44,9 +44,12 @@ std::string text_of(const fluentbit_exporter_config_t& config) {
   }
   text += '\n';
   for (int32_t i = 0; i < config.params->count; ++i) {
-    // The blank keeps a parameter called "name" from being the plug-in's name.
-    text += "plugin_ " + std::string(config.params->params[i].name) + '=' +
-            config.params->params[i].value + '\n';
+    const std::string name = config.params->params[i].name;
+    // The blank keeps a parameter called "name" from being the plug-in's name; a name without a "="
+    // keeps those that it has.
+    const bool bare = name.starts_with(' ') || name.starts_with('\t');
+    text += bare ? "plugin_" + name : "plugin_ " + name + '=' + config.params->params[i].value;
+    text += '\n';
   }
   return text;
 }

@@ -147,8 +147,8 @@ class Builder {
 // One exporter, and one way in which it finds schemas.
 class Way {
  public:
-  explicit Way(const vek_exporter_schema_manager_t& schemas)
-      : schemas_(schemas), exporter_(records_.api()) {
+  Way(const vek_exporter_schema_manager_t& schemas, vek::fuzz::Records& records)
+      : schemas_(schemas), records_(records), exporter_(records.api()) {
     exporter_.setPluginWithDefaultHostAndPort("forward");
     exporter_.createFieldSet(nullptr, nullptr);
     require(exporter_.connectToFlb(), "the exporter connects");
@@ -172,7 +172,7 @@ class Way {
 
  private:
   vek_exporter_schema_manager_t schemas_;
-  vek::fuzz::Records records_;
+  vek::fuzz::Records& records_;
   vek::FluentBitExporter exporter_;
 };
 
@@ -210,8 +210,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   vek_exporter_schema_manager_t by_manager{};
   vek_exporter_schema_manager_from_type_system(types.get(), &by_type_system);
   vek_exporter_schema_manager_from_manager(&manager, &by_manager);
-  Way first(by_type_system);
-  Way second(by_manager);
+  static vek::fuzz::Records first_records;
+  static vek::fuzz::Records second_records;
+  Way first(by_type_system, first_records);
+  Way second(by_manager, second_records);
   require(first.records_of(page.image, false) == page.records, "by type system: as packed plainly");
   require(second.records_of(page.image, false) == page.records, "by manager: as packed plainly");
 

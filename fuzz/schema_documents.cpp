@@ -11,6 +11,28 @@ constexpr uint64_t kLargestRecord = 1 << 16;
 
 }  // namespace
 
+bool knows_all_names(const vek_schema_t& schema) {
+  for (unsigned i = 0; i < schema.num_types; ++i) {
+    for (unsigned k = 0; k < schema.types[i]->num_fields; ++k) {
+      if (!vek_value_type_string(schema.types[i]->fields[k]->counting_mode)) return false;
+    }
+  }
+  return true;
+}
+
+bool knows_all_names(const vek_counters_schema_t& schema) {
+  for (uint32_t i = 0; i < schema.num_groups; ++i) {
+    const vek_counter_group_t& group = *schema.groups[i];
+    if (!vek_granularity_string(group.granularity)) return false;
+    for (uint32_t k = 0; k < group.num_counters; ++k) {
+      const vek_counter_info_t& counter = *group.counters[k];
+      if (!vek_data_type_string(counter.data_type)) return false;
+      if (!vek_counting_type_string(counter.counting_type)) return false;
+    }
+  }
+  return true;
+}
+
 void require_renderable(const vek_schema_t& schema) {
   for (unsigned i = 0; i < schema.num_types; ++i) {
     const vek_type_definition_t* type = schema.types[i];

@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "counters/counters_schema.h"
 #include "data/schema.h"
 #include "fuzz/support.h"
 #include "json/json_owned.h"
@@ -17,6 +18,10 @@ inline std::string pretty(const JSON_Value* json) {
   const JsonText text(json_serialize_to_string_pretty(json));
   return text ? text.get() : "";
 }
+
+// False where a document named something unknown, which is accepted and cannot be written.
+bool knows_all_names(const vek_schema_t& schema);
+bool knows_all_names(const vek_counters_schema_t& schema);
 
 // Every type can be rendered, from a record of exactly its size.
 void require_renderable(const vek_schema_t& schema);

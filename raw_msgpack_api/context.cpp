@@ -81,6 +81,18 @@ void Context::flush() noexcept {
   passed_on_ = destination_->finish();
 }
 
+// Often because memory is short, so the line may have to do without the account.
+void Context::report_given_up(const Account& account) const noexcept {
+  std::string text;
+  try {
+    text = account_json(account);
+  } catch (const std::bad_alloc&) {
+    // Said without it.
+  }
+  VEK_LOGE("[raw msgpack API] [%s] %" PRIu64 " records did not arrive: %s", settings_.name.c_str(),
+           account.given_up(), text.c_str());
+}
+
 bool Context::finish() noexcept {
   if (thread_.joinable()) {
     flush();
@@ -93,10 +105,7 @@ bool Context::finish() noexcept {
       VEK_LOGW("[raw msgpack API] [%s] %" PRIu64 " records wait in '%s' for the next start",
                settings_.name.c_str(), account.spooled, spool_->folder().c_str());
     }
-    if (account.given_up() > 0) {
-      VEK_LOGE("[raw msgpack API] [%s] %" PRIu64 " records did not arrive: %s",
-               settings_.name.c_str(), account.given_up(), account_json(account).c_str());
-    }
+    if (account.given_up() > 0) report_given_up(account);
   }
   return queue_.account().given_up() == 0 && passed_on_;
 }

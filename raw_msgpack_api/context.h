@@ -35,6 +35,7 @@ class Context {
  private:
   void run() noexcept;
   void flush() noexcept;
+  void report_given_up(const Account& account) const noexcept;
 
   Settings settings_;
   std::unique_ptr<Spool> spool_;  // may be null

@@ -13,6 +13,7 @@
 #include <cstring>
 
 #include "raw_msgpack_api/destination.h"
+#include "raw_msgpack_api/socket.h"
 #include "raw_msgpack_api/stream_destination.h"
 #include "utils/logger.h"
 
@@ -97,10 +98,11 @@ std::unique_ptr<Destination> make(const Settings& settings, const Parameters& pa
     VEK_LOGE("[raw msgpack API] output 'file' needs plugin_path or plugin_file");
     return nullptr;
   }
-  const int fd = open_file(path);
-  if (fd < 0) return nullptr;
-  return std::make_unique<StreamDestination>(settings.name, std::move(format),
-                                             std::make_unique<FileSink>(fd));
+  Socket file(open_file(path));
+  if (!file) return nullptr;
+  auto sink = std::make_unique<FileSink>(file.fd());
+  (void)file.release();
+  return std::make_unique<StreamDestination>(settings.name, std::move(format), std::move(sink));
 }
 
 constexpr std::array<std::string_view, 3> kParameters = {"path", "file", "format"};

@@ -25,6 +25,8 @@ class Socket {
   int fd() const { return fd_; }  // -1: none
   explicit operator bool() const { return fd_ >= 0; }
   void reset() noexcept;
+  // To another owner.
+  int release() noexcept { return std::exchange(fd_, -1); }
 
  private:
   int fd_ = -1;

@@ -9,6 +9,7 @@
 #include <mutex>
 #include <thread>
 
+#include "raw_msgpack_api/socket.h"
 #include "utils/logger.h"
 
 namespace vek::engine {
@@ -39,13 +40,15 @@ class StdoutSink : public FdSink {
 }  // namespace
 
 std::unique_ptr<ByteSink> make_stdout_sink(std::string_view plugin) {
-  const int fd = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-  if (fd < 0) {
+  Socket own(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+  if (!own) {
     VEK_LOGE("[raw msgpack API] output '%.*s' cannot use standard output: %s",
              static_cast<int>(plugin.size()), plugin.data(), std::strerror(errno));
     return nullptr;
   }
-  return std::make_unique<StdoutSink>(fd);
+  auto sink = std::make_unique<StdoutSink>(own.fd());
+  (void)own.release();
+  return sink;
 }
 
 }  // namespace vek::engine

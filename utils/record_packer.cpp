@@ -2,17 +2,29 @@
 
 #include <algorithm>
 
+#include "utils/clock.h"
+#include "utils/logger.h"
+
 namespace vek {
 namespace {
 
 constexpr unsigned kMostMissesCounted = 7;  // 128 records until the next try
+
+[[gnu::cold, gnu::noinline]] void report_lost_record() noexcept {
+  static LogRateLimit limit;
+  if (limit.due_at_level(VEK_LOG_ERROR))
+    VEK_LOGE("[record packer] out of memory: a record is lost");
+}
 
 }  // namespace
 
 size_t pack_record(MsgpackBuffer& buffer, const PlanSection& head, const PlanSection& body,
                    const PlanInput& input, size_t least_capacity) noexcept {
   const size_t room = section_room(head, input) + section_room(body, input);
-  if (!buffer.restart(std::max(room, least_capacity))) return 0;
+  if (!buffer.restart(std::max(room, least_capacity))) {
+    report_lost_record();
+    return 0;
+  }
   char* p = pack_section(buffer.data(), head, input);
   p = pack_section(p, body, input);
   return static_cast<size_t>(p - buffer.data());

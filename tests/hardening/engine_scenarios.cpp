@@ -1,0 +1,265 @@
+// Scenarios of the engine: destinations from "init" to "finalize", and the steps of delivery.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <optional>
+
+#include "raw_msgpack_api/ack_reader.h"
+#include "raw_msgpack_api/dead_letter_file.h"
+#include "raw_msgpack_api/forward_handshake.h"
+#include "raw_msgpack_api/frame_writer.h"
+#include "raw_msgpack_api/record_json.h"
+#include "raw_msgpack_api/record_walk.h"
+#include "raw_msgpack_api/spool.h"
+#include "tests/hardening/scenario.h"
+#include "tests/raw_msgpack_api/engine_fixture.h"
+#include "tests/support/fail_allocation.h"
+#include "tests/support/msgpack_json.h"
+#include "tests/support/temp_dir.h"
+
+namespace vek::test {
+namespace {
+
+using engine::Bytes;
+
+const std::vector<uint8_t>& three_records() {
+  static const std::vector<uint8_t> bytes = [] {
+    const AllocationsWork own;
+    std::vector<uint8_t> all;
+    for (uint64_t i = 0; i < 3; ++i) {
+      const auto one = numbered_record(i);
+      all.insert(all.end(), one.begin(), one.end());
+    }
+    return all;
+  }();
+  return bytes;
+}
+
+// "!..." where the account does not balance.
+std::string account_of(const std::string& stats) {
+  const AllocationsWork own;
+  uint64_t sum = 0;
+  uint64_t dropped = 0;
+  for (const char* name : {"delivered", "queued", "spooled"}) sum += number_in(stats, name);
+  const size_t begin = stats.find("\"dropped\":{") + 10;
+  const size_t end = stats.find('}', begin);
+  for (size_t at = stats.find(':', begin + 1); at < end; at = stats.find(':', at + 1)) {
+    dropped += std::stoull(stats.substr(at + 1));
+  }
+  if (number_in(stats, "accepted") != sum + dropped) return "!" + stats;
+  // What was not delivered is told by the account.
+  if (dropped != 0) return {};
+  return std::to_string(number_in(stats, "accepted")) + " accepted, " +
+         std::to_string(number_in(stats, "delivered")) + " delivered";
+}
+
+bool drained(const Engine& engine) {
+  const AllocationsWork own;
+  return engine.drained();
+}
+
+std::string life(const char* output, const ParameterPairs& pairs, bool drains = true) {
+  const Engine engine(output, pairs);
+  if (!engine.context()) return {};
+  const auto& bytes = three_records();
+  const std::string text = std::to_string(add_data(engine.context(), bytes.data(), bytes.size()));
+  if (drains && !drained(engine)) return "!nothing drains";
+  std::string stats;
+  {
+    const AllocationsWork own;
+    stats = engine.stats();
+  }
+  return text + " " + account_of(stats);
+}
+
+std::string fresh_folder(const char* name) {
+  const AllocationsWork own;
+  const std::string path = scratch() + '/' + name;
+  std::filesystem::remove_all(path);
+  std::filesystem::create_directories(path);
+  return path;
+}
+
+// Standard output goes nowhere while this lives.
+class QuietOutput {
+ public:
+  QuietOutput() : kept_(dup(STDOUT_FILENO)) {
+    const int nothing = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    dup2(nothing, STDOUT_FILENO);
+    close(nothing);
+  }
+  ~QuietOutput() {
+    dup2(kept_, STDOUT_FILENO);
+    close(kept_);
+  }
+  QuietOutput(const QuietOutput&) = delete;
+  QuietOutput& operator=(const QuietOutput&) = delete;
+
+ private:
+  int kept_;
+};
+
+std::string output_null() { return life("null", {{"Alias", "a"}}); }
+std::string output_stdout() {
+  const QuietOutput quiet;
+  return life("stdout", {{"Tag", "t"}});
+}
+std::string output_stdout_raw() {
+  const QuietOutput quiet;
+  return life("stdout_raw", {});
+}
+std::string output_file() {
+  return life("file", {{"path", fresh_folder("file")}, {"file", "records"}});
+}
+std::string output_file_msgpack() {
+  return life("file", {{"path", fresh_folder("packed")}, {"file", "r"}, {"format", "msgpack"}});
+}
+std::string output_forward() { return life("forward", {{"Port", "1"}, {"vek.grace", "0"}}, false); }
+std::string output_forward_secure() {
+  return life("forward",
+              {{"Port", "1"},
+               {"vek.grace", "0"},
+               {"Shared_Key", "key"},
+               {"Username", "u"},
+               {"Password", "p"},
+               {"Compress", "gzip"}},
+              false);
+}
+std::string output_forward_spooling() {
+  return life("forward",
+              {{"Port", "1"}, {"vek.grace", "0"}, {"storage.path", fresh_folder("spools")}}, false);
+}
+std::string refused_parameter() {
+  const Engine engine("forward", {{"tls.veriify", "off"}});
+  return engine.context() ? "!made" : "";
+}
+std::string broken_records() {
+  const Engine engine("null");
+  if (!engine.context()) return {};
+  std::vector<uint8_t> bytes = three_records();
+  bytes.insert(bytes.end(), {0x92, 0x01, 0xc1});
+  add_data(engine.context(), bytes.data(), bytes.size());
+  if (!drained(engine)) return "!nothing drains";
+  const AllocationsWork own;
+  return account_of(engine.stats());
+}
+std::string mended_record() {
+  const Engine engine("null");
+  if (!engine.context()) return {};
+  const uint8_t bytes[] = {0x92, 0x01, 0x83, 0xa1, 'a', 0x01, 0xa1, 'b', 0x02};
+  add_data(engine.context(), bytes, sizeof bytes);
+  if (!drained(engine)) return "!nothing drains";
+  const AllocationsWork own;
+  return account_of(engine.stats());
+}
+std::string ledger() {
+  std::string text(1 << 20, '\0');
+  return raw_msgpack_api_ledger(text.data(), text.size()) >= 0 ? "told" : "";
+}
+std::string two_contexts() {
+  return life("null", {{"Alias", "one"}}) + life("null", {{"Alias", "two"}});
+}
+
+// --- Steps of delivery.
+
+std::string acknowledgements() {
+  engine::AckReader reader;
+  const std::vector<uint8_t> bytes = Pack().map(1).str("ack").str("chunk").bytes();
+  reader.feed(Bytes(bytes).first(3));
+  if (reader.next() != engine::AckReader::Step::kNeedMore) return "!early";
+  reader.feed(Bytes(bytes).subspan(3));
+  return reader.next() == engine::AckReader::Step::kAck ? std::string(reader.chunk()) : "!none";
+}
+std::string handshake() {
+  const engine::Credentials credentials{"key", "user", "password", "us"};
+  engine::ForwardHandshake ours(credentials, engine::ForwardHandshake::make_salt());
+  const std::vector<uint8_t> helo =
+      Pack().array(2).str("HELO").map(2).str("nonce").str("n").str("auth").str("a").bytes();
+  const auto step = ours.advance(helo);
+  return step == engine::ForwardHandshake::Step::kSend ? std::to_string(ours.message().size()) : "";
+}
+std::string frame(bool compressed) {
+  engine::FrameWriter writer("tag", compressed);
+  engine::RecordWalk walk(three_records());
+  size_t count = 0;
+  while (walk.next() == engine::RecordWalk::Step::kRecord) {
+    writer.add(walk.record(), {});
+    ++count;
+  }
+  std::vector<uint8_t> out;
+  writer.finish(std::nullopt, out);
+  return out.empty() ? "" : std::to_string(count);
+}
+std::string plain_frame() { return frame(false); }
+std::string packed_frame() { return frame(true); }
+std::string record_text() {
+  std::string text;
+  engine::append_text(numbered_record(7), engine::TextStyle::kJson, text);
+  return text;
+}
+std::string dead_letter() {
+  const std::string folder = fresh_folder("letters");
+  const engine::DeadLetterFile file("name", folder + "/letters");
+  file.append(three_records());
+  const AllocationsWork own;
+  return to_hex(
+      std::vector<uint8_t>(1, static_cast<uint8_t>(read_file(folder + "/letters").size())));
+}
+
+std::string stored_and_loaded(const std::string& folder, uint64_t records) {
+  auto spool = engine::Spool::open({folder, "name", 1'000'000, false});
+  if (!spool) return {};
+  const uint8_t empty_map = 0x80;
+  const engine::RecordView record = {{&empty_map, 1}, engine::RecordShape::kBareMap, 0, 0, 1};
+  for (uint64_t i = 0; i < records; ++i) {
+    const auto stored = spool->store(spool->next_sequence(), record, false, 0);
+    if (stored.outcome != engine::Spool::Outcome::kStored) return {};
+  }
+  engine::RecordBatch batch;
+  spool->load(batch);
+  const std::string text = std::to_string(batch.size());
+  spool->settle(batch.size());
+  return text;
+}
+std::string spool_life() { return stored_and_loaded(fresh_folder("spool"), 5); }
+std::string spool_recovery() {
+  const std::string folder = fresh_folder("recovered");
+  {
+    auto spool = engine::Spool::open({folder, "name", 1'000'000, false});
+    if (!spool) return {};
+    const uint8_t empty_map = 0x80;
+    const engine::RecordView record = {{&empty_map, 1}, engine::RecordShape::kBareMap, 0, 0, 1};
+    const auto stored = spool->store(spool->next_sequence(), record, false, 0);
+    if (stored.outcome != engine::Spool::Outcome::kStored) return {};
+  }
+  return stored_and_loaded(folder, 0);
+}
+
+}  // namespace
+
+std::vector<Scenario> engine_scenarios() {
+  return {{"output_null", output_null},
+          {"output_stdout", output_stdout},
+          {"output_stdout_raw", output_stdout_raw},
+          {"output_file", output_file},
+          {"output_file_msgpack", output_file_msgpack},
+          {"output_forward", output_forward},
+          {"output_forward_secure", output_forward_secure},
+          {"output_forward_spooling", output_forward_spooling},
+          {"refused_parameter", refused_parameter},
+          {"broken_records", broken_records},
+          {"mended_record", mended_record},
+          {"ledger", ledger},
+          {"two_contexts", two_contexts},
+          {"acknowledgements", acknowledgements},
+          {"handshake", handshake},
+          {"plain_frame", plain_frame},
+          {"packed_frame", packed_frame},
+          {"record_text", record_text},
+          {"dead_letter", dead_letter},
+          {"spool_life", spool_life},
+          {"spool_recovery", spool_recovery}};
+}
+
+}  // namespace vek::test
