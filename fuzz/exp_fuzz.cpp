@@ -1,6 +1,7 @@
 // ".exp" files. Each line is told once, in order; the configuration that a file makes is made again
 // by a file that says it in the plainest way.
 #include <algorithm>
+#include <cctype>
 #include <string>
 #include <string_view>
 
@@ -47,7 +48,7 @@ std::string text_of(const fluentbit_exporter_config_t& config) {
     const std::string name = config.params->params[i].name;
     // The blank keeps a parameter called "name" from being the plug-in's name; a name without a "="
     // keeps those that it has.
-    const bool bare = name.starts_with(' ') || name.starts_with('\t');
+    const bool bare = !name.empty() && std::isspace(static_cast<unsigned char>(name[0]));
     text += bare ? "plugin_" + name : "plugin_ " + name + '=' + config.params->params[i].value;
     text += '\n';
   }

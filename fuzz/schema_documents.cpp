@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "field_set/field_set.h"
+#include "json/utf8.h"
 
 namespace vek::fuzz {
 namespace {
@@ -10,6 +11,8 @@ namespace {
 constexpr uint64_t kLargestRecord = 1 << 16;
 
 }  // namespace
+
+bool is_utf8(std::string_view text) { return json::is_valid_utf8(text); }
 
 bool knows_all_names(const vek_schema_t& schema) {
   for (unsigned i = 0; i < schema.num_types; ++i) {

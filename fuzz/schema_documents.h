@@ -3,6 +3,7 @@
 #define VEK_FUZZ_SCHEMA_DOCUMENTS_H
 
 #include <string>
+#include <string_view>
 
 #include "counters/counters_schema.h"
 #include "data/schema.h"
@@ -19,6 +20,8 @@ inline std::string pretty(const JSON_Value* json) {
   return text ? text.get() : "";
 }
 
+// Texts that are no UTF-8 are accepted too, and cannot be written either.
+bool is_utf8(std::string_view text);
 // False where a document named something unknown, which is accepted and cannot be written.
 bool knows_all_names(const vek_schema_t& schema);
 bool knows_all_names(const vek_counters_schema_t& schema);

@@ -27,14 +27,19 @@ Context::Context(Settings settings, std::unique_ptr<Destination> destination,
 Context::~Context() { finish(); }
 
 void Context::run() noexcept {
+  constexpr std::chrono::milliseconds kUntilMemory{20};
   for (;;) {
     try {
       destination_->run(queue_);
       return;
     } catch (const std::exception& error) {
-      VEK_LOGE("[raw msgpack API] [%s] %s", settings_.name.c_str(), error.what());
+      if (run_limit_.due_at_level(VEK_LOG_ERROR)) {
+        VEK_LOGE("[raw msgpack API] [%s] %s", settings_.name.c_str(), error.what());
+      }
       // What memory was missing for must not stand in the way of the records behind it.
       queue_.drop_taken(DropReason::kOutOfMemory);
+      if (queue_.stop().expired()) return;  // what is left is counted by whoever waits for us
+      std::this_thread::sleep_for(kUntilMemory);
     }
   }
 }

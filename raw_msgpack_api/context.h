@@ -44,6 +44,7 @@ class Context {
   std::unique_ptr<Destination> destination_;
   DropReport report_;  // of the thread that adds
   LogRateLimit mended_limit_;
+  LogRateLimit run_limit_;  // used by its thread alone
   bool passed_on_ = true;  // what the destination took is not lost behind it
   std::unique_ptr<SpoolKeeper> keeper_;
   std::thread thread_;

@@ -70,9 +70,9 @@ OpenFile::~OpenFile() {
 
 std::unique_ptr<SpoolFolder> SpoolFolder::open(const std::string& path, const std::string& label,
                                                FileOps& ops) {
-  const int fd = open_folder(path, label);
-  if (fd < 0) return nullptr;
-  std::unique_ptr<SpoolFolder> folder(new SpoolFolder(path, ops, fd));
+  OpenFile opened(open_folder(path, label));
+  if (opened.fd() < 0) return nullptr;
+  std::unique_ptr<SpoolFolder> folder(new SpoolFolder(path, ops, std::move(opened)));
   if (!folder->lock(label)) return nullptr;
   return folder;
 }
@@ -132,23 +132,21 @@ int SpoolFolder::list(std::vector<Entry>& out) const {
 
 int SpoolFolder::create(const std::string& name, SharedFile& out) const {
   constexpr int kFlags = O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
-  const int fd = ops_.open_at(fd_.fd(), name.c_str(), kFlags, kFileMode);
-  if (fd < 0) return errno;
-  auto holder = std::make_unique<OpenFile>(fd);
-  out = std::move(holder);
+  OpenFile file(ops_.open_at(fd_.fd(), name.c_str(), kFlags, kFileMode));
+  if (file.fd() < 0) return errno;
+  out = std::make_shared<const OpenFile>(std::move(file));
   return 0;
 }
 
 int SpoolFolder::open_file(const std::string& name, SharedFile& out) const {
   // O_NONBLOCK: a FIFO of that name must not be waited for.
   constexpr int kFlags = O_RDWR | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK;
-  const int fd = ops_.open_at(fd_.fd(), name.c_str(), kFlags, 0);
-  if (fd < 0) return errno;
-  auto holder = std::make_unique<OpenFile>(fd);
+  OpenFile file(ops_.open_at(fd_.fd(), name.c_str(), kFlags, 0));
+  if (file.fd() < 0) return errno;
   struct stat status {};
-  if (fstat(fd, &status) != 0) return errno;
+  if (fstat(file.fd(), &status) != 0) return errno;
   if (!S_ISREG(status.st_mode)) return EINVAL;
-  out = std::move(holder);
+  out = std::make_shared<const OpenFile>(std::move(file));
   return 0;
 }
 

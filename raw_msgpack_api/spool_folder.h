@@ -11,6 +11,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "raw_msgpack_api/file_ops.h"
@@ -22,6 +23,7 @@ namespace vek::engine {
 class OpenFile {
  public:
   explicit OpenFile(int fd) noexcept : fd_(fd) {}
+  OpenFile(OpenFile&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
   ~OpenFile();
   OpenFile(const OpenFile&) = delete;
   OpenFile& operator=(const OpenFile&) = delete;
@@ -70,8 +72,8 @@ class SpoolFolder {
   int set_aside(const std::string& name, std::string_view suffix, std::string& new_name) const;
 
  private:
-  SpoolFolder(std::string path, FileOps& ops, int fd)
-      : path_(std::move(path)), ops_(ops), fd_(fd) {}
+  SpoolFolder(std::string path, FileOps& ops, OpenFile fd)
+      : path_(std::move(path)), ops_(ops), fd_(std::move(fd)) {}
   bool lock(const std::string& label);
 
   std::string path_;

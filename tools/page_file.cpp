@@ -81,7 +81,10 @@ PageFile::Fill PageFile::fill(uint64_t size) {
   constexpr uint64_t kLeast = uint64_t{16} << 10;
   while (have_ < size) {
     const uint64_t wanted = std::min(size - have_, std::max(have_, kLeast));
-    if (buffer_.size() < have_ + wanted) buffer_.resize(have_ + wanted);
+    if (buffer_.size() < have_ + wanted) {
+      buffer_.reserve(have_ + wanted);  // not twice as much again
+      buffer_.resize(have_ + wanted);
+    }
     const ssize_t got = read(fd_, buffer_.data() + have_, wanted);
     if (got > 0) {
       have_ += static_cast<uint64_t>(got);
