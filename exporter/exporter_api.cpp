@@ -5,6 +5,7 @@
 #include <string>
 
 #include "exporter/exporters_array.h"
+#include "utils/keep_errno.h"
 #include "utils/logger.h"
 #include "utils/strings.h"
 
@@ -32,6 +33,7 @@ int parseInterval(const char* text) {
 }
 
 void* apiInit(vek_dict_t* params) try {
+  const vek::KeepErrno errno_kept;
   const char* dir = vek_dict_get(params, "fluentbit-config-dir");
   if (!dir) return nullptr;
   const int interval = parseInterval(vek_dict_get(params, "fluentbit-export-interval"));
@@ -44,6 +46,7 @@ void* apiInit(vek_dict_t* params) try {
 // Only an exception counts as failure: an exporter that could not connect has said so in the log,
 // and the others still want their pages.
 int apiConnect(void* exporter) try {
+  const vek::KeepErrno errno_kept;
   if (!exporter) return 0;
   arrayOf(exporter)->connectEnabledExporters();
   return 1;
@@ -53,6 +56,7 @@ int apiConnect(void* exporter) try {
 
 int apiExportDataPage(void* exporter, const vek_data_page_t* page,
                       const vek_exporter_schema_manager_t* schema_manager) try {
+  const vek::KeepErrno errno_kept;
   if (!exporter) return 0;
   arrayOf(exporter)->exportDataPage(page, schema_manager);
   return 1;
@@ -61,11 +65,15 @@ int apiExportDataPage(void* exporter, const vek_data_page_t* page,
 }
 
 void apiDisconnect(void* exporter) try {
+  const vek::KeepErrno errno_kept;
   if (exporter) arrayOf(exporter)->disconnectExporters();
 } catch (...) {
 }
 
-void apiDestroy(void* exporter) try { delete arrayOf(exporter); } catch (...) {
+void apiDestroy(void* exporter) try {
+  const vek::KeepErrno errno_kept;
+  delete arrayOf(exporter);
+} catch (...) {
 }
 
 vek_dict_t* apiGetCustomOptions(void* exporter) {

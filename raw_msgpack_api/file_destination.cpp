@@ -56,10 +56,21 @@ int report_open_failure(const std::string& path, const char* why) {
   return -1;
 }
 
+// Another number for a descriptor that took the place of a closed standard one: who writes there
+// means no file of ours.
+int above_standard(int fd) {
+  if (fd < 0 || fd > STDERR_FILENO) return fd;
+  const int moved = fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  const int why = errno;
+  close(fd);
+  errno = why;
+  return moved;
+}
+
 int open_file(const std::string& path) {
   // O_NONBLOCK: a FIFO without a reader must fail, not wait for one.
   constexpr int kFlags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
-  const int fd = open(path.c_str(), kFlags, 0600);
+  const int fd = above_standard(open(path.c_str(), kFlags, 0600));
   if (fd < 0) {
     if (errno == ELOOP) return report_open_failure(path, "it is a symbolic link");
     if (errno == ENXIO) return report_open_failure(path, "it is not a regular file");

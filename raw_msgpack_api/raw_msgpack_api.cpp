@@ -15,6 +15,7 @@
 #include "raw_msgpack_api/account.h"
 #include "raw_msgpack_api/context.h"
 #include "raw_msgpack_api/json_scalars.h"
+#include "utils/keep_errno.h"
 #include "utils/logger.h"
 
 namespace {
@@ -113,6 +114,7 @@ void start_logger() {
 void* init(const char* plugin, const char* host, const char* port,
            const fluentbit_export_parameters_t* params, const char* kind, const char* second_tag) {
   (void)second_tag;
+  const vek::KeepErrno errno_kept;
   try {
     start_logger();
     const vek::engine::Parameters parameters(params);
@@ -129,6 +131,7 @@ void* init(const char* plugin, const char* host, const char* port,
 }
 
 int add_data(void* context, const void* data, size_t size) {
+  const vek::KeepErrno errno_kept;
   auto* handle = static_cast<Handle*>(context);
   if (!handle || (!data && size > 0)) return -1;
   if (is_foreign(*handle)) return 0;
@@ -138,6 +141,7 @@ int add_data(void* context, const void* data, size_t size) {
 }
 
 int finalize(void* context) {
+  const vek::KeepErrno errno_kept;
   auto* handle = static_cast<Handle*>(context);
   if (!handle) return -1;
   if (is_foreign(*handle)) return 0;
@@ -148,6 +152,7 @@ int finalize(void* context) {
 }
 
 int raw_msgpack_api_stats(void* context, char* out, size_t size) {
+  const vek::KeepErrno errno_kept;
   auto* handle = static_cast<Handle*>(context);
   if (!handle || is_foreign(*handle) || !handle->context) return -1;
   try {
@@ -158,6 +163,7 @@ int raw_msgpack_api_stats(void* context, char* out, size_t size) {
 }
 
 int raw_msgpack_api_ledger(char* out, size_t size) {
+  const vek::KeepErrno errno_kept;
   try {
     return hand_out(ledger_json(), out, size);
   } catch (const std::exception&) {

@@ -269,15 +269,15 @@ struct Extractor {
 // last can still be finished.
 TEST(UnfinishedEvents, AreBoundedAndTheOldestGiveWay) {
   LogCapture log(4);
-  OpaqueEventsWriter writer({.source_id = "", .tag = "x", .event_size = 200, .page_size = 1000});
-  ASSERT_TRUE(writer.extended(1, {1, 2}, {{"k", "v"}}, std::vector<uint8_t>(100, 'x')));
-  const std::vector<uint8_t> whole = writer.take_pages()[0];
-  std::vector<uint8_t> start = whole;  // without the chunk: of its block only the first event
-  start[VEK_PAGE_HEADER_SIZE + offsetof(vek_event_header_t, count)] = 1;
-  const uint64_t size = VEK_PAGE_HEADER_SIZE + VEK_BLOCK_HEADER_SIZE + 200;
-  start.resize(size);
-  PageWriter::header_of(start)->total = size;
-  PageWriter::header_of(start)->filled = size;
+  OpaqueEventsWriter writer({.source_id = "", .tag = "x", .event_size = 200});
+  const std::vector<uint8_t> payload(100, 'x');
+  ASSERT_TRUE(writer.start(1, {1, 2}, {{"k", "v"}}, 100));
+  writer.next_page();
+  ASSERT_TRUE(writer.chunk(1, 0, payload));
+  auto pages = writer.take_pages();
+  ASSERT_EQ(pages.size(), 2u);
+  std::vector<uint8_t>& start = pages[0];
+  std::vector<uint8_t>& chunk = pages[1];
   Extractor extractor;
   for (size_t i = 0; i < limits::kUnfinishedEvents + 3; ++i) {
     std::snprintf(PageWriter::header_of(start)->data_source.source_id, VEK_PAGE_SOURCE_ID_SIZE,
@@ -285,11 +285,6 @@ TEST(UnfinishedEvents, AreBoundedAndTheOldestGiveWay) {
     extractor.read(writer.schema(), start);
   }
   EXPECT_THAT(log.warnings(), Contains(HasSubstr("too many unfinished events (65536")));
-  std::vector<uint8_t> chunk = whole;
-  // The chunk alone: the second event, moved in place of the first.
-  const auto events = chunk.begin() + VEK_PAGE_HEADER_SIZE + VEK_BLOCK_HEADER_SIZE;
-  std::copy(events + 200, events + 400, events);
-  chunk[VEK_PAGE_HEADER_SIZE + offsetof(vek_event_header_t, count)] = 1;
   const auto finish = [&](size_t source) {
     std::snprintf(PageWriter::header_of(chunk)->data_source.source_id, VEK_PAGE_SOURCE_ID_SIZE,
                   "%zu", source);

@@ -62,6 +62,8 @@ AllocationsWork::AllocationsWork() : previous_(g_works) { g_works = true; }
 
 AllocationsWork::~AllocationsWork() { g_works = previous_; }
 
+bool AllocationsWork::now() { return g_works; }
+
 bool FailAllocation::disarm() {
   if (armed_) {
     g_countdown = 0;

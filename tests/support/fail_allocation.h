@@ -44,6 +44,8 @@ class AllocationsWork {
   ~AllocationsWork();
   AllocationsWork(const AllocationsWork&) = delete;
   AllocationsWork& operator=(const AllocationsWork&) = delete;
+  // Whether one lives on this thread.
+  static bool now();
 
  private:
   bool previous_;
