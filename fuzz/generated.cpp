@@ -1,6 +1,7 @@
 #include "fuzz/generated.h"
 
 #include <array>
+#include <utility>
 #include <vector>
 
 #include "data/builtin_types.h"
@@ -41,16 +42,18 @@ void add_type(Supply& supply, vek_schema_t* schema, const char* name) {
   std::vector<std::string> names;
   std::vector<vek_type_field_info_t> fields;
   const uint32_t count = 1 + supply.below(8);
+  bool nests = false;
   names.reserve(count);
   for (uint32_t i = 0; i < count; ++i) {
     const uint8_t kind = supply.byte();
     vek_type_field_info_t field{};
     field.description = "";
     field.type_name = vek_builtin_type_name(1 + kind % 22);
-    if (kind >= 200 && schema->num_types > 0) {
+    // One in a type: more would soon be more fields than a type may have.
+    if (kind >= 200 && schema->num_types > 0 && !std::exchange(nests, true)) {
       field.type_name = schema->types[kind % schema->num_types]->name;
     }
-    field.array_length = kind % 5 == 0 ? supply.below(12) : 1;
+    field.array_length = kind % 5 == 0 ? supply.below(nests ? 4 : 12) : 1;
     // Repeated names would be refused.
     names.push_back(name_of(supply) + '_' + std::to_string(i));
     if (kind % 3 == 0) names.back().resize(names.back().size() - 2);
