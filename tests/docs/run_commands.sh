@@ -40,7 +40,7 @@ to_there() { sed "s,$root,,g"; }
 # One line for each thing to do, its kind before a tab; "\n" in it are line breaks.
 steps_of() {
   if [[ $1 == *.[157] ]]; then
-    sed 's/^\.Bd -literal.*/```console/; s/^\.Ed/```/; s/\\e/\\/g' "$1"
+    sed 's/^\.Bd -literal.*/```console/; s/^\.Ed/```/; s/\\e/\\/g; s/^\\&//' "$1"
   else
     cat "$1"
   fi | awk '
@@ -79,7 +79,7 @@ matches() { # <expected file> <got file>
          want = substr(want, 1, length(want) - 3)
          return substr(got, 1, length(want)) == want
        }
-       NR == FNR { want[++wants] = $0; next }
+       FILENAME == ARGV[1] { want[++wants] = $0; next }
        { got[++gots] = $0 }
        END {
          for (i = j = 1; i <= wants; ++i) {
@@ -104,7 +104,7 @@ run_step() { # <command> <expected>
   expected=$(matches "$root/expected" "$root/got") && return
   echo "$page: $ $command"
   echo "$expected"
-  sed 's/^/    | /' "$root/got"
+  sed 's/^/    | /; 20q' "$root/got"
   bad=1
 }
 
