@@ -2,8 +2,8 @@
 # Runs the commands that a page of documentation shows, in order, and compares what they print.
 # Usage: run_commands.sh <source directory> <tool> <plug-in> <engine> <page>...
 #
-# In Markdown a command stands in a block fenced as "console", behind "$ ", with lines that continue
-# it indented; what it prints follows. "..." alone on a line stands for any lines, at the end of a
+# In Markdown a command stands in a block fenced as "console", behind "$ " and goes on
+# behind a backslash; what it prints follows. "..." alone on a line stands for any lines, at the end of a
 # line for the rest of it. A command that ends with another status than 0 is followed by "echo $?".
 # In a page of the manual such a block is ".Bd -literal" with a "$ " in it. Comments say more:
 #
@@ -68,7 +68,7 @@ steps_of() {
     kind == "file" { text = text $0 "\\n"; next }
     !console || skip { next }
     /^\$ / { flush(); command = substr($0, 3); more = /\\$/; next }
-    more || (command != "" && output == "" && /^    /) { command = command "\\n" $0; more = /\\$/; next }
+    more { command = command "\\n" $0; more = /\\$/; next }
     { output = output $0 "\\n" }'
 }
 
