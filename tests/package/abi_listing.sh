@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
 # Writes down what programs that were built against this version rely on, one fact a line:
-# declarations of the C functions, sizes and places of the records that cross the boundary, and the
-# exported symbols with the sizes of virtual tables.
-# Usage: abi_listing.sh <source directory> <C compiler> <plug-in> <directory for the lists>
+# declarations of the C functions, sizes and places of the records that cross the boundary, sizes of
+# classes, and the exported symbols with the sizes of virtual tables.
+# Usage: abi_listing.sh <source directory> <C compiler> <C++ compiler> <plug-in> <directory for the lists>
 set -eu
-source=${1:?} cc=${2:?} plugin=${3:?} out=${4:?}
+source=${1:?} cc=${2:?} cxx=${3:?} plugin=$(realpath "${4:?}") out=$(realpath "${5:?}")
 export LC_ALL=C
 dir=$(mktemp -d)
 trap 'rm -rf "$dir"' EXIT
@@ -37,8 +37,9 @@ awk '/^VEK_API/ { text = ""; on = 1 } on { text = text " " $0 }
        inside && /;/ {
          if (match(text, /\(\*[a-z_0-9]+\)/)) member = substr(text, RSTART + 2, RLENGTH - 3)
          else { member = text; sub(/[[;].*/, "", member); sub(/^.*[ *]/, "", member) }
-         printf "  printf(\"  %s %%zu %%zu\\n\", offsetof(struct %s, %s), sizeof((struct %s*)0)->%s);\n",
-                member, name, member, name, member
+         size = text ~ /\[\]/ ? "0ul" : "sizeof((struct " name "*)0)->" member
+         printf "  printf(\"  %s %%zu %%zu\\n\", offsetof(struct %s, %s), %s);\n",
+                member, name, member, size
          text = "" }' "$dir/seen_by_c"
   printf '  return 0;\n}\n'
 } >"$dir/records.c"
@@ -51,3 +52,16 @@ nm -DS --defined-only "$plugin" |
   awk 'NF == 4 && ($3 ~ /^[TDBR]$/ || $4 ~ /^_ZTV/) && $4 !~ /^_ZTVN?S|^_ZN?K?S/ {
          size = $3 == "T" ? "" : " " $2; sub(/ 0+/, " 0x", size); print $4 size }' |
   sort -u >"$out/symbols.txt"
+
+# Classes that programs make themselves.
+{
+  sed 's,.*,#include "&",' cmake/public_headers.txt
+  printf '#include <cstdio>\nint main() {\n'
+  c++filt <"$out/symbols.txt" | sed -nE 's/^((vek::(data::)?)?([A-Z]\w*))::\4\(.*/\1/p' | sort -u |
+    sed 's,.*,  std::printf("& %zu\\n"\, sizeof(&));,'
+  printf '}\n'
+} >"$dir/classes.cpp"
+# shellcheck disable=SC2046
+"$cxx" -std=gnu++20 -I . $(pkg-config --cflags msgpack) "$dir/classes.cpp" -c -o "$dir/classes.o"
+"$cxx" "$dir/classes.o" "$plugin" -o "$dir/classes"
+LD_LIBRARY_PATH=$(dirname "$plugin") "$dir/classes" >"$out/classes.txt"
