@@ -27,6 +27,9 @@ foreach(file IN LISTS VEK_CONFIG_FILES)
 endforeach()
 file(WRITE "${PROJECT_BINARY_DIR}/packaging/conffiles" "${conffiles}")
 
+# Packaging takes what is built; it builds nothing itself, least of all tests.
+set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY TRUE)
+
 set(CPACK_PACKAGE_NAME "${VEK_PACKAGE_NAME}")
 set(CPACK_PACKAGE_VERSION "${PROJECT_VERSION}")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${PROJECT_DESCRIPTION}")

@@ -10,7 +10,8 @@
 #   <!-- file: PATH -->           the block below is written to this file
 #   <!-- setup: COMMAND -->       run without being shown
 #   <!-- not run: REASON -->      the block below cannot be run here
-#   <!-- needs: PROGRAM -->       the block below is run where there is such a program
+#   <!-- needs: PROGRAM -->       the block below is run where there is such a program, or with
+#                                 "no PROGRAM" where there is none
 #
 # Pages are written for an installed system and for somebody at home in /home/op; here both lie in a
 # temporary directory, and are called by those names in what is compared.
@@ -117,7 +118,11 @@ run_page() {
   while IFS=$'\t' read -r kind value more; do
     if [ "$kind" = needs ]; then
       missing=""
-      [ -z "$value" ] || command -v "$value" >/dev/null || missing=$value
+      case $value in
+        '') ;;
+        'no '*) ! command -v "${value#no }" >/dev/null || missing="a machine without ${value#no }" ;;
+        *) command -v "$value" >/dev/null || missing=$value ;;
+      esac
       [ -z "$missing" ] || echo "$page: part of it needs $missing and is not run"
       continue
     fi
