@@ -11,7 +11,7 @@ function __vektool_complete
     set -l current (commandline -ct)
     if test (count $words) -eq 1
         $words[1] --help 2>/dev/null |
-            string match -rg '^  ([a-z]+) +(\S.*)' | string join \t | paste - -
+            string replace -rf '^  ([a-z]+) +(\S.*)$' \$1\t\$2
         return
     end
     set -l help ($words[1] $words[2] --help 2>/dev/null)

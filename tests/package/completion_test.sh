@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# The completion for bash, as the shell calls it. Those for zsh and fish are parsed where these are
-# installed.
+# The completion for bash, as the shell calls it. Where they are installed, fish is asked too, and zsh
+# parses its own.
 # Usage: completion_test.sh <source directory> <tool>
 set -u
 source=$(realpath "${1:?}") tool=$(realpath "${2:?}")
@@ -58,5 +58,11 @@ for verb in $("$tool" --help | sed -n '/^Subcommands:/,$ s/^  \([a-z]*\) .*/\1/p
 done
 
 if command -v zsh >/dev/null; then zsh -n "$source/completion/_vektool" || bad=1; fi
-if command -v fish >/dev/null; then fish -n "$source/completion/vektool.fish" || bad=1; fi
+if command -v fish >/dev/null; then
+  got=$(fish -N -c "source '$source/completion/vektool.fish'; complete -C 'vektool check --format j'" | xargs)
+  [ "$got" = "json junit" ] || {
+    echo "fish offers '$got'"
+    bad=1
+  }
+fi
 exit $bad
