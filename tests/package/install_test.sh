@@ -65,6 +65,14 @@ page taken' "$("$dir/build/host" "$dir/config")"
   $(pkg-config --cflags --libs vekora-fluentbit-exporter)
 expect_equal "the host by pkg-config" "page taken" "$("$dir/host_pc" "$dir/config" | tail -n 1)"
 
+# The drop-in lets a service start with the configuration as installed, and not with a mistake in it.
+drop_in=$(find "$root/usr/share/doc" -name 50-vektool-check.conf)
+check=$(sed -n 's/^ExecStartPre=//p' "$drop_in" | sed "s, /etc/, $root/etc/,; s,^/usr/,$root/usr/,")
+$check >"$dir/check.txt" || fail "the drop-in: $(cat "$dir/check.txt")"
+echo 'counterst = x' >>"$root/etc/vekora/exporters/forward.exp"
+$check >"$dir/check.txt" && fail "the drop-in lets a service start with a misspelt key"
+grep -q "forward.exp:[0-9]*:1: error" "$dir/check.txt" || fail "the drop-in does not say what is wrong"
+
 "$tool" doctor --plugin "$plugin" --color never >"$dir/doctor.txt" ||
   fail "doctor: $(cat "$dir/doctor.txt")"
 grep -q "^good  engine .*$(dirname "$plugin")/libraw_msgpack_api.so" "$dir/doctor.txt" ||
