@@ -81,10 +81,11 @@ install(FILES "${PROJECT_SOURCE_DIR}/completion/vektool.fish"
         DESTINATION "${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d" COMPONENT tools)
 
 set(VEK_DOC_DIR "${CMAKE_INSTALL_DATADIR}/doc/${VEK_PACKAGE_NAME}-doc")
-install(FILES README.md ARCHITECTURE.md CONTRIBUTING.md CHANGELOG.md DESTINATION "${VEK_DOC_DIR}" COMPONENT documentation)
+install(FILES README.md ARCHITECTURE.md CONTRIBUTING.md CHANGELOG.md
+        DESTINATION "${VEK_DOC_DIR}" COMPONENT documentation)
 install(DIRECTORY docs DESTINATION "${VEK_DOC_DIR}" COMPONENT documentation
         PATTERN man EXCLUDE)
-install(DIRECTORY examples packaging/systemd DESTINATION "${VEK_DOC_DIR}/examples"
-        COMPONENT documentation PATTERN examples/examples EXCLUDE)
+install(DIRECTORY examples DESTINATION "${VEK_DOC_DIR}" COMPONENT documentation)
+install(DIRECTORY packaging/systemd DESTINATION "${VEK_DOC_DIR}/examples" COMPONENT documentation)
 
 include(VekPackages)

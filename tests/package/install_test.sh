@@ -22,7 +22,7 @@ root=$dir/root
 tool=$root/usr/bin/vektool
 PKG_CONFIG_PATH=$(dirname "$(find "$root/usr" -name vekora-fluentbit-exporter.pc)")
 export PKG_CONFIG_PATH
-plugin=$(pkg-config --variable=plugin vekora-fluentbit-exporter)
+plugin=$(realpath "$(pkg-config --variable=plugin vekora-fluentbit-exporter)")
 [ -f "$plugin" ] || fail "pkg-config names a plug-in that is not there: $plugin"
 expect_equal "version" "vektool $(pkg-config --modversion vekora-fluentbit-exporter)" \
   "$("$tool" --version)"
