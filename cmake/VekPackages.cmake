@@ -32,7 +32,7 @@ set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY TRUE)
 
 set(CPACK_PACKAGE_NAME "${VEK_PACKAGE_NAME}")
 set(CPACK_PACKAGE_VERSION "${PROJECT_VERSION}")
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${PROJECT_DESCRIPTION}")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # each component has its own
 set(CPACK_PACKAGE_CONTACT "Vekora exporter maintainers <maintainers@vekora.invalid>")
 set(CPACK_PACKAGING_INSTALL_PREFIX "/usr")
 set(CPACK_COMPONENTS_ALL ${VEK_COMPONENTS})
@@ -53,12 +53,12 @@ set(CPACK_DEBIAN_RUNTIME_PACKAGE_SUGGESTS "fluent-bit, ${VEK_PACKAGE_documentati
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA "${PROJECT_BINARY_DIR}/packaging/conffiles")
 set(CPACK_COMPONENT_RUNTIME_DESCRIPTION
 "telemetry data pages to Fluent Bit: the plug-in and its engine
- A telemetry collector loads the plug-in, which turns data pages of counters
- and events into msgpack records. The engine beside it delivers them to files,
- to any receiver of the Fluent Forward protocol, or to an installed Fluent Bit.
- .
- The destinations in /etc/vekora/exporters are switched off until an operator
- switches them on.")
+A telemetry collector loads the plug-in, which turns data pages of counters
+and events into msgpack records. The engine beside it delivers them to files,
+to any receiver of the Fluent Forward protocol, or to an installed Fluent Bit.
+
+The destinations in /etc/vekora/exporters are switched off until an operator
+switches them on.")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME "${VEK_PACKAGE_tools}")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION "net")
@@ -68,9 +68,9 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_RECOMMENDS
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS "${VEK_PACKAGE_documentation}")
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION
 "telemetry data pages to Fluent Bit: the operator's tool
- vektool checks, previews and tests the configuration of the exporter plug-in,
- makes and inspects recordings of data pages, replays them through the plug-in
- as a collector does, and examines an installation.")
+vektool checks, previews and tests the configuration of the exporter plug-in,
+makes and inspects recordings of data pages, replays them through the plug-in
+as a collector does, and examines an installation.")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME "${VEK_PACKAGE_development}")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION "libdevel")
@@ -79,15 +79,15 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS "${VEK_PACKAGE_documentation}")
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
 "telemetry data pages to Fluent Bit: what hosts build against
- Headers, a pkg-config file and a CMake package for programs that load the
- exporter plug-in and hand it data pages, or that write such pages.")
+Headers, a pkg-config file and a CMake package for programs that load the
+exporter plug-in and hand it data pages, or that write such pages.")
 
 set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_NAME "${VEK_PACKAGE_documentation}")
 set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_SECTION "doc")
 set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_ARCHITECTURE "all")
 set(CPACK_COMPONENT_DOCUMENTATION_DESCRIPTION
 "telemetry data pages to Fluent Bit: documentation and examples
- A tutorial, the formats byte by byte, sizing, what delivery promises, example
- hosts in C and C++, and a systemd drop-in that checks a configuration before
- a service starts.")
+A tutorial, the formats byte by byte, sizing, what delivery promises, example
+hosts in C and C++, and a systemd drop-in that checks a configuration before
+a service starts.")
 include(CPack)
