@@ -3,8 +3,9 @@
 //   cc $(pkg-config --cflags vekora-fluentbit-exporter) host.c -ldl -o host
 //   ./host "$(pkg-config --variable=plugin vekora-fluentbit-exporter)" CONFIG-DIR SCHEMA-DIR PAGES
 //
-// CONFIG-DIR holds .exp files, SCHEMA-DIR "schema_<identifier>.json" files; "vektool generate" makes
-// all three. The plug-in is loaded, not linked, so this program starts where it is not installed.
+// CONFIG-DIR holds .exp files, SCHEMA-DIR "schema_<identifier>.json" files; "vektool generate"
+// makes all three. The plug-in is loaded, not linked, so this program starts where it is not
+// installed.
 #include <data/data_page.h>
 #include <dlfcn.h>
 #include <exporter/exporter_api.h>

@@ -1,5 +1,5 @@
-// A provider and its collector in one file of C++: describes two counters, writes a page with a sample
-// of them, and hands it to the plug-in, which this program links.
+// A provider and its collector in one file of C++: describes two counters, writes a page with a
+// sample of them, and hands it to the plug-in, which this program links.
 //
 //   cmake -S . -B build && cmake --build build && build/host CONFIG-DIR
 #include <counters/counters_schema.h>
@@ -56,9 +56,9 @@ bool send(const vek_exporter_api_t& api, void* exporter, const TypeSystem& type_
   const std::vector<uint8_t> page = page_with({1'000'000, 51.5}, 1'767'225'600'500'000);
   const bool connected = api.connect(exporter) == 1;
   const bool taken =
-      connected && api.export_data_page(exporter,
-                                        reinterpret_cast<const vek_data_page_t*>(page.data()),
-                                        &schemas) == 1;
+      connected &&
+      api.export_data_page(exporter, reinterpret_cast<const vek_data_page_t*>(page.data()),
+                           &schemas) == 1;
   api.disconnect(exporter);
   return taken;
 }
