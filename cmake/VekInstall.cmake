@@ -1,7 +1,13 @@
 # What a machine gets: both libraries as modules side by side in a folder of their own, the tool with
 # its manual and completion, and what integrators build against. Headers keep their folders under
 # include/vekora. packaging/ has what only packages hold.
-set(VEK_MODULE_DIR "${CMAKE_INSTALL_LIBDIR}/vekora")
+# Debian's folder of libraries under any prefix: what is packaged does not depend on the prefix that a
+# tree was configured with.
+set(VEK_LIB_DIR "${CMAKE_INSTALL_LIBDIR}")
+if(VEK_LIB_DIR STREQUAL "lib" AND CMAKE_LIBRARY_ARCHITECTURE AND EXISTS "/etc/debian_version")
+  set(VEK_LIB_DIR "lib/${CMAKE_LIBRARY_ARCHITECTURE}")
+endif()
+set(VEK_MODULE_DIR "${VEK_LIB_DIR}/vekora")
 set(VEK_INCLUDE_DIR "${CMAKE_INSTALL_INCLUDEDIR}/vekora")
 set(VEK_PACKAGE_NAME "vekora-fluentbit-exporter")
 
@@ -30,7 +36,7 @@ foreach(header IN LISTS VEK_PUBLIC_HEADERS)
           DESTINATION "${VEK_INCLUDE_DIR}/${folder}" COMPONENT development)
 endforeach()
 
-set(VEK_PC_DIR "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+set(VEK_PC_DIR "${VEK_LIB_DIR}/pkgconfig")
 file(RELATIVE_PATH VEK_PC_PREFIX "/${VEK_PC_DIR}" "/")
 string(REGEX REPLACE "/$" "" VEK_PC_PREFIX "${VEK_PC_PREFIX}")
 configure_file("${PROJECT_SOURCE_DIR}/cmake/${VEK_PACKAGE_NAME}.pc.in"
@@ -39,7 +45,7 @@ install(FILES "${PROJECT_BINARY_DIR}/${VEK_PACKAGE_NAME}.pc" DESTINATION "${VEK_
         COMPONENT development)
 
 include(CMakePackageConfigHelpers)
-set(VEK_CMAKE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/${VEK_PACKAGE_NAME}")
+set(VEK_CMAKE_DIR "${VEK_LIB_DIR}/cmake/${VEK_PACKAGE_NAME}")
 configure_package_config_file(
   "${PROJECT_SOURCE_DIR}/cmake/${VEK_PACKAGE_NAME}-config.cmake.in"
   "${PROJECT_BINARY_DIR}/${VEK_PACKAGE_NAME}-config.cmake"
