@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # Each page of the manual has the options of its verb, all of them and no others; every verb has a
-# page; references lead somewhere; mandoc, where it is installed, has nothing to complain of.
+# page; examples are command lines that the tool takes; references lead somewhere; mandoc, where it
+# is installed, has nothing to complain of.
 # Usage: check_manual.sh <source directory> <tool>
 set -u
-source=${1:?} tool=${2:?}
+source=$(realpath "${1:?}") tool=$(realpath "${2:?}")
 export LC_ALL=C.UTF-8
 cd "$source/docs/man" || exit 2
 bad=0
@@ -58,4 +59,26 @@ for page in *.[157]; do
     { grep -vE 'operating system explicitly specified|missing RCS id|referenced manual not found' \
         "$differences" | grep . && complain "$page: see above"; }
 done
+# Keys of destinations, in the order in which the plug-in tries them.
+diff <(sed -n '/ kKeys = /,/;/p' "$source/exporter/exp_file_reader.cpp" | grep -o '"[a-z_]*"' | tr -d '"') \
+  <(sed -nE 's/^\.It Ic ([a-z_]+).*/\1/p' vekora-exp.5) || complain "vekora-exp.5: has other keys"
+
+# Examples name files of their readers' machines, which are not here; that is another exit status
+# than a command line that is wrong. Sessions are run whole, by run_commands.sh.
+examples_of() {
+  sed -n 's/^\.Dl //p; /^\.Bd -literal/,/^\.Ed/p' "$1" | sed '/^\./d; s/\\&//g' |
+    awk '{ more = sub(/\\e$/, ""); line = line $0; if (!more) { print line; line = "" } }' |
+    grep -o 'vektool .*'
+}
+scratch=$(mktemp -d)
+trap 'rm -rf "$differences" "$scratch"' EXIT
+examples=0
+for page in *.[15]; do
+  while read -r -a words; do
+    examples=$((examples + 1))
+    (cd "$scratch" && timeout 10 "$tool" "${words[@]:1}" </dev/null >/dev/null 2>&1)
+    [ $? -ne 2 ] || complain "$page: the tool does not take: ${words[*]}"
+  done < <(examples_of "$page")
+done
+[ "$examples" -gt 8 ] || complain "only $examples examples were found"
 exit $((bad > 0))
