@@ -25,7 +25,7 @@ export LC_ALL=C.UTF-8 TZ=UTC
 
 # An installed system, and a build tree, in a new directory.
 make_system() {
-  root=$(realpath "$(mktemp -d)")
+  root=$(mktemp -d -p /tmp)  # paths of .exp files must be short
   home=$root/home/op
   mkdir -p "$home/build/release" "$root$modules" "$root/etc/vekora" "$root/usr/bin"
   # Copies: the loader and the doctor look behind links.

@@ -4,7 +4,7 @@
 # Usage: install_test.sh <build directory> <source directory> <cmake> <C compiler> <C++ compiler>
 set -eu
 build=${1:?} source=${2:?} cmake=${3:?} cc=${4:?} cxx=${5:?}
-dir=$(mktemp -d)
+dir=$(mktemp -d -p /tmp)  # paths of .exp files must be short
 trap 'rm -rf "$dir"' EXIT
 unset FLUENT_BIT_EXPORT_API_SO VEK_ROOT LD_LIBRARY_PATH VEK_API_LOG_LEVEL API_LOG_LEVEL
 export LC_ALL=C.UTF-8
