@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/bench.h"
 #include "tools/check.h"
 #include "tools/console.h"
 #include "tools/doctor.h"
@@ -23,8 +24,8 @@
 namespace vek::tools {
 namespace {
 
-constexpr AddVerb kVerbs[] = {add_check,   add_doctor, add_generate, add_inspect,
-                              add_preview, add_record, add_replay,   add_test};
+constexpr AddVerb kVerbs[] = {add_bench,   add_check,  add_doctor, add_generate, add_inspect,
+                              add_preview, add_record, add_replay, add_test};
 
 std::vector<std::string> verb_names(CLI::App& app) {
   std::vector<std::string> names;

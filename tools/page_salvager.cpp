@@ -76,10 +76,7 @@ void PageSalvager::forget_before(uint64_t offset) {
   window_start_ += count;
 }
 
-bool PageSalvager::may_begin_at(uint64_t offset) {
-  const uint64_t there = have(offset, VEK_PAGE_HEADER_SIZE);
-  return there == 0 || (there == VEK_PAGE_HEADER_SIZE && is_possible_length(total_of(at(offset))));
-}
+bool PageSalvager::is_followed_well(uint64_t end) { return have(end, 1) == 0 || begins_at(end); }
 
 bool PageSalvager::begins_at(uint64_t offset) {
   const uint64_t there = have(offset, kHeaderAndMagic);
@@ -130,8 +127,8 @@ PageSalvager::Result PageSalvager::next() {
   }
   const uint64_t whole = have(next_offset_, total);
   const uint64_t end = next_offset_ + whole;
-  if (whole == total && may_begin_at(end)) return take_page(total);
-  // Something is missing here, or wrong behind it.
+  if (whole == total && is_followed_well(end)) return take_page(total);
+  // Something is missing here, or wrong behind it, or the next page only looks odd.
   const auto found = find_page(next_offset_ + 1, end);
   if (whole == total && !found) return take_page(total);
   const uint64_t intact = found.value_or(end) - next_offset_;

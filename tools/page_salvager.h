@@ -45,8 +45,8 @@ class PageSalvager final : public PageReader {
   // Bytes of the file that are there from `offset` on, up to `wanted`; reads as many.
   uint64_t have(uint64_t offset, uint64_t wanted);
   void forget_before(uint64_t offset);
-  bool may_begin_at(uint64_t offset);  // the file's end, or a header of a possible length
-  bool begins_at(uint64_t offset);     // surely a header
+  bool begins_at(uint64_t offset);      // surely a header
+  bool is_followed_well(uint64_t end);  // by one, or by nothing
   std::optional<uint64_t> find_page(uint64_t from, uint64_t end);
   Result take_page(uint64_t total);
   Result lose(uint64_t end, bool is_cut_page, std::string why);

@@ -77,11 +77,13 @@ std::string RecordingSummary::text(const std::string& file) const {
            " events blocks of unknown types: what lies behind them is not counted";
   }
   if (broken_pages_ > 0) {
-    out += "\n  broken    " + number(broken_pages_) + " pages, the first: " + first_broken_;
+    out += "\n  broken    " + number(broken_pages_) +
+           (broken_pages_ == 1 ? " page: " : " pages, the first: ") + first_broken_;
   }
   if (counts_losses_) {
     out += "\n  lost      " + number(losses_.bytes) + " bytes in " + number(losses_.places) +
-           " places, " + number(losses_.cut_pages) + " cut pages among them";
+           (losses_.places == 1 ? " place, " : " places, ") + number(losses_.cut_pages) +
+           (losses_.cut_pages == 1 ? " cut page among them" : " cut pages among them");
   }
   out += "\n  damage    " + (damage_.empty() ? std::string("none") : damage_) + "\n";
   if (sources_.empty()) return out;
