@@ -17,6 +17,7 @@ class ForwardDestination : public Destination {
   ForwardDestination(ForwardConfig config, std::unique_ptr<TlsClient> tls)
       : config_(std::move(config)), tls_(std::move(tls)) {}
 
+  RecordForm form() const override { return RecordForm::kAsEvents; }
   void run(RecordQueue& queue) override { ForwardSender(config_, tls_.get(), wake_, queue).run(); }
 
  private:

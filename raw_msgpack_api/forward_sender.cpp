@@ -150,10 +150,10 @@ bool ForwardSender::write_frames() {
   Connection& connection = link_.connection();
   for (;;) {
     const bool was_waiting = window_.awaits_answer();
-    const Bytes bytes = window_.next_to_write();
-    if (bytes.empty()) return true;
+    const auto pieces = window_.next_to_write();
+    if (pieces.empty()) return true;
     if (!was_waiting) progress_at_ = now_;
-    const IoResult result = connection.write(bytes);
+    const IoResult result = connection.write(pieces);
     if (result.status == IoStatus::kAgain) return true;
     if (result.status != IoStatus::kOk) {
       fail(result.status == IoStatus::kClosed, connection.error());
