@@ -1,5 +1,7 @@
 #include "tools/inspect_view.h"
 
+#include "tools/readable_time.h"
+
 namespace vek::tools {
 
 JsonWriter& begin_line(JsonWriter& json, std::string_view kind, std::string_view file) {
@@ -31,6 +33,28 @@ void append_lost(std::string& out, std::string_view file, const LostBytes& lost)
       .member("text", lost.why)
       .end_object();
   out += json.out() + "\n";
+}
+
+std::string time_text(const std::optional<uint64_t>& time_us) {
+  return time_us ? readable_time(*time_us) : "-";
+}
+
+void write_time(JsonWriter& json, std::string_view name, const std::optional<uint64_t>& time_us) {
+  json.key(name);
+  if (time_us) {
+    json.number(*time_us);
+  } else {
+    json.null();
+  }
+}
+
+void write_schema_id(JsonWriter& json, const uint8_t* id) {
+  json.key("schema_id");
+  if (id && !vek_schema_id_is_unset(id)) {
+    json.text(schema_id_text(id));
+  } else {
+    json.null();
+  }
 }
 
 }  // namespace vek::tools

@@ -3,7 +3,9 @@
 #ifndef VEK_TOOLS_INSPECT_VIEW_H
 #define VEK_TOOLS_INSPECT_VIEW_H
 
+#include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -48,6 +50,13 @@ std::unique_ptr<InspectView> make_hex_view(bool json, bool coloured);
 JsonWriter& begin_line(JsonWriter& json, std::string_view kind, std::string_view file);
 // "fault": {...} or null.
 void write_fault(JsonWriter& json, const PageFault* fault);
+// Numbers, or null.
+void write_time(JsonWriter& json, std::string_view name, const std::optional<uint64_t>& time_us);
+// The 32 digits, or null for none and for one that is not set.
+void write_schema_id(JsonWriter& json, const uint8_t* id);
+// For people; "-" for none.
+inline constexpr size_t kTimeWidth = 27;
+std::string time_text(const std::optional<uint64_t>& time_us);
 void append_lost(std::string& out, std::string_view file, const LostBytes& lost);
 
 }  // namespace vek::tools
