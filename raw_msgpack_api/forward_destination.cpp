@@ -7,6 +7,7 @@
 #include "raw_msgpack_api/forward_config.h"
 #include "raw_msgpack_api/forward_sender.h"
 #include "utils/logger.h"
+#include "utils/output_rules.h"
 
 namespace vek::engine {
 namespace {
@@ -42,7 +43,7 @@ std::unique_ptr<Destination> make(const Settings& settings, const Parameters& pa
 
 }  // namespace
 
-constinit const DestinationKind kForwardDestination = {"forward", kForwardParameters, make,
+constinit const DestinationKind kForwardDestination = {kForwardOutput, kForwardParameters, make,
                                                        /*may_spool=*/true};
 
 }  // namespace vek::engine

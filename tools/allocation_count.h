@@ -1,15 +1,15 @@
 // How often this program has asked for memory.
-#ifndef VEK_BENCH_ALLOCATION_COUNT_H
-#define VEK_BENCH_ALLOCATION_COUNT_H
+#ifndef VEK_TOOLS_ALLOCATION_COUNT_H
+#define VEK_TOOLS_ALLOCATION_COUNT_H
 
 #include <cstdint>
 
-namespace vek::bench {
+namespace vek::tools {
 
 // Calls of malloc, calloc, realloc and what rests on them, by any thread since the start; 0 for
 // ever under sanitizers, which bring an allocator of their own.
 uint64_t allocation_count() noexcept;
 
-}  // namespace vek::bench
+}  // namespace vek::tools
 
-#endif  // VEK_BENCH_ALLOCATION_COUNT_H
+#endif  // VEK_TOOLS_ALLOCATION_COUNT_H
