@@ -7,8 +7,9 @@
 namespace vek::tools {
 
 // Calls of malloc, calloc, realloc and what rests on them, by any thread since the start; 0 for
-// ever under sanitizers, which bring an allocator of their own.
-uint64_t allocation_count() noexcept;
+// ever under sanitizers, which bring an allocator of their own. Null in programs that are linked
+// without it.
+[[gnu::weak]] uint64_t allocation_count() noexcept;
 
 }  // namespace vek::tools
 

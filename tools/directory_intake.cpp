@@ -68,7 +68,8 @@ class DirectoryIntake final : public PageIntake {
   }
 
   void note(const std::string& name) {
-    if (name.starts_with('.')) return;  // not yet whole, or nobody's business
+    // Not yet whole, or nobody's business.
+    if (name.starts_with('.') || name.ends_with(".tmp") || name.ends_with(".part")) return;
     if (std::find(names_.begin(), names_.end(), name) == names_.end()) names_.push_back(name);
   }
 

@@ -49,9 +49,9 @@ class PageIntake {
 
 // Several clients at once, each with pages back to back. The socket belongs to its owner alone.
 std::unique_ptr<PageIntake> make_socket_intake(const std::string& path);
-// Regular files that are written or moved into the directory and do not begin with a dot. With
-// `remove`, those that are there already are taken, too, and each is removed once its pages are
-// kept; otherwise they stay as they are.
+// Regular files that are written or moved into the directory, but those whose names begin with a
+// dot or end in ".tmp" or ".part". With `remove`, those that are there already are taken, too, and
+// each is removed once its pages are kept; otherwise they stay as they are.
 std::unique_ptr<PageIntake> make_directory_intake(const std::string& dir, bool remove);
 std::unique_ptr<PageIntake> make_input_intake();
 

@@ -32,7 +32,7 @@ void add_inputs(CLI::App& verb, RecordOptions& options) {
   inputs
       ->add_option("--watch", options.watch,
                    "A directory into which a host writes or moves page files; names that begin "
-                   "with a dot are passed over")
+                   "with a dot or end in .tmp or .part are passed over")
       ->type_name("DIR");
   inputs->add_option("PAGES", options.input, "'-': standard input, until it ends")
       ->check(CLI::IsMember({"-"}).description(""))

@@ -285,6 +285,7 @@ TEST_F(RecordTest, WhoeverConnectsToItsSocketIsRecordedUntilItIsToldToStop) {
 TEST_F(RecordTest, FilesOfADirectoryAreTakenAndRemovedOnceTheyAreKept) {
   dir_.write("in/a.bin", page_);
   dir_.write("in/.hidden", page_);
+  dir_.write("in/half.part", page_);
   dir_.write("in/torn.bin", page_ + page_.substr(0, 20));
   fs::create_symlink(dir_.write("secret", page_), dir_.file("in/link.bin"));
   const std::string script =
@@ -295,7 +296,7 @@ TEST_F(RecordTest, FilesOfADirectoryAreTakenAndRemovedOnceTheyAreKept) {
   const ChildResult result = run_shell(script);
   EXPECT_TRUE(has(result.standard_output, "status 1\n")) << result.standard_output;
   EXPECT_EQ(names_in(dir_.file("in")),
-            (std::vector<std::string>{".hidden", "link.bin", "torn.bin"}));
+            (std::vector<std::string>{".hidden", "half.part", "link.bin", "torn.bin"}));
   EXPECT_TRUE(has(result.standard_error, "pages         3\n")) << result.standard_error;
   EXPECT_TRUE(has(result.standard_error, "torn.bin: behind byte 836 there is no whole page"));
 }
