@@ -47,10 +47,8 @@ TEST(ManyContexts, DoNotHoldOneAnotherUp) {
   }
 }
 
-// VEK_CONTEXT_CYCLES chooses how often; by hand, a thousand and more.
 TEST(ManyContexts, LeaveNothingBehindWhenTheyAreReleased) {
-  const char* text = std::getenv("VEK_CONTEXT_CYCLES");
-  const int cycles = text ? std::atoi(text) : 100;
+  constexpr int kCycles = 1000;
   LogCapture log(3);
   const ForwardReceiver receiver;
   const auto cycle = [&](int i) {
@@ -63,12 +61,12 @@ TEST(ManyContexts, LeaveNothingBehindWhenTheyAreReleased) {
   const size_t descriptors = entries_of("/proc/self/fd");
   const size_t threads = entries_of("/proc/self/task");
   const size_t memory = mallinfo2().uordblks;
-  for (int i = 0; i < cycles; ++i) cycle(i);
+  for (int i = 0; i < kCycles; ++i) cycle(i);
   // A socket of the receiver may be open for a moment longer.
   EXPECT_LE(entries_of("/proc/self/fd"), descriptors + 1);
   EXPECT_EQ(entries_of("/proc/self/task"), threads);
   // A handle stays for each, and a frame in the receiver.
-  EXPECT_LE(mallinfo2().uordblks, memory + static_cast<size_t>(cycles) * 2'000);
+  EXPECT_LE(mallinfo2().uordblks, memory + size_t{kCycles} * 2'000);
 }
 
 }  // namespace
