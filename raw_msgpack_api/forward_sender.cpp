@@ -166,6 +166,8 @@ bool ForwardSender::write_frames() {
   }
 }
 
+// A copy of the text: the link forgets its own when it is closed.
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
 void ForwardSender::fail(bool closed, const std::string why) {
   constexpr std::chrono::milliseconds kLongestInGrace{500};
   // Receivers close connections that have been idle for long. That is no failure, if records came
