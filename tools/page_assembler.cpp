@@ -24,6 +24,7 @@ bool PageAssembler::took(size_t size, const OnPage& on_page) {
     on_page({buffer_.data() + done, total});
     done += total;
   }
+  if (done == 0) return problem_.empty();
   std::copy(buffer_.begin() + static_cast<ptrdiff_t>(done),
             buffer_.begin() + static_cast<ptrdiff_t>(size_), buffer_.begin());
   size_ -= done;

@@ -40,7 +40,7 @@ class Recording {
     if (!recorder_.open()) return cannot(recorder_.problem());
     if (!intake_->open()) return cannot(intake_->problem());
     wait_and_take();
-    take();  // what arrived before the end
+    take_the_rest();
     intake_->close();
     recorder_.finish();
     progress_.finish();
@@ -68,6 +68,17 @@ class Recording {
       take();
       recorder_.tick(now_us());
       progress_.update(recorder_.pages(), recorder_.bytes());
+    }
+  }
+
+  // What arrived before the end; not for ever where a client goes on sending.
+  void take_the_rest() {
+    constexpr uint64_t kPatienceUs = 1'000'000;
+    const uint64_t begun_us = clock_us(CLOCK_MONOTONIC);
+    for (uint64_t before = UINT64_MAX; before != recorder_.bytes();) {
+      before = recorder_.bytes();
+      take();
+      if (clock_us(CLOCK_MONOTONIC) - begun_us > kPatienceUs) break;
     }
   }
 

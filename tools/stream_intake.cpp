@@ -1,5 +1,4 @@
 // Pages from connections: a unix socket's, or standard input.
-#include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -56,7 +55,6 @@ class StreamIntake : public PageIntake {
 
  protected:
   void add_client(int fd) {
-    fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK);
     clients_.push_back(std::make_unique<Client>());
     clients_.back()->fd = fd;
     ++counts_.inputs;
@@ -66,7 +64,9 @@ class StreamIntake : public PageIntake {
  private:
   // False when there is nothing more now.
   bool read_piece(Client& client, const OnPage& on_page) {
-    if (client.is_over) return false;
+    // Not by making it answer at once: standard input may be shared with others.
+    pollfd wait{client.fd, POLLIN, 0};
+    if (client.is_over || poll(&wait, 1, 0) <= 0) return false;
     const ssize_t got = read(client.fd, client.pages.room(kPiece), kPiece);
     if (got < 0 && (errno == EAGAIN || errno == EINTR)) return false;
     client.is_over = got <= 0;
@@ -93,18 +93,10 @@ class StreamIntake : public PageIntake {
 class InputIntake final : public StreamIntake {
  public:
   bool open() override {
-    flags_ = fcntl(STDIN_FILENO, F_GETFL);
     add_client(STDIN_FILENO);
     return true;
   }
   bool is_over() const override { return clients() == 0; }
-  // The terminal or pipe may be shared with others, who do not expect it to answer at once.
-  ~InputIntake() override {
-    if (flags_ >= 0) fcntl(STDIN_FILENO, F_SETFL, flags_);
-  }
-
- private:
-  int flags_ = -1;
 };
 
 class SocketIntake final : public StreamIntake {

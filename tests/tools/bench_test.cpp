@@ -144,7 +144,7 @@ TEST_F(BenchTest, ABaselineOfSomethingElseIsRefusedOrToldOf) {
 }
 
 TEST_F(BenchTest, WithoutRecordsThereIsNothingToMeasure) {
-  ChildResult result = bench({dir_->file("d/streams.bin"), "--destination", "events"});
+  ChildResult result = bench({dir_->write("empty.bin", "")});
   EXPECT_EQ(result.exit_code, 1);
   EXPECT_TRUE(has(result.standard_error, "no record leaves; 'vektool preview' shows why"));
   result = bench({pages(), "--destination", "evnts"});
