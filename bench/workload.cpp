@@ -8,7 +8,7 @@
 #include <memory>
 #include <utility>
 
-#include "bench/allocation_count.h"
+#include "tools/allocation_count.h"
 
 namespace vek::bench {
 namespace {
@@ -27,10 +27,10 @@ double minimum(const std::vector<double>& values) {
 
 void run(benchmark::State& state, const Prepared& prepared) {
   prepared.work(kBatch);
-  const uint64_t before = allocation_count();
+  const uint64_t before = tools::allocation_count();
   while (state.KeepRunningBatch(kBatch)) prepared.work(kBatch);
   const auto records = static_cast<double>(state.iterations());
-  state.counters["allocs"] = static_cast<double>(allocation_count() - before) / records;
+  state.counters["allocs"] = static_cast<double>(tools::allocation_count() - before) / records;
   state.counters["bytes"] = prepared.bytes;
 }
 

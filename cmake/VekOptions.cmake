@@ -20,6 +20,9 @@ if(VEK_FUZZ_ENGINE)
   # The engine is led by what is reached in the product, not only in the targets.
   target_compile_options(vek_options INTERFACE -fsanitize=fuzzer-no-link)
 endif()
+if(VEK_TESTS_AS_SHIPPED)
+  target_compile_options(vek_options INTERFACE -g1)  # of the same code, less about it
+endif()
 if(VEK_COVERAGE)
   target_compile_options(vek_options INTERFACE --coverage -fprofile-update=atomic)
   target_link_options(vek_options INTERFACE --coverage)

@@ -1,11 +1,18 @@
 #include "raw_msgpack_api/connection.h"
 
+#include <sys/socket.h>
+#include <sys/uio.h>
+
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <utility>
 
 namespace vek::engine {
 namespace {
+
+constexpr size_t kMostPieces = 40;  // of one call
 
 IoStatus status_of(int error) {
   if (error == EAGAIN || error == EINTR) return IoStatus::kAgain;
@@ -27,9 +34,19 @@ IoResult Connection::read(std::span<uint8_t> out) {
   return {status == IoStatus::kAgain ? status : fail(status, std::strerror(errno)), 0};
 }
 
-IoResult Connection::write(Bytes bytes) {
-  const ssize_t count = send(fd(), bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
-  want_write(count < 0 || static_cast<size_t>(count) < bytes.size());
+IoResult Connection::write(std::span<const Bytes> pieces) {
+  std::array<iovec, kMostPieces> vectors;
+  size_t used = 0;
+  size_t bytes = 0;
+  for (const Bytes piece : pieces.first(std::min(pieces.size(), kMostPieces))) {
+    vectors[used++] = {const_cast<uint8_t*>(piece.data()), piece.size()};
+    bytes += piece.size();
+  }
+  msghdr message{};
+  message.msg_iov = vectors.data();
+  message.msg_iovlen = used;
+  const ssize_t count = sendmsg(fd(), &message, MSG_NOSIGNAL | MSG_DONTWAIT);
+  want_write(count < 0 || static_cast<size_t>(count) < bytes);
   if (count > 0) return {IoStatus::kOk, static_cast<size_t>(count)};
   const IoStatus status = status_of(errno);
   return {status == IoStatus::kAgain ? status : fail(status, std::strerror(errno)), 0};

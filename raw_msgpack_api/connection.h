@@ -35,7 +35,9 @@ class Connection {
   // What has to happen before the first byte of data; to be called again after kAgain.
   virtual IoStatus secure() { return IoStatus::kOk; }
   virtual IoResult read(std::span<uint8_t> out);
-  virtual IoResult write(Bytes bytes);
+  // As much of the pieces, which are not empty, as goes at once, in their order.
+  virtual IoResult write(std::span<const Bytes> pieces);
+  IoResult write(Bytes bytes) { return write(std::span(&bytes, 1)); }
   // Says goodbye, so that the peer has the chance to read what was sent.
   virtual void shut_down() noexcept;
 

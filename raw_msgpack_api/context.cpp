@@ -16,7 +16,8 @@ Context::Context(Settings settings, std::unique_ptr<Destination> destination,
     : settings_(std::move(settings)),
       spool_(std::move(spool)),
       sync_(sync),
-      queue_(settings_.mem_buf_limit, spool_.get(), sync.kind == SpoolSync::Kind::kAlways),
+      queue_(settings_.mem_buf_limit, spool_.get(), sync.kind == SpoolSync::Kind::kAlways,
+             destination->form()),
       destination_(std::move(destination)),
       report_(settings_.name) {
   const AllSignalsBlocked blocked;
@@ -45,26 +46,39 @@ void Context::run() noexcept {
 }
 
 void Context::add(Bytes buffer) noexcept {
+  FoundRecord record;
+  if (familiar_.find(buffer, record)) {
+    push(record);
+  } else {
+    add_unknown(buffer);
+  }
+  if (spool_ && sync_.kind == SpoolSync::Kind::kAlways) spool_->sync();
+}
+
+void Context::add_unknown(Bytes buffer) noexcept {
   RecordWalk walk(buffer);
   for (;;) {
     switch (walk.next()) {
       case RecordWalk::Step::kEnd:
-        if (spool_ && sync_.kind == SpoolSync::Kind::kAlways) spool_->sync();
         return;
       case RecordWalk::Step::kDropped:
         queue_.drop_malformed(walk.reason());
         report_.dropped(queue_, walk.reason(), 1);
         break;
-      case RecordWalk::Step::kRecord: {
-        const auto pushed = queue_.push(walk.record(), walk.mended(), walk.pairs());
-        if (pushed.dropped > 0) report_.dropped(queue_, pushed.reason, pushed.dropped);
-        if (walk.mended() && mended_limit_.due_at_level(VEK_LOG_DEBUG)) {
-          VEK_LOGD("[raw msgpack API] [%s] a record announced more pairs than it holds; mended",
-                   settings_.name.c_str());
-        }
+      case RecordWalk::Step::kRecord:
+        push(walk.found());
+        if (walk.record().bytes.size() == buffer.size()) familiar_.learn(walk.found());
         break;
-      }
     }
+  }
+}
+
+void Context::push(const FoundRecord& record) noexcept {
+  const auto pushed = queue_.push(record.view, record.mended, record.pairs);
+  if (pushed.dropped > 0) report_.dropped(queue_, pushed.reason, pushed.dropped);
+  if (record.mended && mended_limit_.due_at_level(VEK_LOG_DEBUG)) {
+    VEK_LOGD("[raw msgpack API] [%s] a record announced more pairs than it holds; mended",
+             settings_.name.c_str());
   }
 }
 

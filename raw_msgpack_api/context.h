@@ -7,6 +7,7 @@
 
 #include "raw_msgpack_api/destination.h"
 #include "raw_msgpack_api/drop_report.h"
+#include "raw_msgpack_api/familiar_records.h"
 #include "raw_msgpack_api/record_queue.h"
 #include "raw_msgpack_api/settings.h"
 #include "raw_msgpack_api/spool_keeper.h"
@@ -33,6 +34,8 @@ class Context {
   const std::string& name() const { return settings_.name; }
 
  private:
+  void add_unknown(Bytes buffer) noexcept;
+  void push(const FoundRecord& record) noexcept;
   void run() noexcept;
   void flush() noexcept;
   void report_given_up(const Account& account) const noexcept;
@@ -42,7 +45,9 @@ class Context {
   SpoolSync sync_;
   RecordQueue queue_;
   std::unique_ptr<Destination> destination_;
-  DropReport report_;  // of the thread that adds
+  // Of the thread that adds.
+  FamiliarRecords familiar_;
+  DropReport report_;
   LogRateLimit mended_limit_;
   LogRateLimit run_limit_;  // used by its thread alone
   bool passed_on_ = true;  // what the destination took is not lost behind it

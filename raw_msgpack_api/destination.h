@@ -24,6 +24,8 @@ class Destination {
   // The thread's body: returns once queue.take() answers null. May throw std::bad_alloc, and is
   // called again then.
   virtual void run(RecordQueue& queue) = 0;
+  // How it wants the queue to keep records.
+  virtual RecordForm form() const { return RecordForm::kAsGiven; }
   // Once, when run() has returned for good, on the thread that calls "finalize": ends what the
   // destination started. False when records were lost behind it that it had settled as delivered.
   virtual bool finish() noexcept { return true; }

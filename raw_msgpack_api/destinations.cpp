@@ -2,6 +2,7 @@
 #include <string>
 
 #include "raw_msgpack_api/destination.h"
+#include "utils/output_rules.h"
 
 namespace vek::engine {
 namespace {
@@ -9,6 +10,7 @@ namespace {
 constexpr std::array<const DestinationKind*, 5> kDestinations = {
     &kStdoutRawDestination, &kStdoutDestination, &kFileDestination, &kForwardDestination,
     &kNullDestination};
+static_assert(kDestinations.size() == kBuiltInOutputs.size(), "the list that all know");
 
 }  // namespace
 

@@ -2,6 +2,7 @@
 
 #include <bit>
 #include <cmath>
+#include <cstring>
 #include <ctime>
 #include <string_view>
 
@@ -83,9 +84,23 @@ EventTime now() noexcept {
   return {static_cast<uint64_t>(time.tv_sec), static_cast<uint32_t>(time.tv_nsec)};
 }
 
+EventHead event_head(EventTime time) noexcept {
+  // fixarray 2, fixext 8 of type 0, seconds and nanoseconds.
+  EventHead head = {0x92, 0xd7, 0};
+  const uint64_t both = __builtin_bswap64(time.seconds << 32 | time.nanoseconds);
+  std::memcpy(&head[3], &both, sizeof(both));
+  return head;
+}
+
 EventTime time_of(const RecordView& record, EventTime fallback) noexcept {
   if (record.shape == RecordShape::kBareMap) return from_timestamp_entry(record.body(), fallback);
   return from_token(record.time(), fallback);
+}
+
+EventTime time_of(const RecordView& record) noexcept {
+  constexpr EventTime kNone = {~uint64_t{0}, ~uint32_t{0}};  // no record can say that
+  const EventTime time = time_of(record, kNone);
+  return time == kNone ? now() : time;
 }
 
 }  // namespace vek::engine

@@ -2,6 +2,7 @@
 #ifndef VEK_RAW_MSGPACK_API_EVENT_TIME_H
 #define VEK_RAW_MSGPACK_API_EVENT_TIME_H
 
+#include <array>
 #include <cstdint>
 
 #include "raw_msgpack_api/record_walk.h"
@@ -20,11 +21,18 @@ EventTime now() noexcept;
 // The record's seconds; for a bare map the microseconds under its "timestamp" key. `fallback` where
 // there is none, or one that no clock shows: negative, not a number, beyond 64 bits.
 EventTime time_of(const RecordView& record, EventTime fallback) noexcept;
+// The same with the present as the fallback, which is asked for only where it is needed.
+EventTime time_of(const RecordView& record) noexcept;
 
 // The latest time that an EventTime on the wire can say and still be a record's: its seconds end in
 // 2106, and receivers take the last two as marks of their own, acknowledge them and forget them.
 inline constexpr EventTime kLatestOnWire = {0xfffffffd, 999'999'999};
 inline constexpr bool fits_on_wire(EventTime time) { return time.seconds <= kLatestOnWire.seconds; }
+
+// What stands in front of an event's body on the wire: an array of two, and an EventTime.
+inline constexpr size_t kEventHeadSize = 11;
+using EventHead = std::array<uint8_t, kEventHeadSize>;
+EventHead event_head(EventTime time) noexcept;
 
 }  // namespace vek::engine
 

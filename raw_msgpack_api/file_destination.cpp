@@ -16,6 +16,7 @@
 #include "raw_msgpack_api/socket.h"
 #include "raw_msgpack_api/stream_destination.h"
 #include "utils/logger.h"
+#include "utils/output_rules.h"
 
 namespace vek::engine {
 namespace {
@@ -120,6 +121,6 @@ constexpr std::array<std::string_view, 3> kParameters = {"path", "file", "format
 
 }  // namespace
 
-constinit const DestinationKind kFileDestination = {"file", kParameters, make};
+constinit const DestinationKind kFileDestination = {kFileOutput, kParameters, make};
 
 }  // namespace vek::engine

@@ -10,21 +10,12 @@
 #include "raw_msgpack_api/parameter_reader.h"
 #include "raw_msgpack_api/spool_folder.h"
 #include "utils/logger.h"
+#include "utils/output_rules.h"
 
 namespace vek::engine {
 namespace {
 
 constexpr size_t kLastPort = 65535;
-// Where it lies is ours to say, and all that arrives goes to the one output.
-constexpr std::array<std::string_view, 7> kNotForwarded = {
-    "Tag", "Mem_Buf_Limit", "Match", "Match_Regex", "Host", "Port", "storage.path"};
-
-bool is_ours(std::string_view name) {
-  constexpr std::string_view kPrefix = "vek.";
-  return equals_ignoring_case(name.substr(0, kPrefix.size()), kPrefix) ||
-         std::any_of(kNotForwarded.begin(), kNotForwarded.end(),
-                     [&](std::string_view own) { return equals_ignoring_case(own, name); });
-}
 
 bool is_property_name(std::string_view name) {
   return !name.empty() && std::all_of(name.begin(), name.end(), [](char c) {
@@ -77,7 +68,7 @@ bool read_output(const Settings& settings, const Parameters& parameters, bool ex
   if (!port_text.empty() && port_text != "0") out.emplace_back("port", port_text);
   for (const auto& [name, value] : parameters.all()) {
     config.secrets.add(name, value);
-    if (is_ours(name) || value.empty()) continue;
+    if (is_engine_parameter(name) || value.empty()) continue;
     if (!is_property_name(name)) return refuse(name, "its name is none of Fluent Bit's");
     out.emplace_back(name, value);
   }
@@ -153,19 +144,6 @@ void append(const char* section, const char* plugin, const Properties& propertie
 }
 
 }  // namespace
-
-bool is_property_of_every_output(std::string_view name) {
-  constexpr std::array<std::string_view, 12> kNames = {
-      "match", "match_regex", "alias", "log_level",   "log_suppress_interval",
-      "host",  "port",        "ipv6",  "retry_limit", "workers",
-      "tls",   "tag"};
-  constexpr std::array<std::string_view, 3> kPrefixes = {"tls.", "net.", "storage."};
-  return std::any_of(kNames.begin(), kNames.end(),
-                     [&](std::string_view known) { return equals_ignoring_case(known, name); }) ||
-         std::any_of(kPrefixes.begin(), kPrefixes.end(), [&](std::string_view p) {
-           return equals_ignoring_case(name.substr(0, p.size()), p);
-         });
-}
 
 std::optional<FluentBitConfig> read_fluent_bit_config(std::string_view output,
                                                       const Settings& settings,

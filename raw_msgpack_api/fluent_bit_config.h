@@ -53,9 +53,6 @@ std::optional<FluentBitConfig> read_fluent_bit_config(std::string_view output,
 // As Fluent Bit's program reads it from a file.
 std::string classic_text(const FluentBitConfig& config);
 
-// True for what every output takes, whatever the plug-in says that it knows.
-bool is_property_of_every_output(std::string_view name);
-
 }  // namespace vek::engine
 
 #endif  // VEK_RAW_MSGPACK_API_FLUENT_BIT_CONFIG_H

@@ -39,6 +39,8 @@ class FluentBitDestination : public Destination {
         folder_(std::move(folder)),
         pipeline_(std::move(pipeline)) {}
 
+  RecordForm form() const override { return RecordForm::kAsEvents; }
+
   void run(RecordQueue& queue) override {
     ForwardSender(feed_, nullptr, wake_, queue).run();
     deadline_ = queue.stop().deadline();

@@ -7,6 +7,7 @@
 #include "raw_msgpack_api/forward_config.h"
 #include "raw_msgpack_api/forward_sender.h"
 #include "utils/logger.h"
+#include "utils/output_rules.h"
 
 namespace vek::engine {
 namespace {
@@ -16,6 +17,7 @@ class ForwardDestination : public Destination {
   ForwardDestination(ForwardConfig config, std::unique_ptr<TlsClient> tls)
       : config_(std::move(config)), tls_(std::move(tls)) {}
 
+  RecordForm form() const override { return RecordForm::kAsEvents; }
   void run(RecordQueue& queue) override { ForwardSender(config_, tls_.get(), wake_, queue).run(); }
 
  private:
@@ -41,7 +43,7 @@ std::unique_ptr<Destination> make(const Settings& settings, const Parameters& pa
 
 }  // namespace
 
-constinit const DestinationKind kForwardDestination = {"forward", kForwardParameters, make,
+constinit const DestinationKind kForwardDestination = {kForwardOutput, kForwardParameters, make,
                                                        /*may_spool=*/true};
 
 }  // namespace vek::engine

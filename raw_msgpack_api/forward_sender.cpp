@@ -150,10 +150,10 @@ bool ForwardSender::write_frames() {
   Connection& connection = link_.connection();
   for (;;) {
     const bool was_waiting = window_.awaits_answer();
-    const Bytes bytes = window_.next_to_write();
-    if (bytes.empty()) return true;
+    const auto pieces = window_.next_to_write();
+    if (pieces.empty()) return true;
     if (!was_waiting) progress_at_ = now_;
-    const IoResult result = connection.write(bytes);
+    const IoResult result = connection.write(pieces);
     if (result.status == IoStatus::kAgain) return true;
     if (result.status != IoStatus::kOk) {
       fail(result.status == IoStatus::kClosed, connection.error());
@@ -166,6 +166,8 @@ bool ForwardSender::write_frames() {
   }
 }
 
+// A copy of the text: the link forgets its own when it is closed.
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
 void ForwardSender::fail(bool closed, const std::string why) {
   constexpr std::chrono::milliseconds kLongestInGrace{500};
   // Receivers close connections that have been idle for long. That is no failure, if records came

@@ -17,7 +17,11 @@ namespace vek::engine {
 struct Frame {
   enum class Fate : uint8_t { kOpen, kDelivered, kLost };
 
-  std::vector<uint8_t> bytes;  // as they go on the wire
+  // As it goes on the wire: `own`, with the entries between its first `front` bytes and the rest
+  // where they are borrowed from the queue, which has them until they are settled.
+  std::vector<uint8_t> own;
+  size_t front = 0;
+  std::vector<Bytes> borrowed;
   ChunkId chunk{};
   size_t records = 0;
   Fate fate = Fate::kOpen;
@@ -26,6 +30,12 @@ struct Frame {
   bool was_sent = false;  // begun at least, on any connection
   uint32_t closes = 0;    // connections that ended while it was the oldest on its way
   uint64_t failures = 0;  // of these and others
+
+  size_t size() const;
+  // Its pieces behind the first `written` bytes, none of them empty.
+  void unwritten(std::vector<Bytes>& pieces) const;
+  // Copies what is borrowed. Throws std::bad_alloc, unchanged then.
+  void keep();
 };
 
 class FrameSource {
@@ -33,6 +43,8 @@ class FrameSource {
   // The largest frame that receivers take as they are installed: they refuse more than 6,144,000
   // bytes. Only a frame of a single record is ever larger than the configured size.
   static constexpr size_t kLargestFrame = 6'000'000;
+  // Of borrowed entries in one frame.
+  static constexpr size_t kMostPieces = 32;
 
   FrameSource(const ForwardConfig& config, RecordQueue& queue);
 
@@ -47,7 +59,9 @@ class FrameSource {
  private:
   enum class Taken : uint8_t { kAdded, kFull, kLost };
 
+  bool peek_batch();
   const RecordView* peek();
+  bool borrow(Frame& frame);
   Taken add(const RecordView& record, Frame& frame);
   bool is_too_deep(const RecordView& record) const;
   void fill(Frame& frame);

@@ -41,7 +41,7 @@ void FrameWindow::fill(bool flush) {
     const bool any = source_.next(frame);
     if (!any) frames_.pop_back();
     if (!any) return;
-    bytes_ += frame.bytes.size();
+    bytes_ += frame.size();
     settle();
   }
 }
@@ -80,7 +80,7 @@ Frame* FrameWindow::choose_trial() {
   return nullptr;
 }
 
-Bytes FrameWindow::next_to_write() {
+std::span<const Bytes> FrameWindow::next_to_write() {
   if (!writing_) {
     writing_ = choose();
     if (!writing_) return {};
@@ -88,12 +88,13 @@ Bytes FrameWindow::next_to_write() {
     if (writing_->was_sent) queue_.count_retried(writing_->records);
     writing_->was_sent = true;
   }
-  return Bytes(writing_->bytes).subspan(writing_->written);
+  writing_->unwritten(pieces_);
+  return pieces_;
 }
 
 void FrameWindow::wrote(size_t bytes) {
   writing_->written += bytes;
-  if (writing_->written < writing_->bytes.size()) return;
+  if (writing_->written < writing_->size()) return;
   Frame& whole = *writing_;
   writing_ = nullptr;
   if (!config_.acknowledged) deliver(whole);
@@ -119,16 +120,30 @@ void FrameWindow::settle() {
   while (!frames_.empty() && frames_.front()->fate != Frame::Fate::kOpen) {
     std::unique_ptr<Frame> frame = std::move(frames_.front());
     frames_.pop_front();
-    bytes_ -= frame->bytes.size();
+    bytes_ -= frame->size();
     if (frame->fate == Frame::Fate::kLost) {
       queue_.settle_dropped(frame->records, frame->reason);
       report_.dropped(queue_, frame->reason, frame->records);
       continue;
     }
-    queue_.settle_delivered(frame->records);
     trial_ = nullptr;
-    if (frame->bytes.size() <= kLargestKept) last_ = std::move(frame);
+    const size_t records = frame->records;
+    remember(std::move(frame));
+    queue_.settle_delivered(records);
   }
+}
+
+// Not each one: its records must be copied, as the queue lets go of them.
+void FrameWindow::remember(std::unique_ptr<Frame> frame) {
+  const bool is_due = !last_ || frame->borrowed.empty() || ++deliveries_ >= kKeptFor;
+  if (!is_due || frame->size() > kLargestKept) return;
+  try {
+    frame->keep();
+  } catch (const std::bad_alloc&) {
+    return;  // the one before serves as well
+  }
+  last_ = std::move(frame);
+  deliveries_ = 0;
 }
 
 void FrameWindow::give_up(Frame& frame, DropReason reason) {
@@ -192,7 +207,7 @@ void FrameWindow::split(const Frame& frame) {
   }
   VEK_LOGD("[raw msgpack API] [%s] the receiver closes on a frame of %zu records; it is split",
            config_.name.c_str(), frame.records);
-  bytes_ += head->bytes.size() + tail->bytes.size() - frame.bytes.size();
+  bytes_ += head->size() + tail->size() - frame.size();
   frames_[index + 1] = std::move(tail);
   frames_[index] = std::move(head);
 }

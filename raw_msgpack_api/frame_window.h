@@ -6,7 +6,7 @@
 //
 // - A frame on which the receiver closed kClosesToSuspect connections, while it was the oldest one
 //   without acknowledgement, is suspect. That is no proof yet: a receiver whose disk is full closes
-//   on anything. So from then on the frame that was delivered last is sent once more in front of
+//   on anything. So from then on a frame that was delivered lately is sent once more in front of
 //   it, and only a connection that acknowledges the one and ends with the other proves something.
 // - A suspect that is proven is split in halves, which are suspect too, down to a single record;
 //   that record is given up.
@@ -18,6 +18,7 @@
 
 #include <deque>
 #include <memory>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -50,9 +51,9 @@ class FrameWindow {
   // Bytes that have to wait in the queue for fill() to do anything.
   size_t wants() const;
 
-  // What to write next on this connection; empty: nothing for now. The same until all of it is
-  // written, as TLS demands.
-  Bytes next_to_write();
+  // What to write next on this connection, in pieces; none: nothing for now. The same until all of
+  // it is written, as TLS demands.
+  std::span<const Bytes> next_to_write();
   // So much of it was.
   void wrote(size_t bytes);
   // Frames that were begun on this connection and are not acknowledged.
@@ -66,6 +67,7 @@ class FrameWindow {
 
  private:
   static constexpr size_t kLargestKept = 1'000'000;  // bytes of last_
+  static constexpr size_t kKeptFor = 64;             // deliveries
 
   bool has_suspect() const;
   bool takes_any() const;
@@ -73,6 +75,7 @@ class FrameWindow {
   Frame* choose_trial();
   void deliver(Frame& frame);
   void settle();
+  void remember(std::unique_ptr<Frame> frame);
   void blame(Frame& frame);
   void split(const Frame& frame);
   void give_up(Frame& frame, DropReason reason);
@@ -87,7 +90,9 @@ class FrameWindow {
   size_t bytes_ = 0;             // of frames_
   std::deque<Frame*> sent_;      // on this connection and not acknowledged
   Frame* writing_ = nullptr;     // the last of sent_, until it is written whole
-  std::unique_ptr<Frame> last_;  // delivered before frames_
+  std::vector<Bytes> pieces_;    // of writing_
+  std::unique_ptr<Frame> last_;  // delivered before frames_, with bytes of its own
+  size_t deliveries_ = 0;        // since then
   Frame* trial_ = nullptr;       // sent in front of a suspect on this connection
   size_t trials_ = 0;
   size_t arrived_ = 0;

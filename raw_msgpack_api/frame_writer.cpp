@@ -12,6 +12,7 @@ namespace vek::engine {
 namespace {
 
 constexpr size_t kEntriesHeader = 5;  // array 32: the count is known only at the end
+constexpr uint8_t kArray32 = 0xdd;
 
 void append(std::string_view text, std::vector<uint8_t>& out) {
   out.insert(out.end(), text.begin(), text.end());
@@ -55,15 +56,9 @@ void FrameWriter::clear() {
 }
 
 void FrameWriter::append_entry(EventTime time, bool is_list, Bytes body) {
-  // [EventTime, body]: fixarray 2, fixext 8 of type 0, seconds and nanoseconds; where the body is a
-  // list, the map that carries it.
-  std::array<char, 20> head = {'\x92', '\xd7', 0};
-  constexpr std::string_view kListHead = "\x81\xa6values";
-  static_assert(3 + sizeof(uint64_t) + kListHead.size() < head.size());
-  const uint64_t both = time.seconds << 32 | time.nanoseconds;
-  char* end = msgpack_detail::put_big_endian(&head[3], both);
-  if (is_list) end = msgpack_detail::put_bytes(end, kListHead.data(), kListHead.size());
-  append({head.data(), end}, bytes_);
+  const EventHead head = event_head(time);
+  bytes_.insert(bytes_.end(), head.begin(), head.end());
+  if (is_list) append("\x81\xa6values", bytes_);  // the map that carries it
   bytes_.insert(bytes_.end(), body.begin(), body.end());
   ++events_;
 }
@@ -85,7 +80,7 @@ void FrameWriter::take_back() {
   events_ = last_events_;
 }
 
-void FrameWriter::append_options(const std::optional<ChunkId>& chunk,
+void FrameWriter::append_options(const std::optional<ChunkId>& chunk, uint32_t events,
                                  std::vector<uint8_t>& out) const {
   const int options = 1 + (chunk ? 1 : 0) + (gzip_ ? 1 : 0);
   out.push_back(static_cast<uint8_t>(0x80 | options));
@@ -94,7 +89,7 @@ void FrameWriter::append_options(const std::optional<ChunkId>& chunk,
     append_str(chunk_text(*chunk), out);
   }
   append_str("size", out);
-  append_uint(events_, out);
+  append_uint(events, out);
   if (gzip_) {
     append_str("compressed", out);
     append_str("gzip", out);
@@ -109,15 +104,23 @@ void FrameWriter::append_packed(std::vector<uint8_t>& out) {
   put_wide_header(&out[head], kBin32, out.size() - head - kEntriesHeader);
 }
 
+size_t FrameWriter::write_around(uint32_t events, const std::optional<ChunkId>& chunk,
+                                 std::vector<uint8_t>& out) const {
+  out.assign(head_.begin(), head_.end());
+  out.resize(head_size_);
+  put_wide_header(&out[head_.size()], kArray32, events);
+  append_options(chunk, events, out);
+  return head_size_;
+}
+
 void FrameWriter::finish(const std::optional<ChunkId>& chunk, std::vector<uint8_t>& out) {
-  constexpr uint8_t kArray32 = 0xdd;
   if (gzip_) {
     out.assign(head_.begin(), head_.end());
     append_packed(out);
-    append_options(chunk, out);
+    append_options(chunk, events_, out);
   } else {
     put_wide_header(&bytes_[head_.size()], kArray32, events_);
-    append_options(chunk, bytes_);
+    append_options(chunk, events_, bytes_);
     std::swap(bytes_, out);
   }
   clear();

@@ -36,12 +36,17 @@ class FrameWriter {
 
   // Moves the frame to `out`, whose memory is taken in exchange, and begins another one.
   void finish(const std::optional<ChunkId>& chunk, std::vector<uint8_t>& out);
+  // What stands around `events` entries that are somewhere else: makes `out` of it, and returns how
+  // much of that comes in front of them. Not where frames are packed.
+  size_t write_around(uint32_t events, const std::optional<ChunkId>& chunk,
+                      std::vector<uint8_t>& out) const;
   // Begins another frame, without those entries.
   void clear();
 
  private:
   void append_entry(EventTime time, bool is_list, Bytes body);
-  void append_options(const std::optional<ChunkId>& chunk, std::vector<uint8_t>& out) const;
+  void append_options(const std::optional<ChunkId>& chunk, uint32_t events,
+                      std::vector<uint8_t>& out) const;
   void append_packed(std::vector<uint8_t>& out);
 
   std::vector<uint8_t> head_;  // [tag, ...

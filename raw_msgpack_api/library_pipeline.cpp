@@ -14,10 +14,11 @@
 
 #include "raw_msgpack_api/all_signals_blocked.h"
 #include "raw_msgpack_api/fluent_bit_library.h"
-#include "raw_msgpack_api/fluent_bit_search.h"
 #include "raw_msgpack_api/forward_probe.h"
 #include "raw_msgpack_api/log_relay.h"
+#include "utils/fluent_bit_search.h"
 #include "utils/logger.h"
+#include "utils/output_rules.h"
 
 namespace vek::engine {
 namespace {

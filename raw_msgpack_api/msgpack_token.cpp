@@ -86,7 +86,27 @@ TokenStatus read_wide_form(Bytes bytes, Token& token) {
   return TokenStatus::kOk;
 }
 
+constexpr uint8_t size_of_form(const Form& form) {
+  const bool is_number = form.kind == TokenKind::kUnsigned || form.kind == TokenKind::kNegative ||
+                         form.kind == TokenKind::kFloat32 || form.kind == TokenKind::kFloat64;
+  if (form.reserved || (form.width > 0 && !is_number)) return 0;
+  const int payload = form.kind == TokenKind::kExt ? 1 + form.fixed : form.width;
+  return static_cast<uint8_t>(1 + payload);
+}
+
+constexpr std::array<uint8_t, 256> make_whole_sizes() {
+  std::array<uint8_t, 256> sizes{};
+  for (size_t i = 0; i < sizes.size(); ++i) {
+    if (i < 0x80 || i >= 0xe0) sizes[i] = 1;
+    if (i >= 0xa0 && i < 0xc0) sizes[i] = static_cast<uint8_t>(1 + (i & 0x1fu));
+    if (i >= 0xc0 && i < 0xe0) sizes[i] = size_of_form(kForms[i - 0xc0u]);
+  }
+  return sizes;
+}
+
 }  // namespace
+
+constinit const std::array<uint8_t, 256> kWholeSizes = make_whole_sizes();
 
 TokenStatus read_token(Bytes bytes, Token& token) noexcept {
   if (bytes.empty()) return TokenStatus::kCut;

@@ -5,6 +5,7 @@
 #ifndef VEK_RAW_MSGPACK_API_MSGPACK_TOKEN_H
 #define VEK_RAW_MSGPACK_API_MSGPACK_TOKEN_H
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -49,6 +50,9 @@ struct Token {
   // Bytes of the token itself, without children.
   size_t size() const { return header_size + static_cast<size_t>(payload_size); }
 };
+
+// By an object's first byte: the bytes of all of it, where that byte alone says how many; else 0.
+extern const std::array<uint8_t, 256> kWholeSizes;
 
 // The token at the start of `bytes`. With kOk all of token.size() bytes are there.
 TokenStatus read_token(Bytes bytes, Token& token) noexcept;

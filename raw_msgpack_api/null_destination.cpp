@@ -1,6 +1,7 @@
 // "null": takes every record and forgets it. The account still counts them as delivered, so that a
 // configuration can be measured without a receiver.
 #include "raw_msgpack_api/destination.h"
+#include "utils/output_rules.h"
 
 namespace vek::engine {
 namespace {
@@ -18,6 +19,6 @@ std::unique_ptr<Destination> make(const Settings&, const Parameters&) {
 
 }  // namespace
 
-constinit const DestinationKind kNullDestination = {"null", {}, make};
+constinit const DestinationKind kNullDestination = {kNullOutput, {}, make};
 
 }  // namespace vek::engine

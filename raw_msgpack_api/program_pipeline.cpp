@@ -15,10 +15,10 @@
 #include "raw_msgpack_api/backoff.h"
 #include "raw_msgpack_api/child_program.h"
 #include "raw_msgpack_api/fluent_bit_program.h"
-#include "raw_msgpack_api/fluent_bit_search.h"
 #include "raw_msgpack_api/forward_probe.h"
 #include "raw_msgpack_api/log_relay.h"
 #include "raw_msgpack_api/random_bytes.h"
+#include "utils/fluent_bit_search.h"
 #include "utils/logger.h"
 
 namespace vek::engine {

@@ -1,4 +1,8 @@
 // RecordBatch: records side by side in one block of memory, oldest first.
+//
+// Records are kept as they come or, where the destination speaks the Forward protocol, as the
+// events that they are on its wire, [EventTime, map]. A run of events is sent out of this memory,
+// which spares one copy of every byte.
 #ifndef VEK_RAW_MSGPACK_API_RECORD_BATCH_H
 #define VEK_RAW_MSGPACK_API_RECORD_BATCH_H
 
@@ -6,6 +10,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "raw_msgpack_api/event_time.h"
 #include "raw_msgpack_api/record_walk.h"
 
 namespace vek::engine {
@@ -47,8 +52,19 @@ class RecordBatch {
   bool is_spooled() const { return is_spooled_; }
   void set_spooled() { is_spooled_ = true; }
 
+  // True when every record of it is an event, byte for byte as it is sent.
+  bool holds_events_only() const { return events_ == entries_.size(); }
+  // The most containers that are open at once in the body of one of them.
+  size_t depth() const { return depth_; }
+  // Of its last `left` records, the first ones that take at most `most` bytes together.
+  size_t count_within(size_t left, size_t most) const;
+  // Those bytes: of `count` records, the first of its last `left`.
+  Bytes bytes_of(size_t left, size_t count) const;
+
   // A copy; `pairs` becomes its map's count when `mended`. Throws std::bad_alloc, unchanged then.
   void append(const RecordView& record, bool mended, uint64_t pairs);
+  // The same as an event with that time. The record is no list.
+  void append_event(const RecordView& record, EventTime time, bool mended, uint64_t pairs);
   void drop_first(size_t count) { first_ += count; }
   // Empty again, with its memory kept.
   void clear();
@@ -62,9 +78,15 @@ class RecordBatch {
     uint8_t body_offset;
     uint8_t depth;
   };
+  size_t end_of(size_t index) const { return entries_[index].offset + entries_[index].size; }
+  void begin_entry(const Entry& entry);
+  void finish_entry(bool mended, uint64_t pairs);
+
   std::vector<uint8_t> bytes_;
   std::vector<Entry> entries_;
   size_t first_ = 0;
+  size_t events_ = 0;  // of entries_
+  size_t depth_ = 0;
   uint64_t number_ = 0;  // of entries_[0]
   bool is_spooled_ = false;
 };

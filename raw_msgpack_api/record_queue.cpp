@@ -8,12 +8,12 @@
 namespace vek::engine {
 namespace {
 
-constexpr size_t kMaxSpareBatches = 8;
+constexpr size_t kMaxSpareBatches = 16;
 
 }  // namespace
 
-RecordQueue::RecordQueue(size_t limit_bytes, Spool* spool, bool spool_first)
-    : limit_bytes_(limit_bytes), spool_(spool), spool_first_(spool_first) {
+RecordQueue::RecordQueue(size_t limit_bytes, Spool* spool, bool spool_first, RecordForm form)
+    : limit_bytes_(limit_bytes), spool_(spool), spool_first_(spool_first), form_(form) {
   spare_.reserve(kMaxSpareBatches);
   if (!spool_) return;
   next_number_ = spool_->next_sequence();
@@ -22,23 +22,37 @@ RecordQueue::RecordQueue(size_t limit_bytes, Spool* spool, bool spool_first)
   account_.accepted = account_.spooled + spool_->lost_at_open();
 }
 
+// A list may be several events, and a time that the wire cannot say is counted when it is sent:
+// such records stay as they are.
+RecordQueue::Incoming RecordQueue::look_at(const RecordView& record, bool mended,
+                                           uint64_t pairs) const {
+  Incoming incoming = {record, mended, pairs, std::nullopt, record.bytes.size(), 0};
+  if (form_ == RecordForm::kAsGiven || record.shape == RecordShape::kTimedList) return incoming;
+  const EventTime time = time_of(record);
+  if (!fits_on_wire(time)) return incoming;
+  incoming.time = time;
+  incoming.size = kEventHeadSize + record.bytes.size() - record.body_offset;
+  return incoming;
+}
+
 RecordQueue::PushResult RecordQueue::push(const RecordView& record, bool mended,
                                           uint64_t pairs) noexcept {
+  Incoming incoming = look_at(record, mended, pairs);
   const std::lock_guard lock(mutex_);
   ++account_.accepted;
   if (mended) ++account_.mended;
   PushResult result;
-  if (record.bytes.size() > limit_bytes_) {
+  if (incoming.size > limit_bytes_) {
     result = {DropReason::kTooLarge, 1};
     ++account_.dropped_for(result.reason);
     return result;
   }
-  const uint64_t number = spool_ ? next_number_++ : 0;
+  if (spool_) incoming.number = next_number_++;
   const bool was_idle = available() == 0;
   try {
     if (!behind_.empty()) store_behind(result);
-    if (!goes_to_spool(record.bytes.size()) || !store(number, record, mended, pairs, result)) {
-      keep_in_memory(number, record, mended, pairs, result);
+    if (!goes_to_spool(incoming.size) || !store(incoming.number, record, mended, pairs, result)) {
+      keep_in_memory(incoming, result);
     }
     wake_consumer(was_idle);
   } catch (const std::bad_alloc&) {
@@ -48,12 +62,11 @@ RecordQueue::PushResult RecordQueue::push(const RecordView& record, bool mended,
   return result;
 }
 
-void RecordQueue::keep_in_memory(uint64_t number, const RecordView& record, bool mended,
-                                 uint64_t pairs, PushResult& result) {
-  if (!make_room(record.bytes.size(), result)) return;
+void RecordQueue::keep_in_memory(const Incoming& incoming, PushResult& result) {
+  if (!make_room(incoming.size, result)) return;
   const bool is_behind = !behind_.empty() || (spool_ && spool_->unread() > 0);
-  append(is_behind ? behind_ : waiting_, number, record, mended, pairs);
-  (is_behind ? behind_bytes_ : waiting_bytes_) += record.bytes.size();
+  append(is_behind ? behind_ : waiting_, incoming);
+  (is_behind ? behind_bytes_ : waiting_bytes_) += incoming.size;
   ++account_.queued;
 }
 
@@ -105,15 +118,19 @@ RecordBatch RecordQueue::fresh_batch() {
   return batch;
 }
 
-void RecordQueue::append(std::deque<RecordBatch>& batches, uint64_t number,
-                         const RecordView& record, bool mended, uint64_t pairs) {
-  if (batches.empty() || !batches.back().has_room_for(record.bytes.size()) ||
+void RecordQueue::append(std::deque<RecordBatch>& batches, const Incoming& incoming) {
+  const auto& [record, mended, pairs, time, size, number] = incoming;
+  if (batches.empty() || !batches.back().has_room_for(size) ||
       !batches.back().takes_number(number)) {
     batches.push_back(fresh_batch());
     batches.back().set_first_number(number);
   }
   try {
-    batches.back().append(record, mended, pairs);
+    if (time) {
+      batches.back().append_event(record, *time, mended, pairs);
+    } else {
+      batches.back().append(record, mended, pairs);
+    }
   } catch (...) {
     if (batches.back().empty()) batches.pop_back();
     throw;
@@ -121,10 +138,9 @@ void RecordQueue::append(std::deque<RecordBatch>& batches, uint64_t number,
 }
 
 size_t RecordQueue::forget_first(RecordBatch& batch, size_t count) {
-  size_t bytes = 0;
-  for (size_t i = 0; i < count; ++i) bytes += batch[i].bytes.size();
+  const size_t before = batch.bytes();
   batch.drop_first(count);
-  return bytes;
+  return before - batch.bytes();
 }
 
 // Lets go of the first `count` records in flight, which are settled.

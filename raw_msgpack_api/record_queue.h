@@ -24,6 +24,7 @@
 #include <condition_variable>
 #include <deque>
 #include <mutex>
+#include <optional>
 #include <vector>
 
 #include "raw_msgpack_api/account.h"
@@ -34,11 +35,15 @@
 
 namespace vek::engine {
 
+// How records are kept in memory: as they came or, those that are one, as events (record_batch.h).
+enum class RecordForm : uint8_t { kAsGiven, kAsEvents };
+
 class RecordQueue {
  public:
   // `limit_bytes` bounds the records in memory, those in flight included. `spool`, if any, outlives
   // the queue, which counts what it holds as accepted; `spool_first` sends every record through it.
-  explicit RecordQueue(size_t limit_bytes, Spool* spool = nullptr, bool spool_first = false);
+  explicit RecordQueue(size_t limit_bytes, Spool* spool = nullptr, bool spool_first = false,
+                       RecordForm form = RecordForm::kAsGiven);
   RecordQueue(const RecordQueue&) = delete;
   RecordQueue& operator=(const RecordQueue&) = delete;
 
@@ -106,6 +111,15 @@ class RecordQueue {
   void drop_rest(DropReason reason) noexcept;
 
  private:
+  // A record on its way in.
+  struct Incoming {
+    const RecordView& record;
+    bool mended;
+    uint64_t pairs;
+    std::optional<EventTime> time;  // given: it is kept as an event
+    size_t size;                    // as it is kept
+    uint64_t number;
+  };
   // What settling took from memory.
   struct Forgotten {
     size_t bytes = 0;
@@ -114,10 +128,9 @@ class RecordQueue {
 
   size_t room() const;
   bool make_room(size_t bytes, PushResult& result);
-  void keep_in_memory(uint64_t number, const RecordView& record, bool mended, uint64_t pairs,
-                      PushResult& result);
-  void append(std::deque<RecordBatch>& batches, uint64_t number, const RecordView& record,
-              bool mended, uint64_t pairs);
+  Incoming look_at(const RecordView& record, bool mended, uint64_t pairs) const;
+  void keep_in_memory(const Incoming& incoming, PushResult& result);
+  void append(std::deque<RecordBatch>& batches, const Incoming& incoming);
   void wake_consumer(bool was_idle);
   RecordBatch fresh_batch();
   size_t forget_first(RecordBatch& batch, size_t count);
@@ -139,6 +152,7 @@ class RecordQueue {
   const size_t limit_bytes_;
   Spool* const spool_;
   const bool spool_first_;
+  const RecordForm form_;
   StopSignal stop_;
   mutable std::mutex mutex_;  // guards everything below
   std::condition_variable wake_;

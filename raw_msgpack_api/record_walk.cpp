@@ -21,11 +21,21 @@ bool is_time(const Token& token) {
   }
 }
 
+// Passes over those of the next `left` objects whose first byte says how long they are: nearly all.
+size_t pass_scalars(Bytes bytes, size_t offset, uint64_t& left) {
+  for (; left > 0 && offset < bytes.size(); --left) {
+    const size_t size = kWholeSizes[bytes[offset]];
+    if (size == 0 || size > bytes.size() - offset) break;
+    offset += size;
+  }
+  return offset;
+}
+
 }  // namespace
 
 // Reads up to the header of the record's map or array; false when this is no record's beginning.
 bool RecordWalk::read_head(Token& body_head, size_t& base_depth) noexcept {
-  record_ = RecordView{};
+  found_ = FoundRecord{};
   Token head;
   if (read_token(rest_, head) != TokenStatus::kOk) return false;
   if (head.kind == TokenKind::kMap) {
@@ -41,9 +51,9 @@ bool RecordWalk::read_head(Token& body_head, size_t& base_depth) noexcept {
   const size_t body_offset = head.size() + time.size();
   if (read_token(rest_.subspan(body_offset), body_head) != TokenStatus::kOk) return false;
   if (!body_head.is_container()) return false;
-  record_.time_offset = head.header_size;
-  record_.body_offset = static_cast<uint8_t>(body_offset);
-  record_.shape =
+  found_.view.time_offset = head.header_size;
+  found_.view.body_offset = static_cast<uint8_t>(body_offset);
+  found_.view.shape =
       body_head.kind == TokenKind::kMap ? RecordShape::kTimedMap : RecordShape::kTimedList;
   base_depth = 2;
   return true;
@@ -55,8 +65,9 @@ RecordWalk::Body RecordWalk::walk_body(const Token& head, size_t base_depth,
   size_t depth = base_depth;
   size_t deepest = depth;
   left[depth] = head.children();
-  size_t offset = record_.body_offset + size_t{head.header_size};
+  size_t offset = found_.view.body_offset + size_t{head.header_size};
   while (depth >= base_depth) {
+    offset = pass_scalars(rest_, offset, left[depth]);
     if (left[depth] == 0) {
       --depth;
       continue;
@@ -69,9 +80,9 @@ RecordWalk::Body RecordWalk::walk_body(const Token& head, size_t base_depth,
       const bool behind_a_pair = offset == rest_.size() && depth == base_depth &&
                                  head.kind == TokenKind::kMap && seen > 0 && seen % 2 == 0;
       if (!behind_a_pair) return Body::kCut;
-      pairs_ = seen / 2;
+      found_.pairs = seen / 2;
       size = offset;
-      record_.depth = static_cast<uint8_t>(deepest - base_depth + 1);
+      found_.view.depth = static_cast<uint8_t>(deepest - base_depth + 1);
       return Body::kShort;
     }
     --left[depth];
@@ -83,7 +94,7 @@ RecordWalk::Body RecordWalk::walk_body(const Token& head, size_t base_depth,
     }
   }
   size = offset;
-  record_.depth = static_cast<uint8_t>(deepest - base_depth + 1);
+  found_.view.depth = static_cast<uint8_t>(deepest - base_depth + 1);
   return Body::kSound;
 }
 
@@ -109,9 +120,9 @@ RecordWalk::Step RecordWalk::give_up(DropReason reason) noexcept {
 }
 
 RecordWalk::Step RecordWalk::deliver(size_t size, bool mended) noexcept {
-  record_.bytes = rest_.first(size);
+  found_.view.bytes = rest_.first(size);
   rest_ = rest_.subspan(size);
-  mended_ = mended;
+  found_.mended = mended;
   return Step::kRecord;
 }
 

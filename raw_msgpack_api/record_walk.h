@@ -41,19 +41,26 @@ struct RecordView {
   Bytes body() const { return bytes.subspan(body_offset); }
 };
 
+// A record as it was found in a buffer.
+struct FoundRecord {
+  RecordView view;
+  bool mended = false;
+  uint64_t pairs = 0;  // that a mended record's map really holds: for set_map_count on a copy
+};
+
 class RecordWalk {
  public:
   enum class Step : uint8_t { kEnd, kRecord, kDropped };
 
   explicit RecordWalk(Bytes buffer) noexcept : rest_(buffer) {}
 
-  // kRecord fills record(), mended() and, if mended, pairs(); kDropped fills reason().
+  // kRecord fills found(); kDropped fills reason().
   Step next() noexcept;
 
-  const RecordView& record() const { return record_; }
-  bool mended() const { return mended_; }
-  // Pairs that a mended record's map really holds: for set_map_count on a copy of its body.
-  uint64_t pairs() const { return pairs_; }
+  const FoundRecord& found() const { return found_; }
+  const RecordView& record() const { return found_.view; }
+  bool mended() const { return found_.mended; }
+  uint64_t pairs() const { return found_.pairs; }
   DropReason reason() const { return reason_; }
 
  private:
@@ -66,9 +73,7 @@ class RecordWalk {
   Step deliver(size_t size, bool mended) noexcept;
 
   Bytes rest_;
-  RecordView record_;
-  bool mended_ = false;
-  uint64_t pairs_ = 0;
+  FoundRecord found_;
   DropReason reason_ = DropReason::kBroken;
 };
 

@@ -12,6 +12,7 @@
 #include "raw_msgpack_api/record_json.h"
 #include "raw_msgpack_api/stdout_sink.h"
 #include "raw_msgpack_api/stream_destination.h"
+#include "utils/output_rules.h"
 
 namespace vek::engine {
 namespace {
@@ -53,6 +54,6 @@ std::unique_ptr<Destination> make(const Settings& settings, const Parameters&) {
 
 }  // namespace
 
-constinit const DestinationKind kStdoutDestination = {"stdout", {}, make};
+constinit const DestinationKind kStdoutDestination = {kStdoutOutput, {}, make};
 
 }  // namespace vek::engine

@@ -3,6 +3,7 @@
 #include "raw_msgpack_api/destination.h"
 #include "raw_msgpack_api/stdout_sink.h"
 #include "raw_msgpack_api/stream_destination.h"
+#include "utils/output_rules.h"
 
 namespace vek::engine {
 namespace {
@@ -16,6 +17,6 @@ std::unique_ptr<Destination> make(const Settings& settings, const Parameters&) {
 
 }  // namespace
 
-constinit const DestinationKind kStdoutRawDestination = {"stdout_raw", {}, make};
+constinit const DestinationKind kStdoutRawDestination = {kStdoutRawOutput, {}, make};
 
 }  // namespace vek::engine

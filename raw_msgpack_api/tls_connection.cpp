@@ -71,7 +71,8 @@ IoResult TlsConnection::read(std::span<uint8_t> out) {
   return result == 1 ? IoResult{IoStatus::kOk, count} : IoResult{status_of(0), 0};
 }
 
-IoResult TlsConnection::write(Bytes bytes) {
+IoResult TlsConnection::write(std::span<const Bytes> pieces) {
+  const Bytes bytes = pieces.front();
   want_write(false);
   ERR_clear_error();
   errno = 0;

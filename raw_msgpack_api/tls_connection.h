@@ -17,7 +17,7 @@ class TlsConnection : public Connection {
 
   IoStatus secure() override;
   IoResult read(std::span<uint8_t> out) override;
-  IoResult write(Bytes bytes) override;
+  IoResult write(std::span<const Bytes> pieces) override;
   void shut_down() noexcept override;
 
  private:

@@ -8,12 +8,14 @@
 #include <memory>
 
 #include "tools/configuration.h"
+#include "tools/connect_check.h"
 #include "tools/console.h"
 #include "tools/counter_set_check.h"
 #include "tools/destination_check.h"
 #include "tools/field_set_check.h"
 #include "tools/log_tap.h"
 #include "tools/page_tags_check.h"
+#include "tools/parameter_check.h"
 #include "tools/preview_run.h"
 #include "tools/schema_catalog.h"
 
@@ -84,6 +86,8 @@ ExitStatus check(const CheckOptions& options) {
     check_one(destination, schemas, findings);
   }
   check_together(destinations, findings);
+  check_parameters(destinations, findings);
+  if (options.connect) check_connections(destinations, findings);
   const ExitStatus pages = check_recording(options, destinations, schemas, findings);
   const std::string report =
       format_findings(findings, options.format, colours_wanted(STDOUT_FILENO));
@@ -116,9 +120,13 @@ void add_check(CLI::App& app, Action& action) {
   add_json_options(*verb, options->json, "The same as --format json");
   verb->get_option("--json")->excludes(format_option);
   verb->add_flag("--strict", options->strict, "Exit status 3 when there are warnings");
+  verb->add_flag("--connect", options->connect,
+                 "Try to reach every destination, at once, for three seconds; nothing is sent");
   add_color_option(*verb);
   verb->footer(
-      "Nothing is sent, and no library is loaded. Exit status: 0 good, 1 errors,\n"
+      "Nothing is sent. Where a destination needs Fluent Bit and its library is installed, a "
+      "child\n"
+      "process loads it and asks for its parameters. Exit status: 0 good, 1 errors,\n"
       "3 only warnings with --strict, 4 something cannot be read.");
   verb->callback([options, format, &action] {
     for (const std::string& path : options->pages) {

@@ -18,6 +18,7 @@ struct CheckOptions {
   std::vector<std::string> pages;
   FindingFormat format = FindingFormat::kText;
   bool strict = false;
+  bool connect = false;  // try to reach the destinations
   JsonOptions json;
 };
 

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/bench.h"
 #include "tools/check.h"
 #include "tools/console.h"
 #include "tools/doctor.h"
@@ -13,6 +14,7 @@
 #include "tools/inspect.h"
 #include "tools/plugin_log.h"
 #include "tools/preview.h"
+#include "tools/record.h"
 #include "tools/replay.h"
 #include "tools/signals.h"
 #include "tools/suggest.h"
@@ -22,8 +24,8 @@
 namespace vek::tools {
 namespace {
 
-constexpr AddVerb kVerbs[] = {add_check,   add_doctor, add_generate, add_inspect,
-                              add_preview, add_replay, add_test};
+constexpr AddVerb kVerbs[] = {add_bench,   add_check,  add_doctor, add_generate, add_inspect,
+                              add_preview, add_record, add_replay, add_test};
 
 std::vector<std::string> verb_names(CLI::App& app) {
   std::vector<std::string> names;

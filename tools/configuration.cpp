@@ -3,14 +3,26 @@
 #include <algorithm>
 
 #include "exporter/exp_file_reader.h"
+#include "tools/console.h"
 #include "tools/exp_check.h"
 #include "tools/log_tap.h"
+#include "tools/suggest.h"
+#include "utils/output_rules.h"
 
 namespace vek::tools {
 
 Place ConfiguredDestination::place_of(const std::string& key) const {
   const auto found = places.find(key);
   return found != places.end() ? found->second : Place{path};
+}
+
+std::string ConfiguredDestination::parameter(std::string_view name) const {
+  std::string value;
+  const fluentbit_export_parameters_t* params = config->params;
+  for (int32_t i = 0; params && i < params->count; ++i) {
+    if (same_word(params->params[i].name, name)) value = params->params[i].value;
+  }
+  return value;
 }
 
 bool read_configuration(const std::string& dir, std::vector<ConfiguredDestination>& out,
@@ -38,6 +50,22 @@ bool read_configuration(const std::string& dir, std::vector<ConfiguredDestinatio
     out.push_back(std::move(destination));
   }
   return true;
+}
+
+ExitStatus keep_destination(const std::string& dir, const std::string& name,
+                            std::vector<ConfiguredDestination>& destinations) {
+  std::vector<std::string> names;
+  for (const ConfiguredDestination& destination : destinations) {
+    names.emplace_back(destination.name());
+  }
+  std::erase_if(destinations, [&](const ConfiguredDestination& destination) {
+    return !destination.is_enabled() || (!name.empty() && name != destination.name());
+  });
+  if (!destinations.empty() || name.empty()) return ExitStatus::kGood;
+  const std::string guess = nearest(name, names);
+  say_error("%s: has no enabled destination '%s'%s", dir.c_str(), name.c_str(),
+            guess.empty() ? "" : ("; did you mean '" + guess + "'?").c_str());
+  return ExitStatus::kBad;
 }
 
 }  // namespace vek::tools

@@ -4,9 +4,11 @@
 
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "exporter/exp_config.h"
+#include "tools/exit_status.h"
 #include "tools/finding.h"
 #include "utils/owned.h"
 
@@ -20,6 +22,8 @@ struct ConfiguredDestination {
   bool is_enabled() const { return config->enable != 0; }
   const char* name() const { return config->name ? config->name : ""; }
   const char* output() const { return config->plugin_name ? config->plugin_name : ""; }
+  // The value of "plugin_NAME", the last one where there are several; empty where there is none.
+  std::string parameter(std::string_view name) const;
   // Where the key was given, else the file.
   Place place_of(const std::string& key) const;
 };
@@ -28,6 +32,11 @@ struct ConfiguredDestination {
 // the directory cannot be read.
 bool read_configuration(const std::string& dir, std::vector<ConfiguredDestination>& out,
                         Findings& findings);
+
+// Leaves the enabled ones alone, and of them only that of this name when it is not empty. Other
+// than kGood: there is none of that name, which was said.
+ExitStatus keep_destination(const std::string& dir, const std::string& name,
+                            std::vector<ConfiguredDestination>& destinations);
 
 }  // namespace vek::tools
 

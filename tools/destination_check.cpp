@@ -13,16 +13,22 @@
 
 #include "exporter/layout_rule.h"
 #include "tools/suggest.h"
+#include "utils/output_rules.h"
 
 namespace vek::tools {
 namespace {
 
-// Outputs of this engine, and those of log processors that are met most.
+// Outputs of the engine, and those of log processors that are met most.
 const std::vector<std::string>& common_outputs() {
-  static const std::vector<std::string> names = {
-      "stdout_raw", "stdout", "file", "null", "forward",       "es",     "opensearch",
-      "influxdb",   "kafka",  "http", "loki", "opentelemetry", "splunk", "prometheus_remote_write",
-      "syslog",     "tcp",    "s3"};
+  static const std::vector<std::string> names = [] {
+    std::vector<std::string> all(kBuiltInOutputs.begin(), kBuiltInOutputs.end());
+    for (const char* name :
+         {"es", "opensearch", "influxdb", "kafka", "http", "loki", "opentelemetry", "splunk",
+          "prometheus_remote_write", "syslog", "tcp", "s3"}) {
+      all.emplace_back(name);
+    }
+    return all;
+  }();
   return names;
 }
 
@@ -33,27 +39,17 @@ std::string lower(std::string_view text) {
   return out;
 }
 
-std::string parameter_of(const ConfiguredDestination& destination, std::string_view name) {
-  std::string value;
-  const fluentbit_export_parameters_t* params = destination.config->params;
-  for (int32_t i = 0; params && i < params->count; ++i) {
-    if (lower(params->params[i].name) == name) value = params->params[i].value;
-  }
-  return value;
-}
-
 // Where the file output writes, which two destinations must not share.
 std::string written_file(const ConfiguredDestination& destination) {
   if (lower(destination.output()) != "file") return {};
-  const std::string file = parameter_of(destination, "file");
-  return parameter_of(destination, "path") + "/" +
-         (file.empty() ? parameter_of(destination, "tag") : file);
+  const std::string file = destination.parameter("file");
+  return destination.parameter("path") + "/" + (file.empty() ? destination.parameter("tag") : file);
 }
 
 std::string spool_of(const ConfiguredDestination& destination) {
-  const std::string path = parameter_of(destination, "storage.path");
+  const std::string path = destination.parameter("storage.path");
   if (path.empty()) return {};
-  const std::string alias = parameter_of(destination, "alias");
+  const std::string alias = destination.parameter("alias");
   return path + "/" + (alias.empty() ? destination.output() : alias);
 }
 
@@ -95,7 +91,7 @@ void check_search_engine_names(const ConfiguredDestination& destination,
                      "'" + name.name + "' makes '" + parent + "' an object, which '" + parent +
                          "' as a value contradicts",
                      "give one of them an alias");
-    } else if (parameter_of(destination, "replace_dots").empty()) {
+    } else if (destination.parameter("replace_dots").empty()) {
       findings.warning(place, "dotted-name",
                        "'" + name.name + "' in " + name.from + " becomes an object '" + parent +
                            "' at the receiver",

@@ -11,7 +11,7 @@
 namespace vek::tools {
 namespace {
 
-std::string quoted(std::string_view text) { return "'" + std::string(text) + "'"; }
+std::string in_quotes(std::string_view text) { return "'" + std::string(text) + "'"; }
 
 bool is_word(char c) { return std::isalnum(static_cast<unsigned char>(c)) || c == '_' || c == '.'; }
 bool is_blank(char c) { return std::isspace(static_cast<unsigned char>(c)); }
@@ -32,7 +32,7 @@ std::string nearest_key_hint(std::string_view word) {
   const std::string guess = nearest(word, known_keys());
   return guess.empty() ? "keys are msgpack_data_layout, plugin_name, name, counterset, fieldset, "
                          "host, enable, port, batch_mode, source_tag and plugin_NAME"
-                       : "did you mean " + quoted(guess) + "?";
+                       : "did you mean " + in_quotes(guess) + "?";
 }
 
 std::string lower(std::string_view text) {
@@ -52,7 +52,7 @@ void ExpCheck::on_exp_line(const ExpLine& line) {
   if (line.text.empty()) return;
   if (line.key.empty()) {
     const std::string_view word = first_word(line.text);
-    findings_.error(at(line), "unknown-key", quoted(word) + " is no key; the line has no effect",
+    findings_.error(at(line), "unknown-key", in_quotes(word) + " is no key; the line has no effect",
                     nearest_key_hint(word));
     return;
   }
@@ -71,21 +71,21 @@ void ExpCheck::check_key(const ExpLine& line) {
   if (word.size() > line.key.size()) {
     const std::string guess = nearest(word, known_keys());
     findings_.warning(at(line), "prefix-key",
-                      quoted(word) + " begins with the key " + quoted(key) +
+                      in_quotes(word) + " begins with the key " + in_quotes(key) +
                           ", which takes the "
                           "line with the value " +
-                          quoted(line.value),
+                          in_quotes(line.value),
                       guess.empty() || guess == key ? "write '" + key + " = ...'"
-                                                    : "did you mean " + quoted(guess) + "?");
+                                                    : "did you mean " + in_quotes(guess) + "?");
     return;
   }
   const auto sign = std::find_if_not(line.behind.begin(), line.behind.end(), is_blank);
   if (sign != line.behind.end() && *sign != '=' && *sign != ':') {
     findings_.error(at(line), "no-separator",
-                    "there is no '=' behind " + quoted(key) +
+                    "there is no '=' behind " + in_quotes(key) +
                         ", so the value loses its first "
                         "character and is " +
-                        quoted(line.value),
+                        in_quotes(line.value),
                     "write '" + key + " = ...'");
   }
 }
@@ -94,7 +94,7 @@ void ExpCheck::check_value(const ExpLine& line) {
   if (line.kind == ExpKeyKind::kNumber) return check_number(line);
   if (line.value.empty()) {
     findings_.warning(at(line), "empty-value",
-                      quoted(line.key) + " has no value; what it was before stays");
+                      in_quotes(line.key) + " has no value; what it was before stays");
     return;
   }
   if (line.kind == ExpKeyKind::kTags) check_tags(line);
@@ -108,7 +108,7 @@ void ExpCheck::check_number(const ExpLine& line) {
     const bool is_enable = line.key == "enable";
     findings_.error(
         at_value(line), "not-a-number",
-        quoted(line.value) + " is no number, so " + quoted(line.key) + " becomes " +
+        in_quotes(line.value) + " is no number, so " + in_quotes(line.key) + " becomes " +
             (error == std::errc() ? std::to_string(value) : "0") +
             (is_enable && (error != std::errc() || value == 0) ? " and switches the destination off"
                                                                : ""),
@@ -132,12 +132,12 @@ void ExpCheck::check_tags(const ExpLine& line) {
                         "'counters' lets pages without a tag pass");
     } else if (is_blank(tag.front()) || is_blank(tag.back())) {
       findings_.error(place, "tag-blank",
-                      "the blank belongs to the tag " + quoted(tag) + ", which no page has",
+                      "the blank belongs to the tag " + in_quotes(tag) + ", which no page has",
                       "write tags without blanks around the comma");
     } else if (tag.size() > VEK_PAGE_TAG_SIZE) {
       findings_.error(
           place, "tag-too-long",
-          "tags of pages have at most 16 characters, so no page matches " + quoted(tag));
+          "tags of pages have at most 16 characters, so no page matches " + in_quotes(tag));
     }
     more = comma != std::string_view::npos;
     if (more) {
@@ -155,14 +155,14 @@ void ExpCheck::check_parameter(const ExpLine& line) {
   }
   if (edit_distance(lower(line.parameter), "name") <= 1) {
     findings_.warning(at(line), "near-key",
-                      "this is a parameter " + quoted(line.parameter) + " of the output",
+                      "this is a parameter " + in_quotes(line.parameter) + " of the output",
                       "did you mean 'plugin_name'?");
   }
   check_repeated("plugin_" + lower(line.parameter), line);
   places_["plugin_" + lower(line.parameter)] = at_value(line);
   if (std::count(line.behind.begin(), line.behind.end(), '=') > 1) {
     findings_.error(at_value(line), "cut-value",
-                    "the value ends at the second '=' and is " + quoted(line.value));
+                    "the value ends at the second '=' and is " + in_quotes(line.value));
   }
 }
 
@@ -170,7 +170,7 @@ void ExpCheck::check_repeated(const std::string& key, const ExpLine& line) {
   const auto [seen, is_first] = seen_.emplace(key, line.number);
   if (is_first) return;
   findings_.warning(at(line), "repeated-key",
-                    quoted(key) + " was given in line " + std::to_string(seen->second) +
+                    in_quotes(key) + " was given in line " + std::to_string(seen->second) +
                         " already; the last one counts");
   seen->second = line.number;
 }

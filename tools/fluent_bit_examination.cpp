@@ -7,6 +7,8 @@
 
 #include "tools/installation_checks.h"
 #include "tools/plugin_library.h"
+#include "utils/fluent_bit_search.h"
+#include "utils/output_rules.h"
 
 namespace vek::tools {
 namespace {
@@ -18,30 +20,20 @@ std::string text_of(const char* variable) {
   return text ? text : "";
 }
 
-std::vector<std::string> library_places() {
-  std::vector<std::string> places;
-  const std::string named = text_of("FLUENT_BIT_LIBRARY");
-  if (!named.empty()) places.push_back(named);
-  places.emplace_back("libfluent-bit.so");
-  for (const char* root : {"/opt/fluent-bit", "/usr/local", "/usr", ""}) {
-    for (const char* folder : {"/lib/fluent-bit/", "/lib64/fluent-bit/"}) {
-      places.push_back(std::string(root) + folder + "libfluent-bit.so");
-    }
-  }
-  return places;
-}
-
-std::string find_program() {
-  const std::string path = text_of("PATH") + ":/opt/fluent-bit/bin:/usr/local/bin:/usr/bin";
-  std::string_view rest = path;
-  for (bool more = true; more;) {
-    const size_t colon = rest.find(':');
-    const std::string program = std::string(rest.substr(0, colon)) + "/fluent-bit";
-    if (program.front() == '/' && access(program.c_str(), X_OK) == 0) return program;
-    more = colon != std::string_view::npos;
-    if (more) rest.remove_prefix(colon + 1);
+std::string find_program(const SearchEnvironment& environment) {
+  for (const std::string& program : program_candidates({}, environment)) {
+    if (access(program.c_str(), X_OK) == 0) return program;
   }
   return {};
+}
+
+std::string built_in_names() {
+  std::string names;
+  for (const std::string_view name : kBuiltInOutputs) {
+    if (!names.empty()) names += name == kBuiltInOutputs.back() ? " and " : ", ";
+    names += name;
+  }
+  return names;
 }
 
 }  // namespace
@@ -49,7 +41,8 @@ std::string find_program() {
 void examine_fluent_bit(Diagnoses& out) {
   bool is_loadable = false;
   std::string reason;
-  for (const std::string& place : library_places()) {
+  const SearchEnvironment environment = SearchEnvironment::of_process();
+  for (const std::string& place : library_candidates({}, environment)) {
     if (place.find('/') != std::string::npos && access(place.c_str(), F_OK) != 0) continue;
     if (void* handle = dlopen(place.c_str(), RTLD_NOW | RTLD_LOCAL)) {
       is_loadable = dlsym(handle, "flb_create") != nullptr;
@@ -69,12 +62,12 @@ void examine_fluent_bit(Diagnoses& out) {
                    advice_for_loader_error(reason)});
     break;
   }
-  const std::string program = find_program();
+  const std::string program = find_program(environment);
   if (!program.empty()) {
     out.push_back({Health::kGood, kFluentBit, "the program is " + program, {}});
   } else if (!is_loadable) {
     out.push_back({Health::kNote, kFluentBit,
-                   "is not installed; stdout_raw, stdout, file, forward and null work without it",
+                   "is not installed; " + built_in_names() + " work without it",
                    "install fluent-bit for other outputs"});
   }
 }

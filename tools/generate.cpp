@@ -12,6 +12,7 @@
 #include "tools/demo_pages.h"
 #include "tools/demo_schemas.h"
 #include "tools/demo_streams.h"
+#include "tools/generate_report.h"
 #include "tools/text_file.h"
 #include "tools/whole_number.h"
 #include "utils/owned.h"
@@ -53,14 +54,6 @@ bool write_files(const std::string& dir, const std::vector<DemoFile>& files, std
   return true;
 }
 
-struct WrittenPages {
-  uint64_t bytes = 0;
-  uint64_t samples = 0;
-  uint64_t events = 0;
-  uint64_t stream_bytes = 0;
-  DemoStreams streams;  // their pages are written and gone
-};
-
 bool write_pages(const GenerateOptions& options, const DemoSchemaSet& schemas,
                  const std::string& path, WrittenPages& written, std::string& problem) {
   File file(std::fopen(path.c_str(), "we"));
@@ -68,16 +61,20 @@ bool write_pages(const GenerateOptions& options, const DemoSchemaSet& schemas,
     problem = path + ": cannot be created: " + std::strerror(errno);
     return false;
   }
-  DemoPages pages(options.seed, {schemas.groups, *schemas.type_system->counters_schema,
-                                 schemas.counters_id.data(), *schemas.type_system});
+  const DemoSchemas parts{schemas.groups, *schemas.type_system->counters_schema,
+                          schemas.counters_id.data(), *schemas.type_system};
+  DemoPages pages(options.seed, parts);
+  PageFaults faults(options.faults, options.seed, options.pages, parts);
   bool good = true;
   for (uint64_t i = 0; good && i < options.pages; ++i) {
-    const std::vector<uint8_t> image = pages.next();
+    std::vector<uint8_t> image = pages.next();
+    faults.apply(i + 1, written.bytes, image);
     good = std::fwrite(image.data(), 1, image.size(), file.get()) == image.size();
     written.bytes += image.size();
   }
   written.samples = pages.samples();
   written.events = pages.events();
+  written.faults = faults.placed();
   if (std::fclose(file.release()) != 0 || !good) {
     problem = path + ": cannot be written: " + std::strerror(errno);
     return false;
@@ -85,42 +82,17 @@ bool write_pages(const GenerateOptions& options, const DemoSchemaSet& schemas,
   return true;
 }
 
-bool write_streams(const GenerateOptions& options, const std::string& path, WrittenPages& written,
-                   std::string& problem) {
+bool write_streams(const GenerateOptions& options, const DemoSchemaSet& schemas,
+                   const std::string& path, WrittenPages& written, std::string& problem) {
   written.streams = make_demo_streams(options.seed);
+  add_stream_faults(options.faults, options.seed, *schemas.type_system, written.streams.pages,
+                    written.faults);
   std::string bytes;
   for (const std::vector<uint8_t>& page : written.streams.pages) {
     bytes.append(reinterpret_cast<const char*>(page.data()), page.size());
   }
   written.stream_bytes = bytes.size();
   return write_text_file(path, bytes, problem);
-}
-
-std::string streams_line(const WrittenPages& written) {
-  const DemoStreams& streams = written.streams;
-  return std::to_string(streams.pages.size()) + " pages with " +
-         std::to_string(streams.dictionaries) + " dictionaries and " +
-         std::to_string(streams.aggregated) + " aggregated records, from " +
-         std::to_string(streams.sources) + " sources\n";
-}
-
-void print_result(const GenerateOptions& options, const DemoSchemaSet& schemas,
-                  const std::string& dir, const WrittenPages& written) {
-  uint32_t counters = vek_counters_schema_number_of_counters(schemas.type_system->counters_schema);
-  std::string text = "seed " + std::to_string(options.seed) + ": " + std::to_string(options.pages) +
-                     " pages, " + std::to_string(written.samples) + " samples of " +
-                     std::to_string(counters) + " counters in " +
-                     std::to_string(schemas.groups.size()) + " groups, " +
-                     std::to_string(written.events) + " events, from " +
-                     std::to_string(demo_devices().size()) + " sources\n";
-  text += streams_line(written);
-  text += dir + "/pages.bin  " + readable_size(static_cast<double>(written.bytes)) + "\n";
-  text += dir + "/streams.bin  " + readable_size(static_cast<double>(written.stream_bytes)) + "\n";
-  for (const DemoFile& schema : schemas.files) text += dir + "/" + schema.name + "\n";
-  text += dir + "/type_system.json\n";
-  for (const DemoFile& config : demo_config_files(dir)) text += dir + "/" + config.name + "\n";
-  text += dir + "/records  (empty: the destinations of config/ and streams/ write here)\n";
-  write_output(text);
 }
 
 }  // namespace
@@ -138,13 +110,17 @@ ExitStatus generate(const GenerateOptions& options) {
                     write_files(dir, schemas.files, problem) &&
                     write_text_file(dir + "/type_system.json", schemas.document, problem) &&
                     write_pages(options, schemas, dir + "/pages.bin", written, problem) &&
-                    write_streams(options, dir + "/streams.bin", written, problem) &&
+                    write_streams(options, schemas, dir + "/streams.bin", written, problem) &&
                     write_files(dir, demo_config_files(dir), problem);
   if (!good) {
     say_error("%s", problem.c_str());
     return ExitStatus::kEnvironment;
   }
-  print_result(options, schemas, dir, written);
+  if (options.json.json) {
+    write_json(generate_json(options, dir, written), options.json);
+  } else {
+    write_output(generate_text(options, schemas, dir, written));
+  }
   return ExitStatus::kGood;
 }
 
@@ -164,7 +140,22 @@ void add_generate(CLI::App& app, Action& action) {
       ->capture_default_str()
       ->type_name("N");
   verb->add_flag("--force", options->force, "Write into a directory that is not empty");
-  verb->callback([options, &action] { action = [options] { return generate(*options); }; });
+  verb->add_option_function<std::string>(
+          "--faults",
+          [options](const std::string& text) { options->faults = take_fault_names(text); },
+          "Put faults into the recordings, and say where: all, or a list with commas of\n"
+          "truncated-page, flipped-bit, unknown-schema, missing-chunk, reordered-chunk,\n"
+          "counter-wrap, clock-jump")
+      ->type_name("LIST");
+  add_json_options(*verb, options->json, "What was made, as one JSON object");
+  add_color_option(*verb);
+  verb->callback([options, &action] {
+    if (!options->faults.empty() && options->pages < PageFaults::kLeastPages) {
+      throw CLI::ValidationError(
+          "--faults", "needs at least " + std::to_string(PageFaults::kLeastPages) + " pages");
+    }
+    action = [options] { return generate(*options); };
+  });
 }
 
 }  // namespace vek::tools

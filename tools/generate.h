@@ -6,6 +6,8 @@
 #include <string>
 
 #include "tools/cli.h"
+#include "tools/common_options.h"
+#include "tools/demo_faults.h"
 
 namespace vek::tools {
 
@@ -14,14 +16,17 @@ struct GenerateOptions {
   uint64_t seed = 1;
   uint64_t pages = 300;
   bool force = false;  // write into a directory that holds something already
+  FaultNames faults;
+  JsonOptions json;
 };
 
 void add_generate(CLI::App& app, Action& action);
 
 // Makes schemas/schema_<id>.json, type_system.json, pages.bin with config/ for it, streams.bin
 // with streams/ for it, and an empty records/ below `output`. The same seed and number of pages
-// give the same bytes; only the configuration differs with the directory, which it names. Files
-// that stand there already are replaced with `force`.
+// give the same bytes; only the configuration differs with the directory, which it names. Faults
+// change what they are in, and nothing else. Files that stand there already are replaced with
+// `force`.
 ExitStatus generate(const GenerateOptions& options);
 
 }  // namespace vek::tools

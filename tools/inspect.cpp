@@ -1,140 +1,162 @@
 #include "tools/inspect.h"
 
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
-#include <cinttypes>
 #include <memory>
 #include <utility>
 
-#include "data/page_view.h"
 #include "tools/console.h"
+#include "tools/inspect_view.h"
+#include "tools/inspection.h"
 #include "tools/log_tap.h"
 #include "tools/own_schemas.h"
-#include "tools/page_file.h"
-#include "tools/recording_summary.h"
-#include "tools/signals.h"
 #include "tools/stream_inspection.h"
 
 namespace vek::tools {
 namespace {
 
-// What an inspection found, the worst of all files.
-struct Findings {
-  bool bad = false;
-  bool unreadable = false;
-  bool stopped = false;  // by a signal, or because nobody reads the output
-
-  ExitStatus status() const {
-    if (unreadable) return ExitStatus::kEnvironment;
-    return bad || stopped ? ExitStatus::kBad : ExitStatus::kGood;
-  }
-};
-
-// Says what ended the file too early; true when that was damage.
-bool note_end(PageFile::Result result, const PageFile& file, Findings& findings) {
-  findings.stopped = findings.stopped || result == PageFile::Result::kInterrupted;
-  if (result != PageFile::Result::kDamaged && result != PageFile::Result::kReadFailed) return false;
-  say_error("%s", file.problem().c_str());
-  const bool damaged = result == PageFile::Result::kDamaged;
-  (damaged ? findings.bad : findings.unreadable) = true;
-  return damaged;
-}
-
-// Calls `take` with every page; false when the output is no longer wanted.
-template <typename Take>
-PageFile::Result read_pages(const std::string& path, PageFile& file, Take take) {
-  if (!file.open(path)) return PageFile::Result::kReadFailed;
-  PageFile::Result result = PageFile::Result::kPage;
-  while ((result = file.next()) == PageFile::Result::kPage) {
-    if (stop_requested() || !take()) return PageFile::Result::kInterrupted;
-  }
-  return result;
-}
-
-// `filled` beyond `total` would have readers look behind the page; they do not.
-void check_header(const PageFile& file, Findings& findings) {
-  const PageView view(file.page());
-  if (view.filled <= view.total) return;
-  say_error("%s: page %" PRIu64 ": the header says that %" PRIu64 " of %" PRIu64
-            " bytes are filled",
-            file.name().c_str(), file.page_number(), view.filled, view.total);
-  findings.bad = true;
-}
+using View = InspectOptions::View;
 
 bool print(const std::string& text, const InspectOptions& options) {
+  if (text.empty()) return true;
   return options.json.json ? write_json(text, options.json) : write_output(text);
 }
 
-void summarize(const InspectOptions& options, const OwnSchemas& schemas, Findings& findings) {
-  PageFile file;
-  for (const std::string& path : options.pages) {
-    RecordingSummary summary;
-    const PageFile::Result result = read_pages(path, file, [&] {
-      check_header(file, findings);
-      summary.add(file.page(), schemas.record());
-      return true;
-    });
-    if (note_end(result, file, findings)) summary.set_damage(file.problem());
-    if (findings.stopped) return;
-    if (result == PageFile::Result::kReadFailed) continue;
-    print(options.json.json ? summary.json(file.name()) : summary.text(file.name()), options);
+class ViewTaker final : public PageTaker {
+ public:
+  ViewTaker(InspectView& view, const InspectOptions& options) : view_(view), options_(options) {
+    view_.begin();
+  }
+
+  bool page(const InspectedPage& page, const vek_data_page_t*) override {
+    view_.page(page);
+    return flush();
+  }
+  bool lost(const PageReader& reader, const LostBytes& lost) override {
+    view_.lost(reader.name(), lost);
+    return flush();
+  }
+  bool end_file(const PageReader& reader, const std::string& damage) override {
+    view_.end_file(reader.name(), damage);
+    return flush();
+  }
+
+ private:
+  bool flush() { return print(std::exchange(view_.text(), {}), options_); }
+
+  InspectView& view_;
+  const InspectOptions& options_;
+};
+
+class StreamTaker final : public PageTaker {
+ public:
+  StreamTaker(StreamInspection& streams, StreamPrinter& printer, Inspection& inspection,
+              const InspectOptions& options)
+      : streams_(streams), printer_(printer), inspection_(inspection), options_(options) {
+    printer_.begin();
+  }
+
+  bool page(const InspectedPage& page, const vek_data_page_t* image) override {
+    if (!streams_.page(page.file, page.number, image)) inspection_.found_bad();
+    return flush();
+  }
+  bool lost(const PageReader& reader, const LostBytes&) override { return problem(reader); }
+  bool end_file(const PageReader& reader, const std::string& damage) override {
+    return damage.empty() || problem(reader);
+  }
+
+ private:
+  bool problem(const PageReader& reader) {
+    printer_.problem({reader.name(), reader.page_number() + 1, {}, {}}, true, reader.problem());
+    return flush();
+  }
+  bool flush() { return print(std::exchange(printer_.text(), {}), options_); }
+
+  StreamInspection& streams_;
+  StreamPrinter& printer_;
+  Inspection& inspection_;
+  const InspectOptions& options_;
+};
+
+std::unique_ptr<InspectView> make_view(const InspectOptions& options,
+                                       const vek_exporter_schema_manager_t& schemas) {
+  const bool json = options.json.json;
+  switch (options.view) {
+    case View::kPages:
+      return make_pages_view(json);
+    case View::kBlocks:
+      return make_blocks_view(json, options.filter);
+    case View::kSchemas:
+      return make_schemas_view(json, schemas);
+    case View::kHex:
+      return make_hex_view(json, colours_wanted(STDOUT_FILENO));
+    default:
+      return make_summary_view(json, options.salvage);
   }
 }
 
-void tell_streams(const InspectOptions& options, const OwnSchemas& schemas, Findings& findings) {
+ExitStatus tell_streams(InspectOptions& options, const OwnSchemas& schemas) {
   LogTap log;
   const std::unique_ptr<StreamPrinter> printer =
       options.json.json ? make_json_printer() : make_column_printer();
-  StreamInspection inspection(schemas.record(), *printer, log, options.batch);
-  if (!inspection.is_ready()) {
-    findings.unreadable = true;
-    return say_error("no dictionary reader could be made");
+  StreamInspection streams(schemas.record(), *printer, log, options.batch);
+  if (!streams.is_ready()) {
+    say_error("no dictionary reader could be made");
+    return ExitStatus::kEnvironment;
   }
-  PageFile file;
-  printer->begin();
-  for (const std::string& path : options.pages) {
-    const PageFile::Result result = read_pages(path, file, [&] {
-      if (!inspection.page(file.name(), file.page_number(), file.page())) findings.bad = true;
-      return print(std::exchange(printer->text(), {}), options);
-    });
-    if (note_end(result, file, findings)) {
-      printer->problem({file.name(), file.page_number() + 1, {}, {}}, true, file.problem());
-      print(std::exchange(printer->text(), {}), options);
-    }
-    if (findings.stopped) return;
-  }
-  if (inspection.stream_pages() == 0) {
+  Inspection inspection(options, schemas.record());
+  StreamTaker taker(streams, *printer, inspection, options);
+  inspection.run(taker);
+  if (streams.stream_pages() == 0) {
     say("No page holds a stream: none is tagged 'dict_...' or 'fluent_aggr'.");
   }
+  return inspection.status();
 }
 
 }  // namespace
 
-ExitStatus inspect(const InspectOptions& options) {
+ExitStatus inspect(InspectOptions& options) {
   OwnSchemas schemas;
   const ExitStatus loaded = schemas.load(options.schema_dir, options.type_system);
   if (loaded != ExitStatus::kGood) {
     say_error("%s", schemas.problem().c_str());
     return loaded;
   }
-  Findings findings;
-  if (options.streams) {
-    tell_streams(options, schemas, findings);
-  } else {
-    summarize(options, schemas, findings);
-  }
-  return findings.status();
+  if (options.view == View::kStreams) return tell_streams(options, schemas);
+  const LogTap log;  // schemas that are not known are told with the pages that name them
+  Inspection inspection(options, schemas.record());
+  const std::unique_ptr<InspectView> view = make_view(options, schemas.record());
+  ViewTaker taker(*view, options);
+  inspection.run(taker);
+  return inspection.status();
 }
 
 void add_inspect(CLI::App& app, Action& action) {
   const auto options = std::make_shared<InspectOptions>();
   CLI::App* verb =
       app.add_subcommand("inspect", "Show what recorded pages hold, without a plug-in");
-  verb->add_flag("--streams", options->streams,
-                 "Dictionary streams event by event, the dictionaries they make, and the "
-                 "aggregator's events");
+  CLI::Option_group* views =
+      verb->add_option_group("Views", "One of them, instead of a summary of each file:");
+  const auto add_view = [&](const char* name, View view, const char* help) {
+    return views->add_flag_callback(
+        name, [options, view] { options->view = view; }, help);
+  };
+  add_view("--pages", View::kPages, "A line a page");
+  add_view("--blocks", View::kBlocks, "A line a block");
+  add_view("--schemas", View::kSchemas,
+           "The schemas that pages name, whether they are known, and what uses them");
+  add_view("--hex", View::kHex, "Every byte, labelled by field, the first bad one marked");
+  CLI::Option* streams = add_view("--streams", View::kStreams,
+                                  "Dictionary streams event by event, the dictionaries they make, "
+                                  "and the aggregator's events");
+  views->require_option(0, 1);
   verb->add_flag("--batch", options->batch,
                  "With --streams: outermost lists as one, as with batch_mode = 1")
-      ->needs("--streams");
+      ->needs(streams);
+  verb->add_flag("--salvage", options->salvage,
+                 "Go on behind damage, and count what was lost there");
+  options->filter.add_options(*verb);
   add_json_options(*verb, options->json, "One JSON object a line instead of columns");
   add_schema_options(*verb, options->schema_dir, options->type_system, SchemaRule::kAtMostOne,
                      "One of the two; needed for --streams, and to see every block:");
@@ -142,7 +164,9 @@ void add_inspect(CLI::App& app, Action& action) {
   add_pages_option(*verb, options->pages)->required();
   verb->callback([options, &action] {
     check_pages(options->pages);
-    if (options->streams && options->schema_dir.empty() && options->type_system.empty()) {
+    options->filter.check();
+    if (options->view == View::kStreams && options->schema_dir.empty() &&
+        options->type_system.empty()) {
       throw CLI::ValidationError("--streams",
                                  "needs --schema-dir or --type-system, which say how long events "
                                  "are");

@@ -1,4 +1,5 @@
-// vektool inspect: what recorded pages hold, and their dictionary streams event by event.
+// vektool inspect: what recorded pages hold, byte by byte if need be, and their dictionary streams
+// event by event.
 #ifndef VEK_TOOLS_INSPECT_H
 #define VEK_TOOLS_INSPECT_H
 
@@ -7,12 +8,17 @@
 
 #include "tools/cli.h"
 #include "tools/common_options.h"
+#include "tools/page_filter.h"
 
 namespace vek::tools {
 
 struct InspectOptions {
-  bool streams = false;
+  enum class View { kSummary, kPages, kBlocks, kSchemas, kHex, kStreams };
+
+  View view = View::kSummary;
   bool batch = false;
+  bool salvage = false;
+  PageFilter filter;
   JsonOptions json;
   std::string schema_dir;          // at most one of the two
   std::string type_system;         //
@@ -22,7 +28,7 @@ struct InspectOptions {
 void add_inspect(CLI::App& app, Action& action);
 
 // Data goes to standard output, damage and what the plug-in would refuse to standard error, too.
-ExitStatus inspect(const InspectOptions& options);
+ExitStatus inspect(InspectOptions& options);
 
 }  // namespace vek::tools
 

@@ -9,6 +9,7 @@
 
 #include "data/data_page.h"
 #include "data/exporter_schema_manager.h"
+#include "tools/page_blocks.h"
 
 namespace vek::tools {
 
@@ -24,7 +25,12 @@ struct PageSummary {
   uint64_t events_blocks = 0;
   uint64_t events = 0;          // in the events blocks, chunks included
   uint64_t unknown_types = 0;   // events blocks whose type is not known
-  uint64_t unknown_blocks = 0;  // blocks of no known kind
+  uint64_t unknown_blocks = 0;  // blocks that are none of these
+
+  // For a page with this header.
+  explicit PageSummary(const PageView& view);
+  PageSummary() = default;
+  void add(const SeenBlock& block);
 };
 
 // `page` is a whole image. An events block of an unknown type counts its events and ends its block,

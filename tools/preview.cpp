@@ -1,20 +1,16 @@
 #include "tools/preview.h"
 
-#include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cinttypes>
 #include <cstring>
 #include <map>
-#include <memory>
 #include <set>
 
 #include "tools/console.h"
-#include "tools/duration.h"
 #include "tools/json_writer.h"
 #include "tools/preview_run.h"
 #include "tools/preview_text.h"
 #include "tools/suggest.h"
-#include "tools/whole_number.h"
 
 namespace vek::tools {
 namespace {
@@ -50,18 +46,7 @@ class Preview {
     if (findings.errors() > 0) {
       say_warning("%s: has errors; 'vektool check' says which", dir.c_str());
     }
-    std::vector<std::string> names;
-    for (const ConfiguredDestination& destination : out) names.emplace_back(destination.name());
-    std::erase_if(out, [&](const ConfiguredDestination& destination) {
-      const bool wanted =
-          options_.destination.empty() || options_.destination == destination.name();
-      return !wanted || !destination.is_enabled();
-    });
-    if (!out.empty() || options_.destination.empty()) return ExitStatus::kGood;
-    const std::string guess = nearest(options_.destination, names);
-    say_error("%s: has no enabled destination '%s'%s", dir.c_str(), options_.destination.c_str(),
-              guess.empty() ? "" : ("; did you mean '" + guess + "'?").c_str());
-    return ExitStatus::kBad;
+    return keep_destination(dir, options_.destination, out);
   }
 
   void print(const std::string& text) const {
@@ -180,80 +165,8 @@ class Preview {
   std::map<const ConfiguredDestination*, uint64_t> shown_;
 };
 
-void check_combination(const PreviewOptions& options) {
-  check_pages(options.pages);
-  if (options.config_dir.empty() == options.diff.empty()) {
-    throw CLI::ValidationError("--config", "exactly one of --config and --diff is required");
-  }
-  const bool needs_pages = options.diff.empty() && options.explain.empty() && !options.unmatched;
-  if (needs_pages && options.pages.empty()) {
-    throw CLI::ValidationError("PAGES", "is required, but with --explain, --unmatched and --diff");
-  }
-  const bool is_twice =
-      !options.diff.empty() &&
-      std::find(options.pages.begin(), options.pages.end(), "-") != options.pages.end();
-  if (is_twice) throw CLI::ValidationError("PAGES", "--diff reads them twice, so they need a name");
-}
-
 }  // namespace
 
 ExitStatus preview(const PreviewOptions& options) { return Preview(options).run(); }
-
-void add_preview(CLI::App& app, Action& action) {
-  const auto options = std::make_shared<PreviewOptions>();
-  CLI::App* verb = app.add_subcommand(
-      "preview", "Show the records that would leave for each destination, without sending");
-  verb->add_option("--config", options->config_dir, "Directory of .exp files")->type_name("DIR");
-  CLI::Option* diff =
-      verb->add_option("--diff", options->diff,
-                       "Compare two directories: fields added, removed, renamed and retyped, and "
-                       "the change in records and bytes")
-          ->expected(2)
-          ->type_name("OLD NEW");
-  add_schema_options(*verb, options->schema_dir, options->type_system, SchemaRule::kOne,
-                     "One of the two:");
-  verb->add_option("--destination", options->destination, "Only this one, by its name")
-      ->type_name("NAME");
-  verb->add_option("--limit", options->limit, "Show the first N records of each destination")
-      ->check(whole_number(1, 1'000'000'000))
-      ->type_name("N");
-  CLI::Option* explain =
-      verb->add_option("--explain", options->explain,
-                       "Say which lines take, name or exclude this counter or field")
-          ->excludes(diff)
-          ->type_name("NAME");
-  CLI::Option* unmatched = verb->add_flag("--unmatched", options->unmatched,
-                                          "List counters and fields that no line takes")
-                               ->excludes(diff)
-                               ->excludes(explain);
-  CLI::Option* cost = verb->add_flag("--cost", options->cost,
-                                     "Forecast records, bytes and series of a fleet, from an "
-                                     "average page")
-                          ->excludes(diff)
-                          ->excludes(explain)
-                          ->excludes(unmatched);
-  verb->add_option("--nodes", options->nodes, "With --cost: nodes of the fleet")
-      ->check(whole_number(1, 1'000'000'000))
-      ->capture_default_str()
-      ->needs(cost)
-      ->type_name("N");
-  verb->add_option_function<std::string>(
-          "--interval",
-          [options](const std::string& text) {
-            options->interval_us = take_duration("--interval", text);
-          },
-          "With --cost: time between two pages of a node, as 500ms, 1s, 5m")
-      ->needs(cost)
-      ->default_str("1s")
-      ->type_name("TIME");
-  add_json_options(*verb, options->json, "One JSON object a line");
-  add_color_option(*verb);
-  add_pages_option(*verb, options->pages);
-  verb->footer("Records go to standard output, a line each; totals to standard error.");
-  verb->callback([options, &action] {
-    check_combination(*options);
-    action = [options] { return preview(*options); };
-  });
-}
 
 }  // namespace vek::tools

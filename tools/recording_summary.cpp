@@ -5,21 +5,14 @@
 #include <cinttypes>
 #include <cstdio>
 
-#include "data/page_view.h"
 #include "tools/console.h"
+#include "tools/harmless_text.h"
 #include "tools/json_writer.h"
 #include "tools/readable_time.h"
 #include "utils/json_scalars.h"
 
 namespace vek::tools {
 namespace {
-
-// What a terminal would obey is escaped.
-std::string harmless(const std::string& text) {
-  std::string quoted;
-  append_json_string(text, quoted);
-  return quoted.substr(1, quoted.size() - 2);
-}
 
 std::string number(uint64_t value) { return std::to_string(value); }
 
@@ -37,10 +30,9 @@ void RecordingSummary::widen(const PageSummary& page, std::optional<uint64_t>& f
   last = last ? std::max(*last, high) : high;
 }
 
-void RecordingSummary::add(const vek_data_page_t* page,
-                           const vek_exporter_schema_manager_t& schemas) {
-  const PageView view(page);
-  const PageSummary summary = summarize_page(page, schemas);
+void RecordingSummary::add(const InspectedPage& page) {
+  const PageView& view = page.view;
+  const PageSummary& summary = page.summary;
   Source& source = sources_[{std::string(view.source_text()), std::string(view.tag_text())}];
   for (Source* part : {&all_, &source}) {
     ++part->pages;
@@ -54,6 +46,18 @@ void RecordingSummary::add(const vek_data_page_t* page,
   blocks_.events_blocks += summary.events_blocks;
   blocks_.unknown_types += summary.unknown_types;
   blocks_.unknown_blocks += summary.unknown_blocks;
+  const PageFault* fault = page.damage();
+  if (!fault) return;
+  if (++broken_pages_ == 1) {
+    first_broken_ =
+        "page " + number(page.number) + ": byte " + number(fault->offset) + ": " + fault->what;
+  }
+}
+
+void RecordingSummary::add_lost(const LostBytes& lost) {
+  ++losses_.places;
+  losses_.bytes += lost.bytes;
+  if (lost.is_cut_page) ++losses_.cut_pages;
 }
 
 std::string RecordingSummary::text(const std::string& file) const {
@@ -71,6 +75,15 @@ std::string RecordingSummary::text(const std::string& file) const {
   if (blocks_.unknown_types > 0) {
     out += "\n            " + number(blocks_.unknown_types) +
            " events blocks of unknown types: what lies behind them is not counted";
+  }
+  if (broken_pages_ > 0) {
+    out += "\n  broken    " + number(broken_pages_) +
+           (broken_pages_ == 1 ? " page: " : " pages, the first: ") + first_broken_;
+  }
+  if (counts_losses_) {
+    out += "\n  lost      " + number(losses_.bytes) + " bytes in " + number(losses_.places) +
+           (losses_.places == 1 ? " place, " : " places, ") + number(losses_.cut_pages) +
+           (losses_.cut_pages == 1 ? " cut page among them" : " cut pages among them");
   }
   out += "\n  damage    " + (damage_.empty() ? std::string("none") : damage_) + "\n";
   if (sources_.empty()) return out;
@@ -100,7 +113,13 @@ std::string RecordingSummary::json(const std::string& file) const {
          ",\"events\":" + number(all_.events) +
          ",\"schemas_blocks\":" + number(blocks_.schemas_blocks) +
          ",\"unknown_blocks\":" + number(blocks_.unknown_blocks) +
-         ",\"blocks_of_unknown_types\":" + number(blocks_.unknown_types) + ",\"damage\":";
+         ",\"blocks_of_unknown_types\":" + number(blocks_.unknown_types) +
+         ",\"broken_pages\":" + number(broken_pages_) + ",\"lost\":";
+  out += !counts_losses_
+             ? "null"
+             : "{\"bytes\":" + number(losses_.bytes) + ",\"places\":" + number(losses_.places) +
+                   ",\"cut_pages\":" + number(losses_.cut_pages) + "}";
+  out += ",\"damage\":";
   if (damage_.empty()) {
     out += "null";
   } else {

@@ -8,16 +8,18 @@
 #include <string>
 #include <utility>
 
-#include "data/data_page.h"
-#include "data/exporter_schema_manager.h"
-#include "tools/page_summary.h"
+#include "tools/inspected_page.h"
+#include "tools/page_salvager.h"
 
 namespace vek::tools {
 
 class RecordingSummary {
  public:
   // With schemas every block is seen; without them an events block hides those behind it.
-  void add(const vek_data_page_t* page, const vek_exporter_schema_manager_t& schemas);
+  void add(const InspectedPage& page);
+  // What was passed over is counted, from now on also when it is nothing.
+  void count_losses() { counts_losses_ = true; }
+  void add_lost(const LostBytes& lost);
   // "file: page 3 at byte ...": the file could not be read beyond it.
   void set_damage(std::string text) { damage_ = std::move(text); }
 
@@ -38,7 +40,17 @@ class RecordingSummary {
   static void widen(const PageSummary& page, std::optional<uint64_t>& first,
                     std::optional<uint64_t>& last);
 
+  struct Losses {
+    uint64_t places = 0;
+    uint64_t bytes = 0;
+    uint64_t cut_pages = 0;
+  };
+
   Source all_;
+  uint64_t broken_pages_ = 0;
+  std::string first_broken_;  // where, and what
+  bool counts_losses_ = false;
+  Losses losses_;
   uint64_t empty_pages_ = 0;
   PageSummary blocks_;                                             // sums
   std::map<std::pair<std::string, std::string>, Source> sources_;  // by source id and tag

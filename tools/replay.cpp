@@ -80,9 +80,7 @@ void check_options(const ReplayOptions& options) {
     throw CLI::ValidationError(options.loop ? "--loop" : "--repeat",
                                "standard input ('-') can be read only once");
   }
-  if (options.from_us && options.to_us && *options.from_us >= *options.to_us) {
-    throw CLI::ValidationError("--to", "is not behind --from");
-  }
+  check_time_window(options.times);
 }
 
 // The plug-in object goes before the schemas and the library that it uses, and before the ledger

@@ -3,13 +3,13 @@
 #define VEK_TOOLS_REPLAY_H
 
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "tools/cli.h"
 #include "tools/common_options.h"
 #include "tools/pacer.h"
+#include "tools/time_window.h"
 
 namespace vek::tools {
 
@@ -21,8 +21,7 @@ struct ReplayOptions {
   uint64_t repeat = 1;
   bool loop = false;  // until interrupted
   Pace pace;
-  std::optional<uint64_t> from_us;  // pages of times in [from, to) are sent, and those without one
-  std::optional<uint64_t> to_us;
+  TimeWindow times;
   bool shift_to_now = false;
   JsonOptions json;
   std::vector<std::string> pages;  // files; "-" is standard input

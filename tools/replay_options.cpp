@@ -4,7 +4,6 @@
 #include <string>
 #include <string_view>
 
-#include "tools/readable_time.h"
 #include "tools/whole_number.h"
 
 namespace vek::tools {
@@ -32,16 +31,6 @@ double take_rate(const std::string& text) {
   const std::optional<double> rate = positive_number(text);
   if (!rate) throw CLI::ValidationError("--rate", "'" + text + "' is no number above 0");
   return *rate;
-}
-
-uint64_t take_time(const char* option, const std::string& text) {
-  const std::optional<uint64_t> time_us = parse_time(text);
-  if (!time_us) {
-    throw CLI::ValidationError(option, "'" + text +
-                                           "' is no time such as 2026-01-01T00:00:00Z, and no "
-                                           "number of microseconds");
-  }
-  return *time_us;
 }
 
 }  // namespace
@@ -80,15 +69,7 @@ void add_replay_pace(CLI::App& verb, ReplayOptions& options) {
 }
 
 void add_replay_times(CLI::App& verb, ReplayOptions& options) {
-  verb.add_option_function<std::string>(
-          "--from",
-          [&options](const std::string& text) { options.from_us = take_time("--from", text); },
-          "Only pages of this time or later (UTC, or microseconds since 1970)")
-      ->type_name("TIME");
-  verb.add_option_function<std::string>(
-          "--to", [&options](const std::string& text) { options.to_us = take_time("--to", text); },
-          "Only pages before this time")
-      ->type_name("TIME");
+  add_time_window(verb, options.times);
   verb.add_option_function<std::string>(
           "--shift-time", [&options](const std::string&) { options.shift_to_now = true; },
           "Move the times of pages so that the first one is of now; not those inside events")

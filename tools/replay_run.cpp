@@ -89,17 +89,11 @@ bool ReplayRun::send_file(const std::string& path, bool first_round) {
   return true;
 }
 
-bool ReplayRun::is_wanted(std::optional<uint64_t> time_us) const {
-  if (!time_us) return true;
-  return (!options_.from_us || *time_us >= *options_.from_us) &&
-         (!options_.to_us || *time_us < *options_.to_us);
-}
-
 bool ReplayRun::send_page() {
   time_places_.clear();
   const PageSummary summary = summarize_page(file_.page(), schemas_.record(),
                                              options_.shift_to_now ? &time_places_ : nullptr);
-  if (!is_wanted(summary.first_time_us)) {
+  if (!options_.times.holds(summary.first_time_us)) {
     ++ledger_.pages_left_out;
     return !stop_requested();
   }

@@ -41,7 +41,6 @@ class ReplayRun {
   bool send_file(const std::string& path, bool first_round);
   bool send_page();
   bool send_round(bool first_round);
-  bool is_wanted(std::optional<uint64_t> time_us) const;
 
   PluginSession& session_;
   const PluginSchemas& schemas_;

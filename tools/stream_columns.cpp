@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "tools/data_object_json.h"
+#include "tools/harmless_text.h"
 #include "tools/readable_time.h"
 #include "tools/stream_printer.h"
 #include "utils/json_scalars.h"
@@ -16,13 +17,6 @@ constexpr size_t kTagWidth = 12;
 constexpr size_t kKindWidth = 21;
 constexpr size_t kKeyWidth = 6;
 constexpr size_t kNameWidth = 14;
-
-// What a terminal would obey is escaped.
-std::string harmless(std::string_view text) {
-  std::string quoted;
-  append_json_string(text, quoted);
-  return quoted.substr(1, quoted.size() - 2);
-}
 
 class ColumnPrinter final : public StreamPrinter {
  public:
@@ -46,7 +40,7 @@ class ColumnPrinter final : public StreamPrinter {
     text_ += event.type == PYTHON_NEW_COLLECTION ? collection_value(event) : event_value(event);
     if (event.fate == EventFate::kIgnored) text_ += "  (ignored: no collection has begun)";
     if (event.fate == EventFate::kRefused) text_ += "  (refused)";
-    end_line();
+    end();
   }
 
   void dictionary(const StreamPlace& place, uint64_t timestamp_us,
@@ -54,7 +48,7 @@ class ColumnPrinter final : public StreamPrinter {
     start(place, root.type() == DATA_ITEM_LIST ? "= list" : "= dictionary");
     text_ += readable_time(timestamp_us) + "  ";
     append_json(root, text_);
-    end_line();
+    end();
   }
 
   void opaque(const StreamPlace& place, const OpaquePayload& payload) override {
@@ -65,7 +59,7 @@ class ColumnPrinter final : public StreamPrinter {
     text_ += payload.options ? ", options" : ", no options";
     if (payload.options) vek_dict_enum(payload.options, add_option, &text_);
     if (!payload.is_for_plugin) text_ += "  (of another application: passed over)";
-    end_line();
+    end();
   }
 
   // People find these on standard error.
@@ -92,19 +86,10 @@ class ColumnPrinter final : public StreamPrinter {
     cell(kind, kKindWidth);
   }
 
-  // Two blanks stand between cells; a long one pushes the others on.
   void cell(std::string_view value, size_t width, bool right = false) {
-    const std::string padding(value.size() < width ? width - value.size() : 0, ' ');
-    if (right) text_ += padding;
-    text_ += value;
-    if (!right) text_ += padding;
-    text_ += "  ";
+    append_cell(text_, value, width, right);
   }
-
-  void end_line() {
-    while (text_.ends_with(' ')) text_.pop_back();
-    text_ += '\n';
-  }
+  void end() { end_line(text_); }
 };
 
 }  // namespace

@@ -49,7 +49,7 @@ TEST(ChildProgram, SaysWhyItCannotBeRun) {
 }
 
 TEST(ChildProgram, IsWaitedForNoLongerThanSaid) {
-  auto child = ChildProgram::start(shell("sleep 60"));
+  auto child = ChildProgram::start(shell("exec sleep 60"));
   ASSERT_TRUE(child);
   EXPECT_FALSE(child->wait_until(Clock::now() + std::chrono::milliseconds(20)));
   child->signal(SIGKILL);

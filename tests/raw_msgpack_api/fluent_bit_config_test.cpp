@@ -9,6 +9,7 @@
 #include "tests/raw_msgpack_api/engine_fixture.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/temp_dir.h"
+#include "utils/output_rules.h"
 
 namespace vek::engine {
 namespace {

@@ -75,8 +75,12 @@ TEST(ForwardPoison, IsFoundWhereverItStands) {
     // Where nothing was ever delivered, a record had to be overtaken.
     if (poison.count(0) > 0) std::sort(numbers.begin(), numbers.end());
     EXPECT_EQ(numbers, expected);
+    // As they were refused: events.
     std::vector<uint8_t> letters;
-    for (const uint64_t n : poison) letters = letters + numbered_record(n);
+    for (const uint64_t n : poison) {
+      letters = letters +
+                Pack().array(2).ext(0, {"\0\0\0\1\x1d\xcd\x65\0", 8}).map(1).str("n").u(n).bytes();
+    }
     const std::string path =
         dir.file("spool/" + engine::safe_folder_name("a/b") + ".dead-letter.msgpack");
     EXPECT_EQ(read_file(path), std::string(letters.begin(), letters.end()));

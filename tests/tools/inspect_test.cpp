@@ -106,7 +106,8 @@ TEST_F(InspectTest, TheSummaryIsAlsoThereForMachines) {
                 "\",\"pages\":1,\"empty_pages\":0,\"bytes\":840,\"first_time\":1767225600500000,"
                 "\"last_time\":1767225600500000,\"counters_blocks\":0,\"events_blocks\":1,"
                 "\"events\":1,\"schemas_blocks\":1,\"unknown_blocks\":0,"
-                "\"blocks_of_unknown_types\":0,\"damage\":null,\"sources\":[{\"source\":"
+                "\"blocks_of_unknown_types\":0,\"broken_pages\":0,\"lost\":null,\"damage\":null,"
+                "\"sources\":[{\"source\":"
                 "\"aggr\\\"1\",\"tag\":\"fluent_aggr\",\"pages\":1,\"bytes\":840,"
                 "\"counters_blocks\":0,\"events\":1,\"first_time\":1767225600500000,"
                 "\"last_time\":1767225600500000}]}\n");
@@ -157,9 +158,10 @@ TEST_F(InspectTest, AHeaderThatFillsMoreThanThePageIsBad) {
   const std::string path = file({image});
   const ChildResult result = inspect({path});
   EXPECT_EQ(result.exit_code, 1);
-  EXPECT_EQ(result.standard_error, "vektool: error: " + path +
-                                       ": page 1: the header says that 769 of 768 bytes are "
-                                       "filled\n");
+  EXPECT_EQ(result.standard_error,
+            "vektool: error: " + path +
+                ": page 1: byte 16: the header says that 769 of 768 bytes are "
+                "filled\n");
 }
 
 TEST_F(InspectTest, EveryFileIsLookedAtThoughOneCannotBeOpened) {

@@ -1,11 +1,11 @@
 // Where a Fluent Bit may be installed.
-#ifndef VEK_RAW_MSGPACK_API_FLUENT_BIT_SEARCH_H
-#define VEK_RAW_MSGPACK_API_FLUENT_BIT_SEARCH_H
+#ifndef VEK_UTILS_FLUENT_BIT_SEARCH_H
+#define VEK_UTILS_FLUENT_BIT_SEARCH_H
 
 #include <string>
 #include <vector>
 
-namespace vek::engine {
+namespace vek {
 
 // What the environment says. A process with raised privileges must not load or run what whoever
 // started it points at, so there nothing of it counts.
@@ -25,6 +25,6 @@ std::vector<std::string> library_candidates(const std::string& engine_path,
 std::vector<std::string> program_candidates(const std::string& engine_path,
                                             const SearchEnvironment& environment);
 
-}  // namespace vek::engine
+}  // namespace vek
 
-#endif  // VEK_RAW_MSGPACK_API_FLUENT_BIT_SEARCH_H
+#endif  // VEK_UTILS_FLUENT_BIT_SEARCH_H

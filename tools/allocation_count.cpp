@@ -1,4 +1,4 @@
-#include "bench/allocation_count.h"
+#include "tools/allocation_count.h"
 
 #include <atomic>
 #include <cstddef>
@@ -20,7 +20,7 @@ std::atomic<uint64_t> g_count{0};
 
 }  // namespace
 
-uint64_t vek::bench::allocation_count() noexcept { return g_count.load(std::memory_order_relaxed); }
+uint64_t vek::tools::allocation_count() noexcept { return g_count.load(std::memory_order_relaxed); }
 
 #if VEK_COUNT_ALLOCATIONS
 

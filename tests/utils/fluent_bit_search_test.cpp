@@ -1,4 +1,4 @@
-#include "raw_msgpack_api/fluent_bit_search.h"
+#include "utils/fluent_bit_search.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -6,7 +6,7 @@
 #include "tests/support/env_guard.h"
 #include "tests/support/temp_dir.h"
 
-namespace vek::engine {
+namespace vek {
 namespace {
 
 using test::EnvGuard;
@@ -60,4 +60,4 @@ TEST(Candidates, AreOnlyThoseOfAGivenPath) {
 }
 
 }  // namespace
-}  // namespace vek::engine
+}  // namespace vek

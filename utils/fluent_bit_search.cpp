@@ -1,4 +1,4 @@
-#include "raw_msgpack_api/fluent_bit_search.h"
+#include "utils/fluent_bit_search.h"
 
 #include <sys/auxv.h>
 #include <sys/stat.h>
@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <string_view>
 
-namespace vek::engine {
+namespace vek {
 namespace {
 
 constexpr const char* kLibrary = "libfluent-bit.so";
@@ -83,4 +83,4 @@ std::vector<std::string> program_candidates(const std::string& engine_path,
   return all;
 }
 
-}  // namespace vek::engine
+}  // namespace vek

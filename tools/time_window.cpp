@@ -1,0 +1,40 @@
+#include "tools/time_window.h"
+
+#include <string>
+
+#include "tools/readable_time.h"
+
+namespace vek::tools {
+namespace {
+
+uint64_t take_time(const char* option, const std::string& text) {
+  const std::optional<uint64_t> time_us = parse_time(text);
+  if (!time_us) {
+    throw CLI::ValidationError(option, "'" + text +
+                                           "' is no time such as 2026-01-01T00:00:00Z, and no "
+                                           "number of microseconds");
+  }
+  return *time_us;
+}
+
+}  // namespace
+
+void add_time_window(CLI::App& verb, TimeWindow& window) {
+  verb.add_option_function<std::string>(
+          "--from",
+          [&window](const std::string& text) { window.from_us = take_time("--from", text); },
+          "Only pages of this time or later (UTC, or microseconds since 1970)")
+      ->type_name("TIME");
+  verb.add_option_function<std::string>(
+          "--to", [&window](const std::string& text) { window.to_us = take_time("--to", text); },
+          "Only pages before this time")
+      ->type_name("TIME");
+}
+
+void check_time_window(const TimeWindow& window) {
+  if (window.from_us && window.to_us && *window.from_us >= *window.to_us) {
+    throw CLI::ValidationError("--to", "is not behind --from");
+  }
+}
+
+}  // namespace vek::tools
