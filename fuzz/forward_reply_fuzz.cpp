@@ -92,7 +92,11 @@ std::string with_proof(Bytes bytes, const std::string& salt) {
 void handshake(Bytes bytes) {
   const vek::engine::Credentials credentials{"key", "user", "password", "us"};
   const std::string salt(32, 'a');
-  const std::string said = with_proof(bytes, salt);
+  std::string said;
+  {
+    const vek::fuzz::OffTheBooks own;
+    said = with_proof(bytes, salt);
+  }
   ForwardHandshake ours(credentials, salt);
   int sent = 0;
   for (const char& byte : said) {

@@ -34,6 +34,7 @@ std::FILE* open_checked(const char* path) noexcept {
   if (file) return file;
   const int why = refusal != 0 ? refusal : errno;
   close(fd);
+  VEK_LOGD("[open_input_file] '%s' is not read: %s", path, std::strerror(why));
   errno = why;
   return nullptr;
 }
@@ -41,13 +42,7 @@ std::FILE* open_checked(const char* path) noexcept {
 }  // namespace
 
 File open_input_file(const char* path) noexcept {
-  File file(path ? open_checked(path) : nullptr);
-  if (!file && path) {
-    const int why = errno;
-    VEK_LOGD("[open_input_file] '%s': %s", path, std::strerror(why));
-    errno = why;
-  }
-  return file;
+  return File(path ? open_checked(path) : nullptr);
 }
 
 char* InputLines::next() noexcept {

@@ -9,8 +9,8 @@
 
 namespace vek {
 
-// For reading, not inherited by programs that the host starts; null, with errno and a debug line,
-// when that cannot be done.
+// For reading, not inherited by programs that the host starts; null with errno when that cannot be
+// done.
 //
 // Never waits: pipes, sockets and devices are refused, for opening or reading one can last for
 // ever, and so are folders and files beyond limits::kFileBytes. /dev/null is an empty file.

@@ -245,7 +245,7 @@ std::string record_text() {
 }
 std::string dead_letter() {
   const std::string folder = fresh_folder("letters");
-  const engine::DeadLetterFile file("name", folder + "/letters");
+  engine::DeadLetterFile file("name", folder + "/letters");
   file.append(three_records());
   const AllocationsWork own;
   return to_hex(
