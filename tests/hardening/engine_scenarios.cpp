@@ -1,9 +1,14 @@
 // Scenarios of the engine: destinations from "init" to "finalize", and the steps of delivery.
+#include <arpa/inet.h>
 #include <fcntl.h>
 #include <openssl/err.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <filesystem>
+#include <fstream>
 #include <optional>
 
 #include "raw_msgpack_api/ack_reader.h"
@@ -150,11 +155,10 @@ std::string output_file() {
 std::string output_file_msgpack() {
   return life("file", {{"path", fresh_folder("packed")}, {"file", "r"}, {"format", "msgpack"}});
 }
-std::string output_forward() { return life("forward", {{"Port", "1"}, {"vek.grace", "0"}}, false); }
+std::string output_forward() { return life("forward", {{"Port", "1"}}, false); }
 std::string output_forward_secure() {
   return life("forward",
               {{"Port", "1"},
-               {"vek.grace", "0"},
                {"Shared_Key", "key"},
                {"Username", "u"},
                {"Password", "p"},
@@ -162,8 +166,42 @@ std::string output_forward_secure() {
               false);
 }
 std::string output_forward_spooling() {
-  return life("forward",
-              {{"Port", "1"}, {"vek.grace", "0"}, {"storage.path", fresh_folder("spools")}}, false);
+  return life("forward", {{"Port", "1"}, {"storage.path", fresh_folder("spools")}}, false);
+}
+
+// A receiver that reads all and says nothing, in a process of its own: what fails here must not
+// fail there. Its port; it ends with this program.
+const std::string& receiver_port() {
+  static const std::string port = [] {
+    const AllocationsWork own;
+    const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    EXPECT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), size), 0);
+    EXPECT_EQ(listen(listener, 64), 0);
+    getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size);
+    if (fork() == 0) {
+      prctl(PR_SET_PDEATHSIG, SIGKILL);
+      for (int fd = 0; fd <= 2; ++fd) close(fd);
+      for (char bytes[4096];;) {
+        const int fd = accept(listener, nullptr, nullptr);
+        while (fd >= 0 && recv(fd, bytes, sizeof bytes, 0) > 0) {
+        }
+        close(fd);
+      }
+    }
+    close(listener);
+    return std::to_string(ntohs(address.sin_port));
+  }();
+  return port;
+}
+std::string output_forward_delivering() {
+  return life("forward", {{"Port", receiver_port()},
+                          {"Require_ack_response", "off"},
+                          {"vek.retry_base", "0.005"},
+                          {"vek.retry_cap", "0.02"}});
 }
 std::string refused_parameter() {
   const Started engine("forward", {{"tls.veriify", "off"}});
@@ -281,6 +319,32 @@ std::string spool_recovery() {
   return stored_and_loaded(folder, 0);
 }
 
+// A segment whose last record is damaged is set aside, and what is sound in it is sent.
+std::string spool_damaged() {
+  const std::string folder = fresh_folder("damaged");
+  stored_and_loaded(folder, 0);
+  {
+    auto spool = engine::Spool::open({folder, "name", 1'000'000, false});
+    if (!spool) return {};
+    const uint8_t empty_map = 0x80;
+    const engine::RecordView record = {{&empty_map, 1}, engine::RecordShape::kBareMap, 0, 0, 1};
+    for (int i = 0; i < 3; ++i) {
+      const auto stored = spool->store(spool->next_sequence(), record, false, 0);
+      if (stored.outcome != engine::Spool::Outcome::kStored) return {};
+    }
+  }
+  {
+    const AllocationsWork own;
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+      if (entry.path().extension() != ".seg" || entry.file_size() < 60) continue;
+      std::fstream file(entry.path(), std::ios::in | std::ios::out | std::ios::binary);
+      file.seekp(32 + 17 + 16);  // the second record
+      file.put('x');
+    }
+  }
+  return stored_and_loaded(folder, 0);
+}
+
 }  // namespace
 
 std::vector<Scenario> engine_scenarios() {
@@ -290,6 +354,7 @@ std::vector<Scenario> engine_scenarios() {
           {"output_file", output_file},
           {"output_file_msgpack", output_file_msgpack},
           {"output_forward", output_forward},
+          {"output_forward_delivering", output_forward_delivering},
           {"output_forward_secure", output_forward_secure},
           {"output_forward_spooling", output_forward_spooling},
           {"refused_parameter", refused_parameter},
@@ -304,7 +369,8 @@ std::vector<Scenario> engine_scenarios() {
           {"record_text", record_text},
           {"dead_letter", dead_letter},
           {"spool_life", spool_life},
-          {"spool_recovery", spool_recovery}};
+          {"spool_recovery", spool_recovery},
+          {"spool_damaged", spool_damaged}};
 }
 
 }  // namespace vek::test

@@ -51,7 +51,7 @@ constexpr CallErrors kCalls[] = {{Call::kOpen, "open", kOpenErrors},
                                  {Call::kFstat, "fstat", kStatErrors},
                                  {Call::kSocket, "socket", kSocketErrors},
                                  {Call::kConnect, "connect", kConnectErrors},
-                                 {Call::kSend, "send", kSendErrors},
+                                 {Call::kSend, "send, sendmsg", kSendErrors},
                                  {Call::kRecv, "recv", kRecvErrors},
                                  {Call::kPoll, "poll", kPollErrors},
                                  {Call::kThread, "pthread_create", kThreadErrors}};
@@ -191,6 +191,19 @@ int connect(int fd, const sockaddr* address, socklen_t size) {
 ssize_t send(int fd, const void* bytes, size_t size, int flags) {
   if (!limit(Call::kSend, size)) return -1;
   return syscall(SYS_sendto, fd, bytes, size, flags, nullptr, 0);
+}
+
+ssize_t sendmsg(int fd, const msghdr* message, int flags) {
+  const int error = vek::test::failure_of(Call::kSend);
+  if (error > 0) {
+    errno = error;
+    return -1;
+  }
+  if (error == vek::test::kShortCount && message->msg_iovlen > 0) {
+    const iovec& first = message->msg_iov[0];
+    return syscall(SYS_sendto, fd, first.iov_base, (first.iov_len + 1) / 2, flags, nullptr, 0);
+  }
+  return syscall(SYS_sendmsg, fd, message, flags);
 }
 
 ssize_t recv(int fd, void* out, size_t size, int flags) {
