@@ -230,6 +230,14 @@ std::string ledger() {
   std::string text(1 << 20, '\0');
   return raw_msgpack_api_ledger(text.data(), text.size()) >= 0 ? "told" : "";
 }
+std::string unsound_file() {
+  const Started engine("file", {{"path", "/nonexistent"}, {"file", "f"}});
+  return engine.context() ? "!made" : "";
+}
+std::string unsound_format() {
+  const Started engine("file", {{"path", scratch()}, {"format", "xml"}});
+  return engine.context() ? "!made" : "";
+}
 std::string two_contexts() {
   return life("null", {{"Alias", "one"}}) + life("null", {{"Alias", "two"}});
 }
@@ -361,6 +369,8 @@ std::vector<Scenario> engine_scenarios() {
           {"broken_records", broken_records},
           {"mended_record", mended_record},
           {"ledger", ledger},
+          {"unsound_file", unsound_file},
+          {"unsound_format", unsound_format},
           {"two_contexts", two_contexts},
           {"acknowledgements", acknowledgements},
           {"handshake", handshake},

@@ -89,7 +89,7 @@ class EveryAllocation : public ::testing::TestWithParam<Scenario> {
 };
 
 // For one scenario of an ordinary test run.
-constexpr std::chrono::milliseconds kEnough{700};
+constexpr std::chrono::milliseconds kEnough{400};
 
 TEST_P(EveryAllocation, MayFailAndIsTold) {
   const char* all = std::getenv("VEK_EVERY_ALLOCATION");

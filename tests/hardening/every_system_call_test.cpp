@@ -61,7 +61,7 @@ class EverySystemCall : public ::testing::TestWithParam<Scenario> {
 };
 
 // For one scenario of an ordinary test run.
-constexpr std::chrono::milliseconds kEnough{1500};
+constexpr std::chrono::milliseconds kEnough{700};
 
 TEST_P(EverySystemCall, MayFailAndIsTold) {
   const bool all = std::getenv("VEK_EVERY_CALL") != nullptr;

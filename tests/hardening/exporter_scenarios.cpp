@@ -353,6 +353,20 @@ std::string exporter_settings() {
   return exporter.connectToFlb() && exporter.closeConnection() ? "connected" : "";
 }
 
+std::string dump_file() {
+  static const std::string stem = scratch() + "/dump";
+  {
+    const AllocationsWork own;
+    setenv("FLUENTBIT_EXPORT_DUMP_FILE", stem.c_str(), 1);
+  }
+  RecordSink sink;
+  FluentBitExporter exporter(sink.api());
+  exporter.OpenDumpFile();
+  const AllocationsWork own;
+  unsetenv("FLUENTBIT_EXPORT_DUMP_FILE");
+  return std::filesystem::remove(stem + "_forward") ? "made" : "";
+}
+
 // --- the API record
 
 const std::string& config_folder() {
@@ -441,6 +455,7 @@ std::vector<Scenario> exporter_scenarios() {
           {"dictionary_page", dictionary_page},
           {"opaque_page", opaque_page},
           {"exporter_settings", exporter_settings},
+          {"dump_file", dump_file},
           {"api_start", api_start},
           {"api_pages", api_pages},
           {"api_options", api_options},

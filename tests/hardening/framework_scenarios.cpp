@@ -5,6 +5,7 @@
 
 #include "counters/counters_msgpack.h"
 #include "data/opaque_events_writer.h"
+#include "data/page_writer.h"
 #include "data/schema_owned.h"
 #include "tests/hardening/scenario.h"
 #include "tests/support/fail_allocation.h"
@@ -166,8 +167,40 @@ std::string json_building() {
   return printed(value.get());
 }
 
+std::string json_array() {
+  const JsonValue value(json_value_init_array());
+  JSON_Array* array = json_value_get_array(value.get());
+  for (int i = 0; array && i < 20; ++i) {
+    JsonValue item(json_value_init_number(i));
+    if (!item || json_array_append_value(array, item.get()) != JSONSuccess) return {};
+    (void)item.release();
+  }
+  return printed(value.get());
+}
+
 // --- data
 
+std::string page_writing() {
+  PageWriter writer("source", "tag", 128);
+  writer.counters_block(1, values({1, 2}));
+  writer.next_block();
+  writer.events_block(2, 0, 0, 1, values({3}));
+  return std::to_string(writer.finish().size());
+}
+std::string opaque_writing() {
+  OpaqueEventsWriter writer({.source_id = "s", .tag = "t", .event_size = 64});
+  const std::vector<uint8_t> payload(200, 'p');
+  if (!writer.extended(1, {1, 2}, {{"k", "v"}}, payload)) return {};
+  return std::to_string(writer.take_pages().size());
+}
+std::string type_system_finding() {
+  const OwnedTypeSystem types(vek_type_system_deserialize(type_system_document().c_str()));
+  if (!types) return {};
+  vek_type_system_update_md5_hashes(types.get());
+  uint8_t index = 7;
+  const bool found = vek_type_system_find_schema(types.get(), types->schemas[0]->id_string, &index);
+  return found ? std::to_string(index) : "";
+}
 std::string schema_making() { return schema_with_type() ? "made" : ""; }
 std::string schema_writing() {
   const OwnedSchema schema = schema_with_type();
@@ -411,6 +444,10 @@ std::vector<Scenario> framework_scenarios() {
           {"json_pretty", json_pretty},
           {"json_validation", json_validation},
           {"json_building", json_building},
+          {"json_array", json_array},
+          {"page_writing", page_writing},
+          {"opaque_writing", opaque_writing},
+          {"type_system_finding", type_system_finding},
           {"schema_making", schema_making},
           {"schema_writing", schema_writing},
           {"schema_reading", schema_reading},
