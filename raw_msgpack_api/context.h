@@ -50,7 +50,7 @@ class Context {
   DropReport report_;
   LogRateLimit mended_limit_;
   LogRateLimit run_limit_;  // used by its thread alone
-  bool passed_on_ = true;  // what the destination took is not lost behind it
+  bool passed_on_ = true;   // what the destination took is not lost behind it
   std::unique_ptr<SpoolKeeper> keeper_;
   std::thread thread_;
 };
