@@ -5,6 +5,7 @@
 
 #include "data/opaque_runs.h"
 #include "data/page_view.h"
+#include "dict_reader/bounded_stream_map.h"
 #include "dict_reader/decoder_context.h"
 #include "dict_reader/event_dispatch.h"
 #include "dict_reader/stream_packer.h"
@@ -72,7 +73,7 @@ class DataDictionaryReader::Packers final : public vek::OpaqueRunTaker {
 
   data_dict_reader_user_t user_;
   data_dict_record_callback_t callback_;
-  StreamMap<StreamPacker> packers_{vek::limits::kStreams};
+  BoundedStreamMap<StreamPacker> packers_{vek::limits::kStreams};
   uint64_t told_ = 0;  // of those given up
 };
 

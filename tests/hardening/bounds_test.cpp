@@ -13,9 +13,9 @@
 #include "data/opaque_events_writer.h"
 #include "data/page_writer.h"
 #include "data/schema_owned.h"
+#include "dict_reader/bounded_stream_map.h"
 #include "dict_reader/dict_reader_utils.h"
 #include "dict_reader/dictionary_stream_writer.h"
-#include "dict_reader/stream_map.h"
 #include "exporter/counter_set_cache.h"
 #include "exporter/fluentbit_exporter.h"
 #include "json/json_owned.h"
@@ -192,7 +192,7 @@ TEST_F(Walk, HeadersThatContradictThemselvesSendNoMoreThanThereIs) {
 
 // One context a pair of source and tag; the one that was asked for longest ago goes first.
 TEST(Streams, AreBoundedAndTheIdleOnesGiveWay) {
-  StreamMap<std::string> map(100);
+  BoundedStreamMap<std::string> map(100);
   const auto get = [&](int i) {
     return map.get(std::to_string(i).c_str(), "dict_x", [](const char* source, const char*) {
       return std::make_unique<std::string>(source);
@@ -210,7 +210,7 @@ TEST(Streams, AreBoundedAndTheIdleOnesGiveWay) {
 }
 
 TEST(Streams, AMillionPairsTakeLinearTimeAndBoundedMemory) {
-  StreamMap<int> map(limits::kStreams);
+  BoundedStreamMap<int> map(limits::kStreams);
   const auto run = [&](int from, int to) {
     return cpu_seconds([&] {
       for (int i = from; i < to; ++i) {
