@@ -8,6 +8,7 @@
 #include "field_set/bound_type.h"
 #include "field_set/field_set.h"
 #include "utils/logger.h"
+#include "utils/owned.h"
 #include "utils/strings.h"
 
 namespace vek {
@@ -113,6 +114,9 @@ std::string cleanLine(const std::string& raw) {
   return line.substr(0, line.find('#'));
 }
 
+// However a file is left, nothing points to the places of its lines any more.
+void forgetPlaces(FieldSetState* state) { state->line_places = nullptr; }
+
 }  // namespace
 
 std::string FieldSet::trim_white_space_cpp_string(const std::string& text) {
@@ -139,9 +143,12 @@ bool FieldSet::LoadFromFile(const std::string& path) {
   VEK_LOGD("fset file %s", path.c_str());
   for (const std::string& line : lines) VEK_LOGD("%s", line.c_str());
   VEK_LOGD("-----------------------");
-  state_->line_places = &places;
-  loadFromLines(std::move(lines));
-  state_->line_places = nullptr;
+  {
+    const Owned<FieldSetState, forgetPlaces> forget(state_.get());
+    // cppcheck-suppress danglingLifetime
+    state_->line_places = &places;
+    loadFromLines(std::move(lines));
+  }
   UpdateTypesOfInterest();
   return true;
 }

@@ -119,8 +119,11 @@ bool ForwardLink::finish_connect(Clock::time_point now) {
     error_ = addresses_[next_address_ - 1].text() + ": " + std::strerror(error);
     if (!connect_next(now)) return false;
   }
-  connection_ =
-      tls_ ? tls_->connect(std::move(socket_)) : std::make_unique<Connection>(std::move(socket_));
+  if (tls_) {
+    connection_ = tls_->connect(std::move(socket_));
+  } else {
+    connection_ = std::make_unique<Connection>(std::move(socket_));
+  }
   enter(Phase::kSecuring, now + config_.handshake_timeout);
   return true;
 }

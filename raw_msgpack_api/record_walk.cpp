@@ -85,7 +85,7 @@ RecordWalk::Body RecordWalk::walk_body(const Token& head, size_t base_depth,
       found_.view.depth = static_cast<uint8_t>(deepest - base_depth + 1);
       return Body::kShort;
     }
-    --left[depth];
+    --left[depth];  // cppcheck-suppress containerOutOfBounds ; it has kMaxRecordDepth + 1
     offset += token.size();
     if (token.is_container()) {
       if (depth == kMaxRecordDepth) return Body::kTooDeep;

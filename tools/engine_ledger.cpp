@@ -79,6 +79,7 @@ std::string ledger_json_of(LedgerFunction* function) {
   // Accounts only grow longer, and not often.
   for (int length = 1024; length >= 0 && static_cast<size_t>(length) >= text.size();) {
     text.resize(static_cast<size_t>(length) + 1);
+    // cppcheck-suppress AssignmentAddressToInteger ; it is a call
     length = function(text.data(), text.size());
     if (length >= 0 && static_cast<size_t>(length) < text.size()) {
       text.resize(static_cast<size_t>(length));

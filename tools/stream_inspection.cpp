@@ -44,6 +44,7 @@ bool StreamInspection::page(std::string_view file, uint64_t number, const vek_da
   holds_dictionaries_ = view.tag_text().starts_with(kDictionaryTagPrefix);
   if (!holds_dictionaries_ && view.tag_text() != kFluentAggrTag) return true;
   ++stream_pages_;
+  // cppcheck-suppress danglingLifetime ; used in what follows alone
   place_ = {file, number, view.source_text(), view.tag_text()};
   const vek_opaque_type_lookup_t lookup = {schemas_.find_event_type, schemas_.context};
   const bool read = vek_opaque_events_extractor_process_data_page(extractor_.get(), page, &lookup);

@@ -44,6 +44,7 @@ inline size_t write_guid(char* p, uint64_t value, size_t digits) noexcept {
 
 class GuidText {
  public:
+  // cppcheck-suppress uninitMemberVar ; write_guid fills what size_ counts
   explicit GuidText(uint64_t value, size_t least_digits = 1) noexcept
       : size_(write_guid(text_, value, std::max(guid_digits(value), least_digits))) {}
   std::string_view view() const noexcept { return {text_, size_}; }
