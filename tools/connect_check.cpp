@@ -29,7 +29,7 @@ using Clock = std::chrono::steady_clock;
 std::string connect_to(const sockaddr* address, socklen_t size) {
   const int fd = socket(address->sa_family, SOCK_STREAM | SOCK_CLOEXEC, 0);
   const bool good = fd >= 0 && connect(fd, address, size) == 0;
-  const std::string why = good ? "" : std::strerror(errno);
+  std::string why = good ? "" : std::strerror(errno);
   if (fd >= 0) close(fd);
   return why;
 }
@@ -149,6 +149,7 @@ void check_connections(const std::vector<ConfiguredDestination>& destinations, F
     }
   }
   std::vector<Attempt> attempts;
+  attempts.reserve(wanted.size());
   for (const auto& [target, unused] : wanted) attempts.push_back({target, -1, -1, {}, {}});
   for (Attempt& attempt : attempts) start(attempt);
   wait_for(attempts, patience);

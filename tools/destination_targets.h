@@ -2,8 +2,8 @@
 #ifndef VEK_TOOLS_DESTINATION_TARGETS_H
 #define VEK_TOOLS_DESTINATION_TARGETS_H
 
-#include <compare>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "tools/configuration.h"
@@ -13,7 +13,9 @@ namespace vek::tools {
 struct Target {
   std::string host;  // empty: `port` is the path of a unix socket
   std::string port;
-  auto operator<=>(const Target&) const = default;
+  bool operator<(const Target& other) const {
+    return std::tie(host, port) < std::tie(other.host, other.port);
+  }
   std::string text() const { return host.empty() ? port : host + ":" + port; }
 };
 

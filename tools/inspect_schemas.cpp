@@ -1,5 +1,6 @@
 // The schemas that a recording names: whether they are known, and what uses them.
 #include <map>
+#include <tuple>
 
 #include "data/printable.h"
 #include "data/type_system.h"
@@ -63,7 +64,9 @@ class SchemasView final : public InspectView {
   struct Key {
     std::string id;
     bool is_events;
-    auto operator<=>(const Key&) const = default;
+    bool operator<(const Key& other) const {
+      return std::tie(id, is_events) < std::tie(other.id, other.is_events);
+    }
   };
   // What is known of a schema.
   struct Known {

@@ -99,6 +99,7 @@ std::vector<std::string> PageRecorder::list(bool finished) const {
   }
   std::sort(found.begin(), found.end());
   std::vector<std::string> names;
+  names.reserve(found.size());
   for (auto& [sequence, name] : found) names.push_back(std::move(name));
   return names;
 }
