@@ -21,7 +21,12 @@
 #endif
 
 #if !VEK_OWN_ALLOCATOR
-#include <sanitizer/allocator_interface.h>
+// As in sanitizer/allocator_interface.h, which g++ comes without.
+extern "C" {
+size_t __sanitizer_get_allocated_size(const volatile void* block);
+int __sanitizer_install_malloc_and_free_hooks(void (*on_malloc)(const volatile void*, size_t),
+                                              void (*on_free)(const volatile void*));
+}
 #endif
 
 namespace {
@@ -55,7 +60,7 @@ void on_malloc(const volatile void* block, size_t size) {
   if (block) took(size);
 }
 void on_free(const volatile void* block) {
-  if (block) gave(__sanitizer_get_allocated_size(const_cast<const void*>(block)));
+  if (block) gave(__sanitizer_get_allocated_size(block));
 }
 [[maybe_unused]] const int hooked = __sanitizer_install_malloc_and_free_hooks(on_malloc, on_free);
 #endif
