@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <filesystem>
+
 #include "tests/support/log_capture.h"
 #include "tests/support/temp_dir.h"
 
@@ -29,7 +31,7 @@ TEST(DeadLetterFile, GrowsToItsBoundAndNoFurther) {
   letters.append(kRecord);
   EXPECT_THAT(log.errors(), ElementsAre(HasSubstr("is full; records that the receiver does not "
                                                   "take are lost until it is moved away")));
-  EXPECT_EQ(test::read_file(path).size(), DeadLetterFile::kMostBytes);
+  EXPECT_EQ(std::filesystem::file_size(path), DeadLetterFile::kMostBytes);
 }
 
 TEST(DeadLetterFile, IsNeverWrittenThroughALink) {
