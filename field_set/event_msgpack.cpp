@@ -22,6 +22,14 @@ T load(const uint8_t* value) noexcept {
 
 bool isFlbStd(const char* layout) { return layout && std::strcmp(layout, "flb_std") == 0; }
 
+void pack_uint64(msgpack_packer* packer, uint64_t value, const char* field_name) {
+  if (if_display_hex(field_name)) {
+    pack_guid_hex(packer, value);
+  } else {
+    msgpack_pack_uint64(packer, value);
+  }
+}
+
 }  // namespace
 
 void fset_pack_string_type(msgpack_packer* packer, const uint8_t* chars, size_t length) {
@@ -82,11 +90,7 @@ void fset_pack_builtin_type(msgpack_packer* packer, int type_id, const uint8_t* 
       msgpack_pack_double(packer, load<double>(value));
       break;
     case VEK_TYPE_UINT64:
-      if (if_display_hex(field_name)) {
-        pack_guid_hex(packer, load<uint64_t>(value));
-      } else {
-        msgpack_pack_uint64(packer, load<uint64_t>(value));
-      }
+      pack_uint64(packer, load<uint64_t>(value), field_name);
       break;
     default:
       msgpack_pack_str(packer, 1);

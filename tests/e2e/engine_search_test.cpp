@@ -35,17 +35,17 @@ constexpr const char* kSecond = "6 [Fluent Bit Exporter] \t\t\t\t LD_LIBRARY_PAT
 TEST_F(EngineSearch, SaysEveryPlaceWhenTheLibraryIsNowhere) {
   const EnvGuard path("FLUENT_BIT_EXPORT_API_SO", "/nonexistent/engine.so");
   const EnvGuard loader("LD_LIBRARY_PATH", "/nonexistent/ld");
-  const EnvGuard root("VEK_ROOT", "/nonexistent/root");
+  const EnvGuard root("VEK_ROOT", "/nonexistent/vek");
   EXPECT_EQ(Exporters(config_.path()).handle(), nullptr);
   EXPECT_THAT(
       said(),
       ElementsAre(
-          "6 deploy_path = /nonexistent/root (VEK_ROOT)", kLooking, kFirst,
+          "6 deploy_path = /nonexistent/vek (VEK_ROOT)", kLooking, kFirst,
           StartsWith("4 failed to open library /nonexistent/engine.so: /nonexistent/engine.so: "),
           "6 [Fluent Bit Exporter] \t\t\t\t LD_LIBRARY_PATH=/nonexistent/ld",
           StartsWith("4 failed to open library libraw_msgpack_api.so: libraw_msgpack_api.so: "),
-          "6 [Fluent Bit Exporter] \t\t\t\t '/nonexistent/root/lib/'",
-          StartsWith("4 failed to open library /nonexistent/root/lib/libraw_msgpack_api.so: "),
+          "6 [Fluent Bit Exporter] \t\t\t\t '/nonexistent/vek/lib/'",
+          StartsWith("4 failed to open library /nonexistent/vek/lib/libraw_msgpack_api.so: "),
           "6 [Fluent Bit Exporter] Cannot find 'libraw_msgpack_api.so'. Dumping env variables.",
           "6 \tFLUENT_BIT_EXPORT_API_SO=/nonexistent/engine.so",
           "6 \tLD_LIBRARY_PATH=/nonexistent/ld",
