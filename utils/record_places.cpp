@@ -20,81 +20,12 @@ constexpr char kTrue = static_cast<char>(0xc3);
 constexpr char kFalse = static_cast<char>(0xc2);
 constexpr size_t kWord = sizeof(uint64_t);
 constexpr unsigned kMostMoves = 4;  // one costs as much as some forty counters packed anew
-constexpr size_t kNumbersAtATime = 64;
 
 constexpr auto stands_before = [](const auto& value, uint32_t place) { return value.out < place; };
 
-uint32_t header_size(size_t text) noexcept {
-  if (text < 32) return 1;
-  if (text < 256) return 2;
-  return text < 65536 ? 3 : 5;
-}
-
-template <bool kIsWide>
-[[gnu::always_inline]] inline uint64_t read_number(const char* bytes, uint32_t at,
-                                                   NumberRead read) noexcept {
-  uint64_t value = load_unaligned<uint64_t>(bytes + at);
-  if constexpr (!kIsWide) {
-    value <<= read.up;
-    const auto mask = static_cast<uint64_t>(int64_t{read.sign_mask});
-    const uint64_t sign = static_cast<uint64_t>(static_cast<int64_t>(value) >> 63) & mask;
-    value = (value ^ sign) >> read.down ^ sign;
-  }
-  return value;
-}
-
-// Every value goes to its place and is checked against it; the answer comes at the end, so that
-// nothing waits for it. Words overlap what stands behind a number, which is why they carry it.
-template <bool kIsWide, typename Number>
-[[gnu::always_inline]] inline bool write_numbers(char* record, const Number* begin,
-                                                 const Number* end, const char* bytes) noexcept {
-  uint64_t misfits = 0;
-  for (const Number* number = begin; number != end; ++number) {
-    const uint64_t value = read_number<kIsWide>(bytes, number->in, number->read);
-    misfits += value - number->least > number->span ? 1 : 0;
-    const uint64_t word = __builtin_bswap64(value << number->shift) | number->tail;
-    std::memcpy(record + number->out, &word, kWord);
-  }
-  return misfits == 0;
-}
-
-template <typename Number>
-using WriteNumbers = bool (*)(char*, const Number*, const Number*, const char*) noexcept;
-
-template <typename Number, bool kIsWide>
-bool write_baseline(char* record, const Number* begin, const Number* end,
-                    const char* bytes) noexcept {
-  return write_numbers<kIsWide>(record, begin, end, bytes);
-}
-
-#if defined(__x86_64__)
-// For processors that shift by any register in one cheap instruction.
-template <typename Number, bool kIsWide>
-[[gnu::target("bmi2")]] bool write_modern(char* record, const Number* begin, const Number* end,
-                                          const char* bytes) noexcept {
-  return write_numbers<kIsWide>(record, begin, end, bytes);
-}
-
-const bool g_is_modern = __builtin_cpu_supports("bmi2");
-
-template <typename Number, bool kIsWide>
-WriteNumbers<Number> writer(bool is_modern) noexcept {
-  return is_modern ? write_modern<Number, kIsWide> : write_baseline<Number, kIsWide>;
-}
-#else
-constexpr bool g_is_modern = false;
-
-template <typename Number, bool kIsWide>
-WriteNumbers<Number> writer(bool /*is_modern*/) noexcept {
-  return write_baseline<Number, kIsWide>;
-}
-#endif
-
 }  // namespace
 
-bool RecordPlaces::rewrite(const PlanInput& input) noexcept {
-  return rewrite_by(g_is_modern, input);
-}
+bool RecordPlaces::rewrite(const PlanInput& input) noexcept { return rewrite_by(true, input); }
 
 bool RecordPlaces::rewrite_baseline(const PlanInput& input) noexcept {
   return rewrite_by(false, input);
@@ -102,112 +33,67 @@ bool RecordPlaces::rewrite_baseline(const PlanInput& input) noexcept {
 
 bool RecordPlaces::rewrite_by(bool is_modern, const PlanInput& input) noexcept {
   moves_left_ = kMostMoves;
-  if (!rewrite_numbers(is_modern, input.bytes)) return false;
-  // These come behind the numbers, whose words may overlap them.
-  for (Other& other : others_) {
+  // The events of a block have one time.
+  if (input.time_us != time_us_) {
+    time_us_ = input.time_us;
+    if (!rewrite_all(times_, input)) return false;
+  }
+  // The words of numbers may overlap what comes behind them.
+  return rewrite_numbers(is_modern, input.bytes) && rewrite_texts(is_modern, input) &&
+         rewrite_all(others_, input);
+}
+
+bool RecordPlaces::rewrite_all(std::vector<Other>& others, const PlanInput& input) noexcept {
+  for (Other& other : others) {
     if (!rewrite_other(other, input)) return false;
   }
   return true;
 }
 
-bool RecordPlaces::rewrite_numbers(bool is_modern, const char* bytes) noexcept {
-  const auto write =
-      has_only_wide_numbers_ ? writer<Number, true>(is_modern) : writer<Number, false>(is_modern);
-  Number* const end = numbers_.data() + numbers_.size();
-  for (Number* at = numbers_.data(); at < end;) {
-    Number* const stop = at + std::min<ptrdiff_t>(kNumbersAtATime, end - at);
-    if (write(record_, at, stop, bytes)) {
-      at = stop;
-      continue;
-    }
-    // Those before the first misfit are as they should be.
-    uint64_t value = 0;
-    for (;; ++at) {
-      value = read_number<false>(bytes, at->in, at->read);
-      if (value - at->least > at->span) break;
-    }
-    if (!resize(*at, value)) return false;
+bool RecordPlaces::rewrite_texts(bool is_modern, const PlanInput& input) noexcept {
+  for (size_t at = 0;; ++at) {
+    at = is_modern ? texts_.write(record_, input.bytes, at)
+                   : texts_.write_baseline(record_, input.bytes, at);
+    if (at == texts_.size()) return true;
+    if (!resize_text(at, input)) return false;
   }
-  return true;
+}
+
+bool RecordPlaces::rewrite_numbers(bool is_modern, const char* bytes) noexcept {
+  for (size_t at = 0;;) {
+    at = is_modern ? numbers_.write(record_, bytes, at)
+                   : numbers_.write_baseline(record_, bytes, at);
+    if (at == numbers_.size()) return true;
+    if (!resize(at, bytes)) return false;
+  }
 }
 
 // Gives a number the size of another value; it is written afterwards.
-bool RecordPlaces::resize(Number& number, uint64_t value) noexcept {
+bool RecordPlaces::resize(size_t number, const char* bytes) noexcept {
   char encoded[kMsgpackMaxNumber + kWord];
-  const char* const end = number.read.sign_mask != 0 ? put_int(encoded, static_cast<int64_t>(value))
-                                                     : put_uint(encoded, value);
-  const uint32_t begin = number.begin();
-  if (!move(number.end(), begin + static_cast<uint32_t>(end - encoded))) return false;
+  const char* const end = numbers_.write_anew(encoded, bytes, number);
+  const uint32_t begin = numbers_.begin(number);
+  if (!move(numbers_.end(number), begin + static_cast<uint32_t>(end - encoded))) return false;
   record_[begin] = encoded[0];
-  number.out = begin;
-  describe(number);
-  renew_tails_before(begin);
+  numbers_.renew(number, record_, begin);
+  numbers_.renew_tails_before(begin, record_);
   return true;
 }
 
-// What the first byte of a number says: `out` is its place on entry.
-void RecordPlaces::describe(Number& number) noexcept {
-  constexpr uint64_t kMost = std::numeric_limits<uint64_t>::max();
-  const auto set = [&number](uint8_t bytes, uint64_t least, uint64_t largest) {
-    number.lead = bytes > 0 ? 1 : 0;
-    number.shift = static_cast<uint8_t>(64 - 8 * std::max<uint8_t>(bytes, 1));
-    number.least = least;
-    number.span = largest - least;
-  };
-  const auto set_negative = [&set](uint8_t bytes, int64_t least, int64_t largest) {
-    set(bytes, static_cast<uint64_t>(least), static_cast<uint64_t>(largest));
-  };
-  const auto first = static_cast<uint8_t>(record_[number.out]);
-  switch (first) {
-    case 0xca:
-      set(4, 0, kMost);
-      break;
-    case 0xcb:
-      set(8, 0, kMost);
-      break;
-    case 0xcc:
-      set(1, 0x80, 0xff);
-      break;
-    case 0xcd:
-      set(2, 0x100, 0xffff);
-      break;
-    case 0xce:
-      set(4, 0x1'0000, 0xffff'ffff);
-      break;
-    case 0xcf:
-      set(8, 0x1'0000'0000, number.read.sign_mask != 0 ? kMost / 2 : kMost);
-      break;
-    case 0xd0:
-      set_negative(1, -128, -33);
-      break;
-    case 0xd1:
-      set_negative(2, -32'768, -129);
-      break;
-    case 0xd2:
-      set_negative(4, -2'147'483'648, -32'769);
-      break;
-    case 0xd3:
-      set_negative(8, std::numeric_limits<int64_t>::min(), -2'147'483'649);
-      break;
-    default:
-      if (first < 0x80) {
-        set(0, 0, 0x7f);
-      } else {
-        set_negative(0, -32, -1);
-      }
-      break;
+// Writes a text that is longer or shorter than its place.
+bool RecordPlaces::resize_text(size_t text, const PlanInput& input) noexcept {
+  const PlanStep& step = texts_.step(text);
+  const char* const value = input.bytes + step.offset;
+  const uint32_t length = text_length(value, step);
+  if (length == 0 && step.value == StepValue::kTextUnlessEmpty && input.leave_out_empty) {
+    return false;
   }
-  number.out += number.lead;
-  renew_tail(number);
-}
-
-void RecordPlaces::renew_tail(Number& number) noexcept {
-  const uint8_t bits = static_cast<uint8_t>(64 - number.shift);
-  if (bits == 64) {
-    number.tail = 0;
-  } else {
-    number.tail = load_unaligned<uint64_t>(record_ + number.out) >> bits << bits;
-  }
+  const uint32_t begin = texts_.begin(text);
+  if (!move(texts_.end(text), begin + text_header_size(length) + length)) return false;
+  texts_.renew(text, length);
+  put_str(record_ + begin, value, length);
+  numbers_.renew_tails_before(begin, record_);
+  return true;
 }
 
 // Moves what stands behind a value that gets another end, and notes the new places.
@@ -219,17 +105,13 @@ bool RecordPlaces::move(uint32_t old_end, uint32_t new_end) noexcept {
   std::memmove(record_ + new_end, record_ + old_end, size_ - old_end);
   size_ = new_size;
   const uint32_t shift = new_end - old_end;  // modulo 2^32
-  const auto number = std::lower_bound(numbers_.begin(), numbers_.end(), old_end, stands_before);
-  for (auto later = number; later != numbers_.end(); ++later) later->out += shift;
-  const auto other = std::lower_bound(others_.begin(), others_.end(), old_end, stands_before);
-  for (auto later = other; later != others_.end(); ++later) later->out += shift;
+  numbers_.move_from(old_end, shift);
+  texts_.move_from(old_end, shift);
+  for (std::vector<Other>* others : {&others_, &times_}) {
+    auto other = std::lower_bound(others->begin(), others->end(), old_end, stands_before);
+    for (; other != others->end(); ++other) other->out += shift;
+  }
   return true;
-}
-
-// The words of a few numbers may reach into what has changed there.
-void RecordPlaces::renew_tails_before(uint32_t place) noexcept {
-  auto number = std::lower_bound(numbers_.begin(), numbers_.end(), place, stands_before);
-  while (number != numbers_.begin() && (--number)->out + kWord > place) renew_tail(*number);
 }
 
 bool RecordPlaces::rewrite_other(Other& other, const PlanInput& input) noexcept {
@@ -273,21 +155,23 @@ bool RecordPlaces::rewrite_guid(Other& other, uint64_t guid) noexcept {
   }
   other.guid = guid;
   if (!rewrite_text(other, GuidText(guid).view())) return false;
-  renew_tails_before(other.out);
+  numbers_.renew_tails_before(other.out, record_);
   return true;
 }
 
 bool RecordPlaces::rewrite_text(Other& other, std::string_view text) noexcept {
   if (text.size() == other.text) [[likely]] {
-    put_bytes(record_ + other.out + header_size(text.size()), text.data(), text.size());
+    put_bytes(record_ + other.out + text_header_size(text.size()), text.data(), text.size());
     return true;
   }
   const auto size = static_cast<uint32_t>(text.size());
-  const auto end = [&other](uint32_t length) { return other.out + header_size(length) + length; };
+  const auto end = [&other](uint32_t length) {
+    return other.out + text_header_size(length) + length;
+  };
   if (!move(end(other.text), end(size))) return false;
   other.text = size;
   put_str(record_ + other.out, text.data(), size);
-  renew_tails_before(other.out);
+  numbers_.renew_tails_before(other.out, record_);
   return true;
 }
 

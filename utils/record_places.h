@@ -8,11 +8,12 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <span>
 #include <string_view>
 #include <vector>
 
+#include "utils/number_places.h"
 #include "utils/packing_plan.h"
+#include "utils/text_places.h"
 
 namespace vek {
 
@@ -32,20 +33,6 @@ class RecordPlaces {
   std::string_view record() const { return {record_, size_}; }
 
  private:
-  // A number's place, and the values that have its size.
-  struct Number {
-    uint64_t least;
-    uint64_t span;  // largest value less `least`
-    uint64_t tail;  // what stands behind the number, in the bytes of its word that it leaves
-    uint32_t in;
-    uint32_t out;  // of the value's own bytes
-    NumberRead read;
-    uint8_t lead;  // bytes before those
-    uint8_t shift;
-
-    uint32_t begin() const { return out - lead; }
-    uint32_t end() const { return out + 8u - shift / 8u; }
-  };
   // Any other value's place, or the place where it would be when it was left out.
   struct Other {
     const PlanStep* step;
@@ -58,22 +45,25 @@ class RecordPlaces {
 
   bool rewrite_by(bool is_modern, const PlanInput& input) noexcept;
   bool rewrite_numbers(bool is_modern, const char* bytes) noexcept;
+  bool rewrite_texts(bool is_modern, const PlanInput& input) noexcept;
+  bool rewrite_all(std::vector<Other>& others, const PlanInput& input) noexcept;
   bool rewrite_other(Other& other, const PlanInput& input) noexcept;
   bool rewrite_text(Other& other, std::string_view text) noexcept;
   bool rewrite_guid(Other& other, uint64_t guid) noexcept;
-  bool resize(Number& number, uint64_t value) noexcept;
-  void describe(Number& number) noexcept;
-  void renew_tail(Number& number) noexcept;
-  void renew_tails_before(uint32_t place) noexcept;
+  bool resize(size_t number, const char* bytes) noexcept;
+  bool resize_text(size_t text, const PlanInput& input) noexcept;
   bool move(uint32_t old_end, uint32_t new_end) noexcept;
 
   char* record_ = nullptr;
   size_t size_ = 0;
   size_t capacity_ = 0;
   unsigned moves_left_ = 0;  // for the record at hand
-  bool has_only_wide_numbers_ = false;
-  std::vector<Number> numbers_;  // in the order of the record, as the others are
+  // Each in the order of the record.
+  NumberPlaces numbers_;
+  TextPlaces texts_;
   std::vector<Other> others_;
+  std::vector<Other> times_;  // those in front of all numbers, which no word reaches
+  uint64_t time_us_ = 0;      // that times_ say
 };
 
 }  // namespace vek

@@ -35,11 +35,10 @@ class RecordPlaces::Learner {
       case StepValue::kBool:
         return other(step, 1);
       case StepValue::kSeconds:
-        return other(step, kMsgpackMaxNumber);
+        return time(step);
       case StepValue::kTime:
         // Any other time is packed anew.
-        return input_.time_us > std::numeric_limits<uint32_t>::max() &&
-               other(step, kMsgpackMaxNumber);
+        return input_.time_us > std::numeric_limits<uint32_t>::max() && time(step);
       case StepValue::kMapHeader:
         // Says how many texts are left out, and each of those has a place.
         at_ += map_header_size();
@@ -63,14 +62,11 @@ class RecordPlaces::Learner {
   }
 
   bool number(const PlanStep& step) {
-    Number number = {};
-    number.in = static_cast<uint32_t>(step.offset);
-    number.read = step.number;
-    number.out = at_;
-    places_.describe(number);
-    at_ = number.end();
-    places_.numbers_.push_back(number);
-    return step.offset <= std::numeric_limits<uint32_t>::max();
+    if (step.offset > std::numeric_limits<uint32_t>::max()) return false;
+    NumberPlaces& numbers = places_.numbers_;
+    numbers.append(static_cast<uint32_t>(step.offset), step.number, places_.record_, at_);
+    at_ = numbers.end(numbers.size() - 1);
+    return true;
   }
 
   bool text(const PlanStep& step) {
@@ -81,8 +77,22 @@ class RecordPlaces::Learner {
       size = 0;
       for (int left = 1 << (first - 0xd9); left > 0; --left) size = size << 8 | byte(at_++);
     }
-    places_.others_.push_back({&step, begin, size, false, 0});
+    const bool may_go = step.value == StepValue::kTextUnlessEmpty && size == 0;
+    const bool is_field =
+        step.value == StepValue::kText || step.value == StepValue::kTextUnlessEmpty;
+    if (is_field && !may_go && TextPlaces::takes(step)) {
+      places_.texts_.append(step, begin, size);
+    } else {
+      places_.others_.push_back({&step, begin, size, false, 0});
+    }
     at_ += size;
+    return true;
+  }
+
+  bool time(const PlanStep& step) {
+    auto& times = places_.numbers_.size() == 0 ? places_.times_ : places_.others_;
+    times.push_back({&step, at_, 0, false, 0});
+    at_ += kMsgpackMaxNumber;
     return true;
   }
 
@@ -120,9 +130,11 @@ bool RecordPlaces::learn(const PlanSection& head, const PlanSection& body, const
   record_ = record;
   size_ = size;
   capacity_ = capacity;
-  has_only_wide_numbers_ = head.has_only_wide_numbers && body.has_only_wide_numbers;
   numbers_.clear();
+  texts_.clear();
   others_.clear();
+  times_.clear();
+  time_us_ = input.time_us;
   try {
     Learner learner(*this, input);
     return learner.section(head) && learner.section(body);

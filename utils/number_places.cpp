@@ -1,0 +1,253 @@
+#include "utils/number_places.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
+
+#include "utils/msgpack_encode.h"
+#include "utils/unaligned.h"
+
+namespace vek {
+namespace {
+
+constexpr size_t kWord = sizeof(uint64_t);
+constexpr unsigned kBits = 64;
+constexpr uint64_t kSign = uint64_t{1} << 63;
+constexpr size_t kAtATime = 64;  // numbers that are written before their misfits are looked for
+
+// What the first byte of a number says about the values that have its form.
+struct Form {
+  uint8_t bytes;  // of the number itself; 0: it shares the first one
+  int64_t least;
+  uint64_t largest;
+};
+
+Form form_of(uint8_t first) {
+  constexpr uint64_t kMost = std::numeric_limits<uint64_t>::max();
+  const auto negative = [](uint8_t bytes, int64_t least, int64_t largest) {
+    return Form{bytes, least, static_cast<uint64_t>(largest)};
+  };
+  switch (first) {
+    case 0xca:
+      return {4, 0, kMost};
+    case 0xcb:
+      return {8, 0, kMost};
+    case 0xcc:
+      return {1, 0x80, 0xff};
+    case 0xcd:
+      return {2, 0x100, 0xffff};
+    case 0xce:
+      return {4, 0x1'0000, 0xffff'ffff};
+    case 0xcf:
+      return {8, 0x1'0000'0000, kMost};
+    case 0xd0:
+      return negative(1, -128, -33);
+    case 0xd1:
+      return negative(2, -32'768, -129);
+    case 0xd2:
+      return negative(4, -2'147'483'648, -32'769);
+    case 0xd3:
+      return negative(8, std::numeric_limits<int64_t>::min(), -2'147'483'649);
+    default:
+      return first < 0x80 ? Form{0, 0, 0x7f} : negative(0, -32, -1);
+  }
+}
+
+}  // namespace
+
+void NumberPlaces::clear() {
+  quads_.clear();
+  details_.clear();
+}
+
+void NumberPlaces::append(uint32_t in, NumberRead read, const char* record, uint32_t out) {
+  const size_t index = details_.size();
+  const size_t lane = index % kLanes;
+  if (lane == 0) quads_.emplace_back();
+  details_.push_back({read, 0});
+  quads_.back().in[lane] = in;
+  quads_.back().up[lane] = read.up;
+  renew(index, record, out);
+}
+
+// The value's width, less what is not written of it.
+uint8_t NumberPlaces::own_bytes(size_t index) const {
+  const unsigned unwritten = quads_[index / kLanes].shift[index % kLanes];
+  return static_cast<uint8_t>((kBits - details_[index].read.down - unwritten) / 8);
+}
+
+uint32_t NumberPlaces::begin(size_t index) const { return out(index) - details_[index].lead; }
+
+uint32_t NumberPlaces::end(size_t index) const { return out(index) + own_bytes(index); }
+
+void NumberPlaces::renew(size_t index, const char* record, uint32_t out) noexcept {
+  Detail& detail = details_[index];
+  Quad& quad = quads_[index / kLanes];
+  const size_t lane = index % kLanes;
+  const Form form = form_of(static_cast<uint8_t>(record[out]));
+  const unsigned unused = detail.read.down;
+  uint64_t largest = form.largest;
+  // Of a signed number the highest bit is no part of how large it is.
+  if (detail.read.sign_mask != 0 && form.least >= 0) {
+    largest = std::min(largest, (kSign - 1) >> unused);
+  }
+  const auto least = static_cast<uint64_t>(form.least);
+  const unsigned written = 8u * std::max<unsigned>(form.bytes, 1);
+  detail.lead = form.bytes > 0 ? 1 : 0;
+  quad.least[lane] = (least << unused) + kSign;
+  quad.span[lane] = static_cast<int64_t>(((largest - least) << unused) ^ kSign);
+  quad.shift[lane] = static_cast<uint8_t>(kBits - unused - written);
+  quad.out[lane] = out + detail.lead;
+  renew_tail(index, record);
+}
+
+void NumberPlaces::renew_tail(size_t index, const char* record) noexcept {
+  const unsigned bits = 8u * own_bytes(index);
+  uint64_t& tail = quads_[index / kLanes].tail[index % kLanes];
+  tail = bits == kBits ? 0 : load_unaligned<uint64_t>(record + out(index)) >> bits << bits;
+}
+
+// The first one that begins at `place` or behind it.
+size_t NumberPlaces::first_from(uint32_t place) const noexcept {
+  size_t first = 0;
+  for (size_t left = size(); left > 0;) {
+    const size_t half = left / 2;
+    if (out(first + half) < place) {
+      first += half + 1;
+      left -= half + 1;
+    } else {
+      left = half;
+    }
+  }
+  return first;
+}
+
+void NumberPlaces::move_from(uint32_t place, uint32_t shift) noexcept {
+  for (size_t index = first_from(place); index < size(); ++index) out(index) += shift;
+}
+
+void NumberPlaces::renew_tails_before(uint32_t place, const char* record) noexcept {
+  for (size_t index = first_from(place); index > 0 && out(index - 1) + kWord > place; --index) {
+    renew_tail(index - 1, record);
+  }
+}
+
+char* NumberPlaces::write_anew(char* p, const char* bytes, size_t index) const noexcept {
+  const NumberRead read = details_[index].read;
+  const uint64_t value = load_unaligned<uint64_t>(bytes + quads_[index / kLanes].in[index % kLanes])
+                         << read.up;
+  // Reals never get another size, so that this is an integer.
+  return read.sign_mask != 0 ? put_int(p, static_cast<int64_t>(value) >> read.down)
+                             : put_uint(p, value >> read.down);
+}
+
+// Words overlap what stands behind a number, which is why they carry it.
+[[gnu::always_inline]] inline bool NumberPlaces::write_one(const Quad& quad, size_t lane,
+                                                           char* record,
+                                                           const char* bytes) noexcept {
+  const uint64_t value = load_unaligned<uint64_t>(bytes + quad.in[lane]) << quad.up[lane];
+  const uint64_t word = __builtin_bswap64(value << quad.shift[lane]) | quad.tail[lane];
+  std::memcpy(record + quad.out[lane], &word, kWord);
+  return static_cast<int64_t>(value - quad.least[lane]) <= quad.span[lane];
+}
+
+// Every value goes to its place and is checked against it; the answer comes at the end, so that
+// nothing waits for it.
+bool NumberPlaces::write_singly(size_t first, size_t last, char* record,
+                                const char* bytes) const noexcept {
+  bool fit = true;
+  for (size_t index = first; index < last; ++index) {
+    fit &= write_one(quads_[index / kLanes], index % kLanes, record, bytes);
+  }
+  return fit;
+}
+
+size_t NumberPlaces::first_misfit(const char* bytes, size_t first) const noexcept {
+  for (;; ++first) {
+    const Quad& quad = quads_[first / kLanes];
+    const size_t lane = first % kLanes;
+    const uint64_t value = load_unaligned<uint64_t>(bytes + quad.in[lane]) << quad.up[lane];
+    if (static_cast<int64_t>(value - quad.least[lane]) > quad.span[lane]) return first;
+  }
+}
+
+#if defined(__x86_64__)
+const bool g_is_modern = __builtin_cpu_supports("avx2") != 0;
+
+namespace {
+
+template <typename Word>
+[[gnu::target("avx2"), gnu::always_inline]] inline __m256i load(const Word (&words)[4]) noexcept {
+  static_assert(sizeof(words) == sizeof(__m256i));
+  return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(words));
+}
+
+[[gnu::target("avx2"), gnu::always_inline]] inline __m256i widen(
+    const uint8_t (&bytes)[4]) noexcept {
+  return _mm256_cvtepu8_epi64(_mm_loadu_si32(bytes));
+}
+
+}  // namespace
+
+[[gnu::target("avx2")]] bool NumberPlaces::write_quads(const Quad* begin, const Quad* end,
+                                                       char* record, const char* bytes) noexcept {
+  const __m256i swapped = _mm256_set_epi64x(0x08090a0b0c0d0e0f, 0x0001020304050607,
+                                            0x08090a0b0c0d0e0f, 0x0001020304050607);
+  __m256i misfits = _mm256_setzero_si256();
+  for (const Quad* quad = begin; quad != end; ++quad) {
+    const auto read = [&](size_t lane) { return load_unaligned<int64_t>(bytes + quad->in[lane]); };
+    __m256i words = _mm256_set_epi64x(read(3), read(2), read(1), read(0));
+    words = _mm256_sllv_epi64(words, widen(quad->up));
+    const __m256i above = _mm256_sub_epi64(words, load(quad->least));
+    misfits = _mm256_or_si256(misfits, _mm256_cmpgt_epi64(above, load(quad->span)));
+    words = _mm256_sllv_epi64(words, widen(quad->shift));
+    words = _mm256_or_si256(_mm256_shuffle_epi8(words, swapped), load(quad->tail));
+    // In this order: each word overlaps the next number's place.
+    const __m128i low = _mm256_castsi256_si128(words);
+    const __m128i high = _mm256_extracti128_si256(words, 1);
+    _mm_storeu_si64(record + quad->out[0], low);
+    _mm_storeu_si64(record + quad->out[1], _mm_unpackhi_epi64(low, low));
+    _mm_storeu_si64(record + quad->out[2], high);
+    _mm_storeu_si64(record + quad->out[3], _mm_unpackhi_epi64(high, high));
+  }
+  return _mm256_testz_si256(misfits, misfits) != 0;
+}
+#else
+constexpr bool g_is_modern = false;
+
+bool NumberPlaces::write_quads(const Quad*, const Quad*, char*, const char*) noexcept {
+  return false;
+}
+#endif
+
+size_t NumberPlaces::write_by(bool is_modern, char* record, const char* bytes,
+                              size_t first) const noexcept {
+  while (first < size()) {
+    size_t last = std::min(size(), first + kAtATime);
+    bool fit = false;
+    if (is_modern && first % kLanes == 0 && last - first >= kLanes) {
+      last -= last % kLanes;
+      const Quad* const quads = quads_.data();
+      fit = write_quads(quads + first / kLanes, quads + last / kLanes, record, bytes);
+    } else {
+      if (is_modern) last = std::min(last, first - first % kLanes + kLanes);
+      fit = write_singly(first, last, record, bytes);
+    }
+    if (!fit) return first_misfit(bytes, first);
+    first = last;
+  }
+  return first;
+}
+
+size_t NumberPlaces::write(char* record, const char* bytes, size_t first) const noexcept {
+  return write_by(g_is_modern, record, bytes, first);
+}
+
+size_t NumberPlaces::write_baseline(char* record, const char* bytes, size_t first) const noexcept {
+  return write_by(false, record, bytes, first);
+}
+
+}  // namespace vek

@@ -1,0 +1,79 @@
+// NumberPlaces: where the numbers of a packed record stand, so that others can be written there.
+//
+// The hot loop of the plug-in where values are steady. What it needs to know of a number lies in
+// lanes of four, so that one instruction checks and shifts four of them.
+#ifndef VEK_UTILS_NUMBER_PLACES_H
+#define VEK_UTILS_NUMBER_PLACES_H
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "utils/packing_plan.h"
+
+namespace vek {
+
+class NumberPlaces {
+ public:
+  void clear();
+  size_t size() const { return details_.size(); }
+  // A number that is read at `in` of every input and begins at `out` of the record, behind all
+  // others. Throws std::bad_alloc.
+  void append(uint32_t in, NumberRead read, const char* record, uint32_t out);
+
+  // Of a number's place: where it begins, with the byte that says its form, and where it ends.
+  uint32_t begin(size_t index) const;
+  uint32_t end(size_t index) const;
+
+  // Writes those from `first` on, in their order, until one does not have the size of its place;
+  // that one's index, or size(). What stands at its place and behind it is no use then.
+  size_t write(char* record, const char* bytes, size_t first) const noexcept;
+  // The same with instructions that every processor of the kind has.
+  size_t write_baseline(char* record, const char* bytes, size_t first) const noexcept;
+  // Writes one, in whatever size it needs, to `p`, where kMsgpackMaxNumber bytes are; its end.
+  char* write_anew(char* p, const char* bytes, size_t index) const noexcept;
+
+  // The number begins at `out`, in the form that the record has there.
+  void renew(size_t index, const char* record, uint32_t out) noexcept;
+  // What stood from `place` on has moved, by `shift` modulo 2^32.
+  void move_from(uint32_t place, uint32_t shift) noexcept;
+  // The record has changed at `place`, where the words of a few numbers before it reach.
+  void renew_tails_before(uint32_t place, const char* record) noexcept;
+
+ private:
+  static constexpr size_t kLanes = 4;
+  // Values are looked at as the highest bits of a word, where their width makes no difference.
+  struct Quad {
+    uint64_t least[kLanes];  // of the values of that size, plus 2^63: comparisons are signed ones
+    int64_t span[kLanes];    // from there to the largest, less 2^63
+    uint64_t tail[kLanes];   // what stands behind the number, in the bytes that it leaves of a word
+    uint32_t in[kLanes];
+    uint32_t out[kLanes];   // of the number's own bytes
+    uint8_t up[kLanes];     // shift to the highest bits
+    uint8_t shift[kLanes];  // past the bytes that are not written
+  };
+  struct Detail {
+    NumberRead read;
+    uint8_t lead;  // bytes before the number's own
+  };
+
+  uint32_t& out(size_t index) { return quads_[index / kLanes].out[index % kLanes]; }
+  uint32_t out(size_t index) const { return quads_[index / kLanes].out[index % kLanes]; }
+  uint8_t own_bytes(size_t index) const;
+  size_t first_from(uint32_t place) const noexcept;
+  void renew_tail(size_t index, const char* record) noexcept;
+
+  static bool write_one(const Quad& quad, size_t lane, char* record, const char* bytes) noexcept;
+  static bool write_quads(const Quad* begin, const Quad* end, char* record,
+                          const char* bytes) noexcept;
+  bool write_singly(size_t first, size_t last, char* record, const char* bytes) const noexcept;
+  size_t first_misfit(const char* bytes, size_t first) const noexcept;
+  size_t write_by(bool is_modern, char* record, const char* bytes, size_t first) const noexcept;
+
+  std::vector<Quad> quads_;
+  std::vector<Detail> details_;
+};
+
+}  // namespace vek
+
+#endif  // VEK_UTILS_NUMBER_PLACES_H

@@ -1,0 +1,117 @@
+#include "utils/text_places.h"
+
+#include <algorithm>
+#include <array>
+#include <limits>
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
+
+#include "utils/limited_text.h"
+#include "utils/msgpack_encode.h"
+
+namespace vek {
+
+bool TextPlaces::takes(const PlanStep& step) noexcept {
+  return step.has_window && step.offset <= std::numeric_limits<uint32_t>::max();
+}
+
+void TextPlaces::append(const PlanStep& step, uint32_t begin, uint32_t length) {
+  Text& text = texts_.emplace_back();
+  text.in = static_cast<uint32_t>(step.offset);
+  text.out = begin + text_header_size(length);
+  text.length = length;
+  text.step = &step;
+  expect(text);
+}
+
+void TextPlaces::expect(Text& text) noexcept {
+  if (text.length >= kTextWindow) {
+    text.looked_at = 0;
+    text.nul = 1;  // which is never so
+    return;
+  }
+  // Where the field ends with the text, no NUL does.
+  text.nul = text.length < text.step->text_limit ? 1u << text.length : 0;
+  text.looked_at = ((1u << text.length) - 1) | text.nul;
+}
+
+uint32_t TextPlaces::begin(size_t index) const {
+  return texts_[index].out - text_header_size(texts_[index].length);
+}
+
+void TextPlaces::renew(size_t index, uint32_t length) noexcept {
+  Text& text = texts_[index];
+  text.out = begin(index) + text_header_size(length);
+  text.length = length;
+  expect(text);
+}
+
+void TextPlaces::move_from(uint32_t place, uint32_t shift) noexcept {
+  // By their headers: an empty text begins where it ends.
+  const auto stands_before = [](const Text& text, uint32_t at) {
+    return text.out - text_header_size(text.length) < at;
+  };
+  auto text = std::lower_bound(texts_.begin(), texts_.end(), place, stands_before);
+  for (; text != texts_.end(); ++text) text->out += shift;
+}
+
+size_t TextPlaces::write_baseline(char* record, const char* bytes, size_t first) const noexcept {
+  for (; first < texts_.size(); ++first) {
+    const Text& text = texts_[first];
+    const char* value = bytes + text.in;
+    const uint32_t length = length_in_window(value, text.step->text_limit);
+    if (length != text.length || length == kTextWindow) break;
+    msgpack_detail::put_bytes(record + text.out, value, length);
+  }
+  return first;
+}
+
+#if defined(__x86_64__)
+namespace {
+
+// From kTextWindow - n on: as many set bytes as a text has, then others.
+alignas(2 * kTextWindow) constexpr auto kKept = [] {
+  std::array<uint8_t, 2 * kTextWindow> kept{};
+  for (size_t i = 0; i < kTextWindow; ++i) kept[i] = 0xff;
+  return kept;
+}();
+
+template <typename Byte>
+[[gnu::target("avx2"), gnu::always_inline]] inline __m256i load_window(const Byte* from) noexcept {
+  return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(from));
+}
+
+}  // namespace
+
+// One move writes any text: what stands behind it is read and written again.
+template <typename Text>
+[[gnu::target("avx2")]] static size_t write_windows(const Text* texts, size_t count, char* record,
+                                                    const char* bytes, size_t first) noexcept {
+  const __m256i nul = _mm256_setzero_si256();
+  for (; first < count; ++first) {
+    const Text& text = texts[first];
+    const __m256i value = load_window(bytes + text.in);
+    const int is_nul = _mm256_movemask_epi8(_mm256_cmpeq_epi8(value, nul));
+    if ((static_cast<uint32_t>(is_nul) & text.looked_at) != text.nul) break;
+    char* const out = record + text.out;
+    const __m256i kept = load_window(&kKept[kTextWindow - text.length]);
+    const __m256i all = _mm256_blendv_epi8(load_window(out), value, kept);
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), all);
+  }
+  return first;
+}
+
+static const bool g_is_modern = __builtin_cpu_supports("avx2") != 0;
+
+size_t TextPlaces::write(char* record, const char* bytes, size_t first) const noexcept {
+  if (!g_is_modern) return write_baseline(record, bytes, first);
+  return write_windows(texts_.data(), texts_.size(), record, bytes, first);
+}
+#else
+size_t TextPlaces::write(char* record, const char* bytes, size_t first) const noexcept {
+  return write_baseline(record, bytes, first);
+}
+#endif
+
+}  // namespace vek

@@ -1,0 +1,66 @@
+// TextPlaces: where the short texts of a packed record stand, so that others of their length can be
+// written there.
+#ifndef VEK_UTILS_TEXT_PLACES_H
+#define VEK_UTILS_TEXT_PLACES_H
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "utils/packing_plan.h"
+
+namespace vek {
+
+class TextPlaces {
+ public:
+  // Whether a text of a field is one for here: kTextWindow bytes of its field are readable, and
+  // it is found within the first 4 GiB of an input.
+  static bool takes(const PlanStep& step) noexcept;
+
+  void clear() { texts_.clear(); }
+  size_t size() const { return texts_.size(); }
+  // A text of `length` bytes whose header begins at `begin`, behind all others. `step` is borrowed.
+  // Throws std::bad_alloc.
+  void append(const PlanStep& step, uint32_t begin, uint32_t length);
+
+  const PlanStep& step(size_t index) const { return *texts_[index].step; }
+  uint32_t begin(size_t index) const;
+  uint32_t end(size_t index) const { return texts_[index].out + texts_[index].length; }
+
+  // Writes those from `first` on until one has another length than its place, or kTextWindow bytes
+  // and more; that one's index, or size(). Behind each place kTextWindow bytes must be there, which
+  // are left as they are.
+  size_t write(char* record, const char* bytes, size_t first) const noexcept;
+  // The same with instructions that every processor of the kind has.
+  size_t write_baseline(char* record, const char* bytes, size_t first) const noexcept;
+
+  // The text that begins at the same place is so long now.
+  void renew(size_t index, uint32_t length) noexcept;
+  // What stood from `place` on has moved, by `shift` modulo 2^32.
+  void move_from(uint32_t place, uint32_t shift) noexcept;
+
+ private:
+  struct Text {
+    uint32_t in;
+    uint32_t out;  // of its first byte, behind the header
+    uint32_t length;
+    uint32_t looked_at;  // bytes that say where a text ends, a bit each: up to the length's NUL
+    uint32_t nul;        // those of them that are NUL in a text of this length
+    const PlanStep* step;
+  };
+
+  static void expect(Text& text) noexcept;
+
+  std::vector<Text> texts_;
+};
+
+// Bytes before a text of that length.
+inline uint32_t text_header_size(size_t length) noexcept {
+  if (length < 32) return 1;
+  if (length < 256) return 2;
+  return length < 65536 ? 3 : 5;
+}
+
+}  // namespace vek
+
+#endif  // VEK_UTILS_TEXT_PLACES_H
