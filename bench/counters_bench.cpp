@@ -34,8 +34,8 @@ RecordPool make_pool(const CountersCase& what, CounterSamples& samples) {
     plain.size = 0;
     test::plain_pack_into(&plain, block.data(), samples.set(), what.source, what.layout);
     const std::string_view expected(plain.data, plain.size);
-    if (pack_counters_block(packer, block.data(), samples.set(), what.source, what.layout) !=
-        expected) {
+    if (pack_counters_block(packer, block.data(), samples.set(), what.source,
+                            layout_named(what.layout)) != expected) {
       fail(what.name, "the records differ from the plain packer's");
     }
     pool.add(expected);
@@ -48,10 +48,12 @@ Prepared prepare_ours(const CountersCase& what) {
   const auto samples = std::make_shared<CounterSamples>(what.samples);
   const double bytes = make_pool(what, *samples).mean_bytes();
   const auto packer = std::make_shared<RecordPacker>();
+  const std::string_view source = what.source;
+  const RecordLayout layout = layout_named(what.layout);
   return {[=](size_t count) {
             for (size_t i = 0; i < count; ++i) {
               const auto record = pack_counters_block(*packer, samples->next_block(),
-                                                      samples->set(), what.source, what.layout);
+                                                      samples->set(), source, layout);
               benchmark::DoNotOptimize(record.size());
               benchmark::ClobberMemory();
             }

@@ -22,7 +22,6 @@ namespace vek::bench {
 namespace {
 
 constexpr char kSource[] = "node-0017.rack-4";
-constexpr char kLayout[] = "flb_std";
 
 // One destination without any choice, driven as a collector does it.
 class Plugin {
@@ -100,8 +99,8 @@ Prepared prepare_conversion() {
   return {[=](size_t count) {
             for (size_t i = 0; i < count; ++i) {
               const uint8_t* block = pages->next().data() + sizeof(vek_data_page_t);
-              const auto record =
-                  pack_counters_block(*packer, block, pages->samples.set(), kSource, kLayout);
+              const auto record = pack_counters_block(*packer, block, pages->samples.set(), kSource,
+                                                      RecordLayout::kFlbStd);
               benchmark::DoNotOptimize(record.size());
               benchmark::ClobberMemory();
             }

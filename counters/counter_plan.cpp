@@ -172,12 +172,13 @@ void log_unknown_type_of(const void* context, uint64_t index) {
                                             : set.meta[index - set.num_counters].name);
 }
 
-PlanInput input_of(const vek_counter_set_t& set, const char* block, const char* source) noexcept {
+PlanInput input_of(const vek_counter_set_t& set, const char* block,
+                   std::string_view source) noexcept {
   PlanInput input;
   input.bytes = block;
   input.time_us = load_unaligned<uint64_t>(block + offsetof(vek_counters_block_t, timestamp));
-  if (source) input.source = source;
-  input.has_source = !input.source.empty();
+  input.source = source;
+  input.has_source = !source.empty();
   input.note = log_unknown_type_of;
   input.context = &set;
   return input;
@@ -196,14 +197,15 @@ std::unique_ptr<vek_counter_plan> make_counter_plan(const vek_counter_set_t& set
 }
 
 CountersRecord::CountersRecord(const vek_counter_plan& plan, const vek_counter_set_t& set,
-                               const void* block, const char* source, const char* layout) noexcept
+                               const void* block, std::string_view source,
+                               RecordLayout layout) noexcept
     : input(input_of(set, static_cast<const char*>(block), source)),
       head(head_for(plan, layout)),
       body(plan.body) {}
 
 const PlanSection& CountersRecord::head_for(const vek_counter_plan& plan,
-                                            const char* layout) const noexcept {
-  if (layout && std::strcmp(layout, "flb_std") == 0) return plan.flb_std_head;
+                                            RecordLayout layout) const noexcept {
+  if (layout == RecordLayout::kFlbStd) return plan.flb_std_head;
   return input.has_source ? plan.custom_head : plan.custom_head_without_source;
 }
 

@@ -9,6 +9,7 @@
 
 #include "counters/counter_set.h"
 #include "utils/packing_plan.h"
+#include "utils/record_layout.h"
 
 struct vek_counter_plan {
   vek::PlanSection flb_std_head;
@@ -34,18 +35,17 @@ namespace vek {
 // Null when memory runs out.
 std::unique_ptr<vek_counter_plan> make_counter_plan(const vek_counter_set_t& set) noexcept;
 
-// What a block's record is packed from. Refers to everything that it is made of; `source` and
-// `layout` may be null.
+// What a block's record is packed from. Refers to everything that it is made of.
 struct CountersRecord {
   CountersRecord(const vek_counter_plan& plan, const vek_counter_set_t& set, const void* block,
-                 const char* source, const char* layout) noexcept;
+                 std::string_view source, RecordLayout layout) noexcept;
 
   PlanInput input;
   const PlanSection& head;
   const PlanSection& body;
 
  private:
-  const PlanSection& head_for(const vek_counter_plan& plan, const char* layout) const noexcept;
+  const PlanSection& head_for(const vek_counter_plan& plan, RecordLayout layout) const noexcept;
 };
 
 }  // namespace vek

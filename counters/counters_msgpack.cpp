@@ -44,7 +44,8 @@ void vek_counter_block_to_msgpack_filtered(msgpack_sbuffer* out, const void* blo
   std::unique_ptr<vek_counter_plan> made;
   const vek_counter_plan* plan = plan_of(*set, made);
   if (!plan) return;
-  const vek::CountersRecord record(*plan, *set, block, source, layout);
+  const vek::CountersRecord record(*plan, *set, block, source ? source : std::string_view(),
+                                   vek::layout_named(layout));
   vek::MsgpackBuffer buffer;
   const size_t size =
       vek::pack_record(buffer, record.head, record.body, record.input, kFirstCapacity);
@@ -52,8 +53,8 @@ void vek_counter_block_to_msgpack_filtered(msgpack_sbuffer* out, const void* blo
 }
 
 std::string_view vek::pack_counters_block(RecordPacker& packer, const void* block,
-                                          const vek_counter_set_t* set, const char* source,
-                                          const char* layout) noexcept {
+                                          const vek_counter_set_t* set, std::string_view source,
+                                          RecordLayout layout) noexcept {
   if (!packs_something(block, set)) return {};
   std::unique_ptr<vek_counter_plan> made;
   const vek_counter_plan* plan = plan_of(*set, made);

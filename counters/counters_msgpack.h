@@ -16,6 +16,9 @@
 
 #include "counters/counter_set.h"
 #include "utils/export.h"
+#ifdef __cplusplus
+#include "utils/record_layout.h"
+#endif
 
 VEK_C_BEGIN
 
@@ -51,8 +54,8 @@ class RecordPacker;
 // As vek_counter_block_to_msgpack_filtered, by a packer that is kept with the set: the record,
 // valid until its next call, or nothing.
 VEK_API std::string_view pack_counters_block(RecordPacker& packer, const void* block,
-                                             const vek_counter_set_t* set, const char* source,
-                                             const char* layout) noexcept;
+                                             const vek_counter_set_t* set, std::string_view source,
+                                             RecordLayout layout) noexcept;
 
 }  // namespace vek
 #endif

@@ -93,8 +93,11 @@ bool FluentBitExporter::exportEventsBlock(const PageView& page, const BlockRecor
 void FluentBitExporter::packEvents(EventPlan& plan, const vek_event_header_t& header, Bytes events,
                                    const char* source) {
   const uint64_t size = plan.record_size();
+  const std::string_view source_text = source;
+  const RecordLayout record_layout = layout();
   for (; size > 0 && !events.empty(); events = events.subspan(size)) {
-    send(FieldSet::packNextEvent(plan, events.data(), header.timestamp, source, layout()));
+    send(
+        FieldSet::packNextEvent(plan, events.data(), header.timestamp, source_text, record_layout));
   }
 }
 

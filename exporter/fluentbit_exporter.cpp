@@ -92,8 +92,8 @@ void FluentBitExporter::updateSetsWithTypeSystem(const vek_type_system_t* type_s
   if (type_system->num_schemas != 0) createFieldSet(type_system, fieldset_file_);
 }
 
-const char* FluentBitExporter::layout() const {
-  return msgpack_data_layout_ ? msgpack_data_layout_.get() : kStandardLayout.data();
+RecordLayout FluentBitExporter::layout() const {
+  return msgpack_data_layout_ ? layout_named(msgpack_data_layout_.get()) : RecordLayout::kFlbStd;
 }
 
 void FluentBitExporter::setPluginWithDefaultHostAndPort(const char* plugin) {

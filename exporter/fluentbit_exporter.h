@@ -122,7 +122,7 @@ class VEK_API FluentBitExporter {
   friend class TypeSystemPath;
   friend class SchemaManagerPath;
 
-  const char* layout() const;
+  RecordLayout layout() const;
   bool passesSourceTags(const PageView& page) const;
   bool exportOpaqueDataPage(const vek_data_page_t* page,
                             const vek_exporter_schema_manager_t* schema_manager);

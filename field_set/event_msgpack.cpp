@@ -20,8 +20,6 @@ T load(const uint8_t* value) noexcept {
   return vek::load_unaligned<T>(reinterpret_cast<const char*>(value));
 }
 
-bool isFlbStd(const char* layout) { return layout && std::strcmp(layout, "flb_std") == 0; }
-
 void pack_uint64(msgpack_packer* packer, uint64_t value, const char* field_name) {
   if (if_display_hex(field_name)) {
     pack_guid_hex(packer, value);
@@ -144,14 +142,15 @@ EventPlan* FieldSet::findPlan(const vek_event_header_t* header) {
 }
 
 std::string_view FieldSet::packNextEvent(EventPlan& plan, const uint8_t* event,
-                                         uint64_t timestamp_us, const char* source,
-                                         const char* layout) {
-  return plan.pack_next(event, timestamp_us, source, isFlbStd(layout));
+                                         uint64_t timestamp_us, std::string_view source,
+                                         RecordLayout layout) {
+  return plan.pack_next(event, timestamp_us, source, layout);
 }
 
 size_t FieldSet::packEvent(MsgpackBuffer& buffer, const EventPlan& plan, const uint8_t* event,
                            uint64_t timestamp_us, const char* source, const char* layout) {
-  return plan.pack(buffer, event, timestamp_us, source, isFlbStd(layout));
+  return plan.pack(buffer, event, timestamp_us, source ? source : std::string_view(),
+                   layout_named(layout));
 }
 
 void FieldSet::MsgPackToSimpleBuffer(msgpack_sbuffer* buffer, const uint8_t* event,

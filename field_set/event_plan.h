@@ -13,8 +13,10 @@
 #include <string>
 #include <string_view>
 
+#include "utils/guid_text.h"
 #include "utils/msgpack_buffer.h"
 #include "utils/packing_plan.h"
+#include "utils/record_layout.h"
 #include "utils/record_packer.h"
 
 namespace vek {
@@ -33,19 +35,27 @@ class EventPlan {
   bool packs_nothing() const { return included_ == 0; }
 
   // Writes the record of an event of record_size() bytes from the start of the buffer; its size, or
-  // 0 when nothing is to be sent or memory runs out. `source` may be null.
+  // 0 when nothing is to be sent or memory runs out. A source at null: there is none.
   size_t pack(MsgpackBuffer& buffer, const uint8_t* event, uint64_t timestamp_us,
-              const char* source, bool is_flb_std) const;
+              std::string_view source, RecordLayout layout) const;
   // The record, valid until the next call of the same plan; empty likewise.
-  std::string_view pack_next(const uint8_t* event, uint64_t timestamp_us, const char* source,
-                             bool is_flb_std);
+  std::string_view pack_next(const uint8_t* event, uint64_t timestamp_us, std::string_view source,
+                             RecordLayout layout);
 
  private:
   friend class EventPlanBuilder;
 
+  // The identifier that names the source, and its text.
+  struct NamedSource {
+    explicit NamedSource(uint64_t guid);
+    uint64_t guid;
+    GuidText text;
+  };
+
+  // `named` is renewed where it is another identifier's.
   template <typename Pack>
-  auto with_input(const uint8_t* event, uint64_t timestamp_us, const char* source, bool is_flb_std,
-                  Pack pack) const;
+  auto with_input(const uint8_t* event, uint64_t timestamp_us, std::string_view source,
+                  RecordLayout layout, std::optional<NamedSource>& named, Pack pack) const;
 
   uint64_t record_size_ = 0;
   uint64_t included_ = 0;
@@ -56,6 +66,7 @@ class EventPlan {
   PlanSection custom_head_;                       // to the map header of "values"
   PlanSection fields_;
   RecordPacker packer_;
+  std::optional<NamedSource> named_;  // by the event before
 };
 
 std::unique_ptr<EventPlan> makeEventPlan(const BoundType& type, const FieldSetTables& tables);

@@ -14,22 +14,26 @@ void note_empty_alias(const void*, uint64_t) { logEmptyMetaAlias(); }
 
 }  // namespace
 
+EventPlan::NamedSource::NamedSource(uint64_t named)
+    : guid(named), text(named, kLeastSourceDigits) {}
+
 template <typename Pack>
-auto EventPlan::with_input(const uint8_t* event, uint64_t timestamp_us, const char* source,
-                           bool is_flb_std, Pack pack) const {
+[[gnu::always_inline]] inline auto EventPlan::with_input(
+    const uint8_t* event, uint64_t timestamp_us, std::string_view source, RecordLayout layout,
+    std::optional<NamedSource>& named, Pack pack) const {
   PlanInput in;
   in.bytes = reinterpret_cast<const char*>(event);
   in.time_us = timestamp_us;
-  in.has_source = source != nullptr;
-  if (source) in.source = source;
+  in.has_source = source.data() != nullptr;
+  in.source = source;
   in.note = note_empty_alias;
-  std::optional<GuidText> guid;
   if (guid_offset_) {
-    guid.emplace(load_unaligned<uint64_t>(in.bytes + *guid_offset_), kLeastSourceDigits);
-    in.source = guid->view();
+    const auto guid = load_unaligned<uint64_t>(in.bytes + *guid_offset_);
+    if (!named || named->guid != guid) named.emplace(guid);
+    in.source = named->text.view();
     in.has_source = true;
   }
-  if (is_flb_std) {
+  if (layout == RecordLayout::kFlbStd) {
     in.leave_out_empty = skip_empty_strings_;
     if (skip_empty_strings_) in.left_out = count_empty_texts(fields_, in);
     return pack(flb_std_head_, in);
@@ -43,18 +47,19 @@ auto EventPlan::with_input(const uint8_t* event, uint64_t timestamp_us, const ch
 }
 
 size_t EventPlan::pack(MsgpackBuffer& buffer, const uint8_t* event, uint64_t timestamp_us,
-                       const char* source, bool is_flb_std) const {
+                       std::string_view source, RecordLayout layout) const {
   if (packs_nothing()) return 0;
-  return with_input(event, timestamp_us, source, is_flb_std,
+  std::optional<NamedSource> named;
+  return with_input(event, timestamp_us, source, layout, named,
                     [&](const PlanSection& head, const PlanInput& in) {
                       return pack_record(buffer, head, fields_, in);
                     });
 }
 
 std::string_view EventPlan::pack_next(const uint8_t* event, uint64_t timestamp_us,
-                                      const char* source, bool is_flb_std) {
+                                      std::string_view source, RecordLayout layout) {
   if (packs_nothing()) return {};
-  return with_input(event, timestamp_us, source, is_flb_std,
+  return with_input(event, timestamp_us, source, layout, named_,
                     [&](const PlanSection& head, const PlanInput& in) {
                       return packer_.pack(head, fields_, in);
                     });

@@ -24,6 +24,7 @@
 #include "data/type_system.h"
 #include "schema_manager/schema_manager.h"
 #include "utils/export.h"
+#include "utils/record_layout.h"
 
 namespace vek {
 
@@ -134,10 +135,10 @@ class VEK_API FieldSet {
   // logged, when schema or type is unknown.
   EventPlan* findPlan(const vek_event_header_t* header);
   // The record of an event of at least plan.record_size() bytes, valid until the next call with the
-  // same plan; empty when nothing is to be sent or memory ran out.
+  // same plan; empty when nothing is to be sent or memory ran out. A source at null: there is none.
   static std::string_view packNextEvent(EventPlan& plan, const uint8_t* event,
-                                        uint64_t timestamp_us, const char* source,
-                                        const char* layout);
+                                        uint64_t timestamp_us, std::string_view source,
+                                        RecordLayout layout);
   // The same from the start of a buffer, with nothing taken from the event before; its size, or 0.
   static size_t packEvent(MsgpackBuffer& buffer, const EventPlan& plan, const uint8_t* event,
                           uint64_t timestamp_us, const char* source, const char* layout);

@@ -40,7 +40,8 @@ void require_plain(const vek_counter_set_t& set, vek::RecordPacker& packer, cons
   msgpack_sbuffer ours;
   vek_counter_block_to_msgpack_filtered(&ours, block, &set, source, layout);
   require(taken(ours) == expected, "packed by plan as plainly");
-  require(vek::pack_counters_block(packer, block, &set, source, layout) == expected,
+  require(vek::pack_counters_block(packer, block, &set, source ? source : std::string_view(),
+                                   vek::layout_named(layout)) == expected,
           "packed out of the record before it as plainly");
   if (!expected.empty()) vek::fuzz::require_sound_record(expected);
 }

@@ -42,7 +42,9 @@ void require_plain(vek::FieldSet& set, PlainFieldSet& plain, const PlainType& ty
   require(taken(ours) == expected, "packed by plan as plainly");
   vek::EventPlan* plan = set.findPlan(&header);
   require(plan != nullptr, "the type has a plan");
-  require(vek::FieldSet::packNextEvent(*plan, event, header.timestamp, source, layout) == expected,
+  require(vek::FieldSet::packNextEvent(*plan, event, header.timestamp,
+                                       source ? source : std::string_view(),
+                                       vek::layout_named(layout)) == expected,
           "packed out of the record before it as plainly");
 }
 

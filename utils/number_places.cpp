@@ -16,7 +16,6 @@ namespace {
 constexpr size_t kWord = sizeof(uint64_t);
 constexpr unsigned kBits = 64;
 constexpr uint64_t kSign = uint64_t{1} << 63;
-constexpr size_t kAtATime = 64;  // numbers that are written before their misfits are looked for
 
 // What the first byte of a number says about the values that have its form.
 struct Form {
@@ -104,10 +103,27 @@ void NumberPlaces::renew(size_t index, const char* record, uint32_t out) noexcep
   renew_tail(index, record);
 }
 
+// One of its numbers has changed, the last one perhaps.
+void NumberPlaces::fill_last_quad(size_t changed) noexcept {
+  if (changed + 1 != size()) return;
+  Quad& quad = quads_.back();
+  const size_t last = changed % kLanes;
+  for (size_t lane = last + 1; lane < kLanes; ++lane) {
+    quad.least[lane] = quad.least[last];
+    quad.span[lane] = quad.span[last];
+    quad.tail[lane] = quad.tail[last];
+    quad.in[lane] = quad.in[last];
+    quad.out[lane] = quad.out[last];
+    quad.up[lane] = quad.up[last];
+    quad.shift[lane] = quad.shift[last];
+  }
+}
+
 void NumberPlaces::renew_tail(size_t index, const char* record) noexcept {
   const unsigned bits = 8u * own_bytes(index);
   uint64_t& tail = quads_[index / kLanes].tail[index % kLanes];
   tail = bits == kBits ? 0 : load_unaligned<uint64_t>(record + out(index)) >> bits << bits;
+  fill_last_quad(index);
 }
 
 // The first one that begins at `place` or behind it.
@@ -126,7 +142,11 @@ size_t NumberPlaces::first_from(uint32_t place) const noexcept {
 }
 
 void NumberPlaces::move_from(uint32_t place, uint32_t shift) noexcept {
-  for (size_t index = first_from(place); index < size(); ++index) out(index) += shift;
+  const size_t first = first_from(place);
+  if (first == size()) return;
+  for (size_t index = first; index < kLanes * quads_.size(); ++index) {
+    quads_[index / kLanes].out[index % kLanes] += shift;
+  }
 }
 
 void NumberPlaces::renew_tails_before(uint32_t place, const char* record) noexcept {
@@ -144,27 +164,6 @@ char* NumberPlaces::write_anew(char* p, const char* bytes, size_t index) const n
                              : put_uint(p, value >> read.down);
 }
 
-// Words overlap what stands behind a number, which is why they carry it.
-[[gnu::always_inline]] inline bool NumberPlaces::write_one(const Quad& quad, size_t lane,
-                                                           char* record,
-                                                           const char* bytes) noexcept {
-  const uint64_t value = load_unaligned<uint64_t>(bytes + quad.in[lane]) << quad.up[lane];
-  const uint64_t word = __builtin_bswap64(value << quad.shift[lane]) | quad.tail[lane];
-  std::memcpy(record + quad.out[lane], &word, kWord);
-  return static_cast<int64_t>(value - quad.least[lane]) <= quad.span[lane];
-}
-
-// Every value goes to its place and is checked against it; the answer comes at the end, so that
-// nothing waits for it.
-bool NumberPlaces::write_singly(size_t first, size_t last, char* record,
-                                const char* bytes) const noexcept {
-  bool fit = true;
-  for (size_t index = first; index < last; ++index) {
-    fit &= write_one(quads_[index / kLanes], index % kLanes, record, bytes);
-  }
-  return fit;
-}
-
 size_t NumberPlaces::first_misfit(const char* bytes, size_t first) const noexcept {
   for (;; ++first) {
     const Quad& quad = quads_[first / kLanes];
@@ -174,9 +173,23 @@ size_t NumberPlaces::first_misfit(const char* bytes, size_t first) const noexcep
   }
 }
 
-#if defined(__x86_64__)
-const bool g_is_modern = __builtin_cpu_supports("avx2") != 0;
+// Words overlap what stands behind a number, which is why they carry it, and are written in order:
+// that may be the next number.
+bool NumberPlaces::write_quads_baseline(const Quad* begin, const Quad* end, char* record,
+                                        const char* bytes) {
+  bool fit = true;
+  for (const Quad* quad = begin; quad != end; ++quad) {
+    for (size_t lane = 0; lane < kLanes; ++lane) {
+      const uint64_t value = load_unaligned<uint64_t>(bytes + quad->in[lane]) << quad->up[lane];
+      const uint64_t word = __builtin_bswap64(value << quad->shift[lane]) | quad->tail[lane];
+      std::memcpy(record + quad->out[lane], &word, kWord);
+      fit &= static_cast<int64_t>(value - quad->least[lane]) <= quad->span[lane];
+    }
+  }
+  return fit;
+}
 
+#if defined(__x86_64__)
 namespace {
 
 template <typename Word>
@@ -192,8 +205,9 @@ template <typename Word>
 
 }  // namespace
 
-[[gnu::target("avx2")]] bool NumberPlaces::write_quads(const Quad* begin, const Quad* end,
-                                                       char* record, const char* bytes) noexcept {
+// The same for four numbers at once.
+[[gnu::target("avx2")]] bool NumberPlaces::write_quads_modern(const Quad* begin, const Quad* end,
+                                                              char* record, const char* bytes) {
   const __m256i swapped = _mm256_set_epi64x(0x08090a0b0c0d0e0f, 0x0001020304050607,
                                             0x08090a0b0c0d0e0f, 0x0001020304050607);
   __m256i misfits = _mm256_setzero_si256();
@@ -205,7 +219,6 @@ template <typename Word>
     misfits = _mm256_or_si256(misfits, _mm256_cmpgt_epi64(above, load(quad->span)));
     words = _mm256_sllv_epi64(words, widen(quad->shift));
     words = _mm256_or_si256(_mm256_shuffle_epi8(words, swapped), load(quad->tail));
-    // In this order: each word overlaps the next number's place.
     const __m128i low = _mm256_castsi256_si128(words);
     const __m128i high = _mm256_extracti128_si256(words, 1);
     _mm_storeu_si64(record + quad->out[0], low);
@@ -215,39 +228,11 @@ template <typename Word>
   }
   return _mm256_testz_si256(misfits, misfits) != 0;
 }
+
+NumberPlaces::WriteQuads* const NumberPlaces::g_write_quads =
+    __builtin_cpu_supports("avx2") != 0 ? write_quads_modern : write_quads_baseline;
 #else
-constexpr bool g_is_modern = false;
-
-bool NumberPlaces::write_quads(const Quad*, const Quad*, char*, const char*) noexcept {
-  return false;
-}
+NumberPlaces::WriteQuads* const NumberPlaces::g_write_quads = write_quads_baseline;
 #endif
-
-size_t NumberPlaces::write_by(bool is_modern, char* record, const char* bytes,
-                              size_t first) const noexcept {
-  while (first < size()) {
-    size_t last = std::min(size(), first + kAtATime);
-    bool fit = false;
-    if (is_modern && first % kLanes == 0 && last - first >= kLanes) {
-      last -= last % kLanes;
-      const Quad* const quads = quads_.data();
-      fit = write_quads(quads + first / kLanes, quads + last / kLanes, record, bytes);
-    } else {
-      if (is_modern) last = std::min(last, first - first % kLanes + kLanes);
-      fit = write_singly(first, last, record, bytes);
-    }
-    if (!fit) return first_misfit(bytes, first);
-    first = last;
-  }
-  return first;
-}
-
-size_t NumberPlaces::write(char* record, const char* bytes, size_t first) const noexcept {
-  return write_by(g_is_modern, record, bytes, first);
-}
-
-size_t NumberPlaces::write_baseline(char* record, const char* bytes, size_t first) const noexcept {
-  return write_by(false, record, bytes, first);
-}
 
 }  // namespace vek

@@ -5,6 +5,7 @@
 #ifndef VEK_UTILS_NUMBER_PLACES_H
 #define VEK_UTILS_NUMBER_PLACES_H
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -27,9 +28,13 @@ class NumberPlaces {
 
   // Writes those from `first` on, in their order, until one does not have the size of its place;
   // that one's index, or size(). What stands at its place and behind it is no use then.
-  size_t write(char* record, const char* bytes, size_t first) const noexcept;
+  size_t write(char* record, const char* bytes, size_t first) const noexcept {
+    return write_by(g_write_quads, record, bytes, first);
+  }
   // The same with instructions that every processor of the kind has.
-  size_t write_baseline(char* record, const char* bytes, size_t first) const noexcept;
+  size_t write_baseline(char* record, const char* bytes, size_t first) const noexcept {
+    return write_by(write_quads_baseline, record, bytes, first);
+  }
   // Writes one, in whatever size it needs, to `p`, where kMsgpackMaxNumber bytes are; its end.
   char* write_anew(char* p, const char* bytes, size_t index) const noexcept;
 
@@ -42,7 +47,9 @@ class NumberPlaces {
 
  private:
   static constexpr size_t kLanes = 4;
-  // Values are looked at as the highest bits of a word, where their width makes no difference.
+  static constexpr size_t kQuadsAtATime = 16;  // are written before their misfits are looked for
+  // Values are looked at as the highest bits of a word, where their width makes no difference. The
+  // last number fills the lanes behind it, too.
   struct Quad {
     uint64_t least[kLanes];  // of the values of that size, plus 2^63: comparisons are signed ones
     int64_t span[kLanes];    // from there to the largest, less 2^63
@@ -57,22 +64,41 @@ class NumberPlaces {
     uint8_t lead;  // bytes before the number's own
   };
 
-  uint32_t& out(size_t index) { return quads_[index / kLanes].out[index % kLanes]; }
   uint32_t out(size_t index) const { return quads_[index / kLanes].out[index % kLanes]; }
   uint8_t own_bytes(size_t index) const;
   size_t first_from(uint32_t place) const noexcept;
   void renew_tail(size_t index, const char* record) noexcept;
 
-  static bool write_one(const Quad& quad, size_t lane, char* record, const char* bytes) noexcept;
-  static bool write_quads(const Quad* begin, const Quad* end, char* record,
-                          const char* bytes) noexcept;
-  bool write_singly(size_t first, size_t last, char* record, const char* bytes) const noexcept;
+  void fill_last_quad(size_t changed) noexcept;
+
+  // Whether all fit.
+  using WriteQuads = bool(const Quad* begin, const Quad* end, char* record, const char* bytes);
+  static WriteQuads write_quads_baseline;
+  static WriteQuads write_quads_modern;
+  static WriteQuads* const g_write_quads;
+  size_t write_by(WriteQuads* write_quads, char* record, const char* bytes,
+                  size_t first) const noexcept;
   size_t first_misfit(const char* bytes, size_t first) const noexcept;
-  size_t write_by(bool is_modern, char* record, const char* bytes, size_t first) const noexcept;
 
   std::vector<Quad> quads_;
   std::vector<Detail> details_;
 };
+
+// Every value goes to its place and is checked against it; the answer comes at the end, so that
+// nothing waits for it.
+[[gnu::always_inline]] inline size_t NumberPlaces::write_by(WriteQuads* write_quads, char* record,
+                                                            const char* bytes,
+                                                            size_t first) const noexcept {
+  const Quad* const all = quads_.data();
+  const size_t count = quads_.size();
+  for (size_t quad = first / kLanes; quad < count; quad += kQuadsAtATime) {
+    const size_t end = std::min(count, quad + kQuadsAtATime);
+    if (!write_quads(all + quad, all + end, record, bytes)) [[unlikely]] {
+      return first_misfit(bytes, kLanes * quad);
+    }
+  }
+  return size();
+}
 
 }  // namespace vek
 

@@ -2,6 +2,7 @@
 #include "utils/record_places.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 #include <limits>
 
@@ -31,35 +32,68 @@ bool RecordPlaces::rewrite_baseline(const PlanInput& input) noexcept {
   return rewrite_by(false, input);
 }
 
-bool RecordPlaces::rewrite_by(bool is_modern, const PlanInput& input) noexcept {
+[[gnu::always_inline]] inline bool RecordPlaces::rewrite_by(bool is_modern,
+                                                            const PlanInput& input) noexcept {
   moves_left_ = kMostMoves;
   // The events of a block have one time.
-  if (input.time_us != time_us_) {
-    time_us_ = input.time_us;
-    if (!rewrite_all(times_, input)) return false;
+  if (input.time_us != time_us_ && !rewrite_times(input.time_us)) return false;
+  // In this order: texts are written with what stands behind them, and the words of numbers overlap
+  // what does.
+  if (!rewrite_texts(is_modern, input) || !rewrite_numbers(is_modern, input.bytes)) return false;
+  if (!times_are_out_of_reach_ && !rewrite_times(input.time_us)) return false;
+  for (const Other& flag : flags_) {
+    record_[flag.out] = input.bytes[flag.step->offset] != 0 ? kTrue : kFalse;
   }
-  // The words of numbers may overlap what comes behind them.
-  return rewrite_numbers(is_modern, input.bytes) && rewrite_texts(is_modern, input) &&
-         rewrite_all(others_, input);
+  return rewrite_sources(input) && rewrite_guids(input.bytes) && rewrite_others(input);
 }
 
-bool RecordPlaces::rewrite_all(std::vector<Other>& others, const PlanInput& input) noexcept {
-  for (Other& other : others) {
-    if (!rewrite_other(other, input)) return false;
+[[gnu::always_inline]] inline bool RecordPlaces::rewrite_times(uint64_t time_us) noexcept {
+  // Times have eight bytes but for the hours around 1970.
+  if (time_us <= std::numeric_limits<uint32_t>::max()) return false;
+  time_us_ = time_us;
+  const uint64_t seconds = std::bit_cast<uint64_t>(seconds_of(time_us));
+  for (const Other& time : times_) {
+    put_big_endian(record_ + time.out + 1,
+                   time.step->value == StepValue::kSeconds ? seconds : time_us);
   }
   return true;
 }
 
-bool RecordPlaces::rewrite_texts(bool is_modern, const PlanInput& input) noexcept {
-  for (size_t at = 0;; ++at) {
-    at = is_modern ? texts_.write(record_, input.bytes, at)
-                   : texts_.write_baseline(record_, input.bytes, at);
-    if (at == texts_.size()) return true;
-    if (!resize_text(at, input)) return false;
+[[gnu::always_inline]] inline bool RecordPlaces::rewrite_sources(const PlanInput& input) noexcept {
+  for (Other& source : sources_) {
+    const bool is_written = input.has_source || source.step->value == StepValue::kSourceOrEmpty;
+    if (source.is_left_out == is_written) return false;
+    if (is_written && !rewrite_text(source, input.source)) return false;
   }
+  return true;
 }
 
-bool RecordPlaces::rewrite_numbers(bool is_modern, const char* bytes) noexcept {
+// Identifiers seldom change, and are dear to write.
+[[gnu::always_inline]] inline bool RecordPlaces::rewrite_guids(const char* bytes) noexcept {
+  for (Other& other : guids_) {
+    const auto guid = load_unaligned<uint64_t>(bytes + other.step->offset);
+    if (guid == other.guid) [[likely]] {
+      continue;
+    }
+    other.guid = guid;
+    if (!rewrite_text(other, GuidText(guid).view())) return false;
+    renew_tails_before(other.out);
+  }
+  return true;
+}
+
+[[gnu::always_inline]] inline bool RecordPlaces::rewrite_texts(bool is_modern,
+                                                               const PlanInput& input) noexcept {
+  for (size_t at = 0; at < texts_.size(); ++at) {
+    at = is_modern ? texts_.write(record_, input.bytes, at)
+                   : texts_.write_baseline(record_, input.bytes, at);
+    if (at < texts_.size() && !resize_text(at, input)) return false;
+  }
+  return true;
+}
+
+[[gnu::always_inline]] inline bool RecordPlaces::rewrite_numbers(bool is_modern,
+                                                                 const char* bytes) noexcept {
   for (size_t at = 0;;) {
     at = is_modern ? numbers_.write(record_, bytes, at)
                    : numbers_.write_baseline(record_, bytes, at);
@@ -69,19 +103,19 @@ bool RecordPlaces::rewrite_numbers(bool is_modern, const char* bytes) noexcept {
 }
 
 // Gives a number the size of another value; it is written afterwards.
-bool RecordPlaces::resize(size_t number, const char* bytes) noexcept {
+[[gnu::cold]] bool RecordPlaces::resize(size_t number, const char* bytes) noexcept {
   char encoded[kMsgpackMaxNumber + kWord];
   const char* const end = numbers_.write_anew(encoded, bytes, number);
   const uint32_t begin = numbers_.begin(number);
   if (!move(numbers_.end(number), begin + static_cast<uint32_t>(end - encoded))) return false;
   record_[begin] = encoded[0];
   numbers_.renew(number, record_, begin);
-  numbers_.renew_tails_before(begin, record_);
+  renew_tails_before(begin);
   return true;
 }
 
 // Writes a text that is longer or shorter than its place.
-bool RecordPlaces::resize_text(size_t text, const PlanInput& input) noexcept {
+[[gnu::cold]] bool RecordPlaces::resize_text(size_t text, const PlanInput& input) noexcept {
   const PlanStep& step = texts_.step(text);
   const char* const value = input.bytes + step.offset;
   const uint32_t length = text_length(value, step);
@@ -90,10 +124,15 @@ bool RecordPlaces::resize_text(size_t text, const PlanInput& input) noexcept {
   }
   const uint32_t begin = texts_.begin(text);
   if (!move(texts_.end(text), begin + text_header_size(length) + length)) return false;
-  texts_.renew(text, length);
   put_str(record_ + begin, value, length);
-  numbers_.renew_tails_before(begin, record_);
+  texts_.renew(text, record_, length);
+  renew_tails_before(begin);
   return true;
+}
+
+void RecordPlaces::renew_tails_before(uint32_t place) noexcept {
+  numbers_.renew_tails_before(place, record_);
+  texts_.renew_tails_before(place, record_);
 }
 
 // Moves what stands behind a value that gets another end, and notes the new places.
@@ -107,59 +146,29 @@ bool RecordPlaces::move(uint32_t old_end, uint32_t new_end) noexcept {
   const uint32_t shift = new_end - old_end;  // modulo 2^32
   numbers_.move_from(old_end, shift);
   texts_.move_from(old_end, shift);
-  for (std::vector<Other>* others : {&others_, &times_}) {
+  for (Others* others : {&flags_, &sources_, &guids_, &others_, &times_}) {
     auto other = std::lower_bound(others->begin(), others->end(), old_end, stands_before);
     for (; other != others->end(); ++other) other->out += shift;
   }
   return true;
 }
 
-bool RecordPlaces::rewrite_other(Other& other, const PlanInput& input) noexcept {
-  char* const p = record_ + other.out;
-  const PlanStep& step = *other.step;
-  const char* value = input.bytes + step.offset;
-  switch (step.value) {
-    case StepValue::kBool:
-      *p = *value != 0 ? kTrue : kFalse;
-      return true;
-    case StepValue::kSeconds:
-      put_double(p, seconds_of(input.time_us));
-      return true;
-    case StepValue::kTime:
-      // Times have eight bytes but for the hours around 1970.
-      if (input.time_us <= std::numeric_limits<uint32_t>::max()) return false;
-      put_big_endian(p + 1, input.time_us);
-      return true;
-    case StepValue::kSource:
-      if (other.is_left_out) return !input.has_source;
-      return input.has_source && rewrite_text(other, input.source);
-    case StepValue::kSourceOrEmpty:
-      return rewrite_text(other, input.source);
-    case StepValue::kHex:
-      return rewrite_guid(other, load_unaligned<uint64_t>(value));
-    case StepValue::kTextUnlessEmpty: {
-      const uint32_t length = text_length(value, step);
+[[gnu::always_inline]] inline bool RecordPlaces::rewrite_others(const PlanInput& input) noexcept {
+  for (Other& other : others_) {
+    const char* const text = input.bytes + other.step->offset;
+    const uint32_t length = text_length(text, *other.step);
+    if (other.step->value == StepValue::kTextUnlessEmpty) {
       const bool is_left_out = length == 0 && input.leave_out_empty;
-      if (is_left_out || other.is_left_out) return is_left_out == other.is_left_out;
-      return rewrite_text(other, {value, length});
+      if (is_left_out != other.is_left_out) return false;
+      if (is_left_out) continue;
     }
-    default:
-      return rewrite_text(other, {value, text_length(value, step)});
+    if (!rewrite_text(other, {text, length})) return false;
   }
-}
-
-// Identifiers seldom change, and are dear to write.
-bool RecordPlaces::rewrite_guid(Other& other, uint64_t guid) noexcept {
-  if (guid == other.guid) [[likely]] {
-    return true;
-  }
-  other.guid = guid;
-  if (!rewrite_text(other, GuidText(guid).view())) return false;
-  numbers_.renew_tails_before(other.out, record_);
   return true;
 }
 
-bool RecordPlaces::rewrite_text(Other& other, std::string_view text) noexcept {
+[[gnu::always_inline]] inline bool RecordPlaces::rewrite_text(Other& other,
+                                                              std::string_view text) noexcept {
   if (text.size() == other.text) [[likely]] {
     put_bytes(record_ + other.out + text_header_size(text.size()), text.data(), text.size());
     return true;
@@ -171,7 +180,7 @@ bool RecordPlaces::rewrite_text(Other& other, std::string_view text) noexcept {
   if (!move(end(other.text), end(size))) return false;
   other.text = size;
   put_str(record_ + other.out, text.data(), size);
-  numbers_.renew_tails_before(other.out, record_);
+  renew_tails_before(other.out);
   return true;
 }
 

@@ -41,17 +41,20 @@ class RecordPlaces {
     bool is_left_out;
     uint64_t guid;  // the identifier that is there as text
   };
+  using Others = std::vector<Other>;
   class Learner;
 
   bool rewrite_by(bool is_modern, const PlanInput& input) noexcept;
   bool rewrite_numbers(bool is_modern, const char* bytes) noexcept;
   bool rewrite_texts(bool is_modern, const PlanInput& input) noexcept;
-  bool rewrite_all(std::vector<Other>& others, const PlanInput& input) noexcept;
-  bool rewrite_other(Other& other, const PlanInput& input) noexcept;
+  bool rewrite_times(uint64_t time_us) noexcept;
+  bool rewrite_sources(const PlanInput& input) noexcept;
+  bool rewrite_guids(const char* bytes) noexcept;
+  bool rewrite_others(const PlanInput& input) noexcept;
   bool rewrite_text(Other& other, std::string_view text) noexcept;
-  bool rewrite_guid(Other& other, uint64_t guid) noexcept;
   bool resize(size_t number, const char* bytes) noexcept;
   bool resize_text(size_t text, const PlanInput& input) noexcept;
+  void renew_tails_before(uint32_t place) noexcept;
   bool move(uint32_t old_end, uint32_t new_end) noexcept;
 
   char* record_ = nullptr;
@@ -61,9 +64,13 @@ class RecordPlaces {
   // Each in the order of the record.
   NumberPlaces numbers_;
   TextPlaces texts_;
-  std::vector<Other> others_;
-  std::vector<Other> times_;  // those in front of all numbers, which no word reaches
-  uint64_t time_us_ = 0;      // that times_ say
+  Others flags_;
+  Others sources_;
+  Others guids_;
+  Others others_;  // long texts, and those that are left out
+  Others times_;
+  uint64_t time_us_ = 0;                 // that times_ say
+  bool times_are_out_of_reach_ = false;  // of texts and numbers
 };
 
 }  // namespace vek

@@ -33,9 +33,8 @@ class RecordPlaces::Learner {
       case StepValue::kNumber:
         return number(step);
       case StepValue::kBool:
-        return other(step, 1);
+        return other(places_.flags_, step, 1);
       case StepValue::kSeconds:
-        return time(step);
       case StepValue::kTime:
         // Any other time is packed anew.
         return input_.time_us > std::numeric_limits<uint32_t>::max() && time(step);
@@ -44,17 +43,20 @@ class RecordPlaces::Learner {
         at_ += map_header_size();
         return true;
       case StepValue::kHex:
-        text(step);
-        places_.others_.back().guid = load_unaligned<uint64_t>(input_.bytes + step.offset);
+        text(places_.guids_, step);
+        places_.guids_.back().guid = load_unaligned<uint64_t>(input_.bytes + step.offset);
         return true;
-      case StepValue::kText:
       case StepValue::kSourceOrEmpty:
-        return text(step);
+        return text(places_.sources_, step);
       case StepValue::kSource:
-        return input_.has_source ? text(step) : left_out(step, key);
+        return input_.has_source ? text(places_.sources_, step)
+                                 : left_out(places_.sources_, step, key);
+      case StepValue::kText:
+        return field_text(step);
       case StepValue::kTextUnlessEmpty: {
         const bool is_empty = text_length(input_.bytes + step.offset, step) == 0;
-        return is_empty && input_.leave_out_empty ? left_out(step, key) : text(step);
+        return is_empty && input_.leave_out_empty ? left_out(places_.others_, step, key)
+                                                  : field_text(step);
       }
       default:
         return false;
@@ -69,41 +71,50 @@ class RecordPlaces::Learner {
     return true;
   }
 
-  bool text(const PlanStep& step) {
+  // An empty text that may be left out another time is no short one.
+  bool field_text(const PlanStep& step) {
+    const bool may_go = step.value == StepValue::kTextUnlessEmpty &&
+                        text_length(input_.bytes + step.offset, step) == 0;
+    if (may_go || !TextPlaces::takes(step)) return text(places_.others_, step);
     const uint32_t begin = at_;
-    const uint8_t first = byte(at_++);
-    uint32_t size = first & 0x1f;
-    if (first >= 0xd9 && first <= 0xdb) {
-      size = 0;
-      for (int left = 1 << (first - 0xd9); left > 0; --left) size = size << 8 | byte(at_++);
-    }
-    const bool may_go = step.value == StepValue::kTextUnlessEmpty && size == 0;
-    const bool is_field =
-        step.value == StepValue::kText || step.value == StepValue::kTextUnlessEmpty;
-    if (is_field && !may_go && TextPlaces::takes(step)) {
-      places_.texts_.append(step, begin, size);
-    } else {
-      places_.others_.push_back({&step, begin, size, false, 0});
-    }
+    const uint32_t size = text_size();
+    places_.texts_.append(step, places_.record_, begin, size);
     at_ += size;
     return true;
+  }
+
+  bool text(Others& others, const PlanStep& step) {
+    const uint32_t begin = at_;
+    const uint32_t size = text_size();
+    others.push_back({&step, begin, size, false, 0});
+    at_ += size;
+    return true;
+  }
+
+  // Goes over the text's header.
+  uint32_t text_size() {
+    const uint8_t first = byte(at_++);
+    if (first < 0xd9 || first > 0xdb) return first & 0x1f;
+    uint32_t size = 0;
+    for (int left = 1 << (first - 0xd9); left > 0; --left) size = size << 8 | byte(at_++);
+    return size;
   }
 
   bool time(const PlanStep& step) {
-    auto& times = places_.numbers_.size() == 0 ? places_.times_ : places_.others_;
-    times.push_back({&step, at_, 0, false, 0});
-    at_ += kMsgpackMaxNumber;
-    return true;
+    if (places_.numbers_.size() + places_.texts_.size() > 0) {
+      places_.times_are_out_of_reach_ = false;
+    }
+    return other(places_.times_, step, kMsgpackMaxNumber);
   }
 
-  bool other(const PlanStep& step, uint32_t size) {
-    places_.others_.push_back({&step, at_, 0, false, 0});
+  bool other(Others& others, const PlanStep& step, uint32_t size) {
+    others.push_back({&step, at_, 0, false, 0});
     at_ += size;
     return true;
   }
 
-  bool left_out(const PlanStep& step, uint32_t key) {
-    places_.others_.push_back({&step, key, 0, true, 0});
+  bool left_out(Others& others, const PlanStep& step, uint32_t key) {
+    others.push_back({&step, key, 0, true, 0});
     at_ = key;
     return true;
   }
@@ -132,9 +143,9 @@ bool RecordPlaces::learn(const PlanSection& head, const PlanSection& body, const
   capacity_ = capacity;
   numbers_.clear();
   texts_.clear();
-  others_.clear();
-  times_.clear();
+  for (Others* others : {&flags_, &sources_, &guids_, &others_, &times_}) others->clear();
   time_us_ = input.time_us;
+  times_are_out_of_reach_ = true;
   try {
     Learner learner(*this, input);
     return learner.section(head) && learner.section(body);

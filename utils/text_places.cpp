@@ -13,16 +13,19 @@
 namespace vek {
 
 bool TextPlaces::takes(const PlanStep& step) noexcept {
-  return step.has_window && step.offset <= std::numeric_limits<uint32_t>::max();
+  constexpr uint16_t kShortestKey = 6;  // and two headers, and the word of a number of one byte
+  return step.has_window && step.literal_size >= kShortestKey &&
+         step.offset <= std::numeric_limits<uint32_t>::max();
 }
 
-void TextPlaces::append(const PlanStep& step, uint32_t begin, uint32_t length) {
+void TextPlaces::append(const PlanStep& step, const char* record, uint32_t begin, uint32_t length) {
   Text& text = texts_.emplace_back();
   text.in = static_cast<uint32_t>(step.offset);
   text.out = begin + text_header_size(length);
   text.length = length;
   text.step = &step;
   expect(text);
+  renew_tail(text, record);
 }
 
 void TextPlaces::expect(Text& text) noexcept {
@@ -40,20 +43,34 @@ uint32_t TextPlaces::begin(size_t index) const {
   return texts_[index].out - text_header_size(texts_[index].length);
 }
 
-void TextPlaces::renew(size_t index, uint32_t length) noexcept {
+void TextPlaces::renew_tail(Text& text, const char* record) noexcept {
+  text.tail = {};
+  for (size_t i = text.length; i < kTextWindow; ++i) text.tail[i] = record[text.out + i];
+}
+
+void TextPlaces::renew(size_t index, const char* record, uint32_t length) noexcept {
   Text& text = texts_[index];
   text.out = begin(index) + text_header_size(length);
   text.length = length;
   expect(text);
+  renew_tail(text, record);
 }
 
-void TextPlaces::move_from(uint32_t place, uint32_t shift) noexcept {
-  // By their headers: an empty text begins where it ends.
+// By their headers: an empty text begins where it ends.
+std::vector<TextPlaces::Text>::iterator TextPlaces::first_from(uint32_t place) noexcept {
   const auto stands_before = [](const Text& text, uint32_t at) {
     return text.out - text_header_size(text.length) < at;
   };
-  auto text = std::lower_bound(texts_.begin(), texts_.end(), place, stands_before);
-  for (; text != texts_.end(); ++text) text->out += shift;
+  return std::lower_bound(texts_.begin(), texts_.end(), place, stands_before);
+}
+
+void TextPlaces::move_from(uint32_t place, uint32_t shift) noexcept {
+  for (auto text = first_from(place); text != texts_.end(); ++text) text->out += shift;
+}
+
+void TextPlaces::renew_tails_before(uint32_t place, const char* record) noexcept {
+  auto text = first_from(place);
+  while (text != texts_.begin() && (--text)->out + kTextWindow > place) renew_tail(*text, record);
 }
 
 size_t TextPlaces::write_baseline(char* record, const char* bytes, size_t first) const noexcept {
@@ -84,7 +101,7 @@ template <typename Byte>
 
 }  // namespace
 
-// One move writes any text: what stands behind it is read and written again.
+// One move writes any text, with what stands behind it.
 template <typename Text>
 [[gnu::target("avx2")]] static size_t write_windows(const Text* texts, size_t count, char* record,
                                                     const char* bytes, size_t first) noexcept {
@@ -94,10 +111,9 @@ template <typename Text>
     const __m256i value = load_window(bytes + text.in);
     const int is_nul = _mm256_movemask_epi8(_mm256_cmpeq_epi8(value, nul));
     if ((static_cast<uint32_t>(is_nul) & text.looked_at) != text.nul) break;
-    char* const out = record + text.out;
     const __m256i kept = load_window(&kKept[kTextWindow - text.length]);
-    const __m256i all = _mm256_blendv_epi8(load_window(out), value, kept);
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), all);
+    const __m256i all = _mm256_or_si256(_mm256_and_si256(value, kept), load_window(&text.tail[0]));
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(record + text.out), all);
   }
   return first;
 }

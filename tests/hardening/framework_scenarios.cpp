@@ -416,7 +416,7 @@ std::string counters_packer() {
   const uint8_t block[16 + 24] = {'V', 'E', 'K', 'D'};
   std::string text;
   for (int i = 0; i < 3; ++i) {
-    const auto record = pack_counters_block(packer, block, set.get(), "s", "flb_std");
+    const auto record = pack_counters_block(packer, block, set.get(), "s", RecordLayout::kFlbStd);
     if (record.empty()) return {};
     text += msgpack_to_text(record.data(), record.size());
   }
