@@ -103,4 +103,18 @@ EventTime time_of(const RecordView& record) noexcept {
   return time == kNone ? now() : time;
 }
 
+const EventHead* EventHeads::of(const RecordView& record) noexcept {
+  const Bytes time = record.shape == RecordShape::kBareMap ? Bytes() : record.time();
+  const bool is_real = time.size() == kRealSize;
+  if (is_real && std::memcmp(time.data(), last_.data(), kRealSize) == 0) return &head_;
+  const EventTime clock = time_of(record);
+  if (!fits_on_wire(clock)) return nullptr;
+  head_ = event_head(clock);
+  last_ = {};
+  // What no clock shows stands for the present, which does not stay.
+  const bool is_own = clock == time_of(record, {});
+  if (is_real && is_own) std::memcpy(last_.data(), time.data(), kRealSize);
+  return &head_;
+}
+
 }  // namespace vek::engine

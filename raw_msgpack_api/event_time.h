@@ -34,6 +34,21 @@ inline constexpr size_t kEventHeadSize = 11;
 using EventHead = std::array<uint8_t, kEventHeadSize>;
 EventHead event_head(EventTime time) noexcept;
 
+// Heads of events for records one after the other, of which those of a page have one time.
+class EventHeads {
+ public:
+  // For a record that is no list; null where its time does not fit on the wire. Good until the next
+  // call.
+  const EventHead* of(const RecordView& record) noexcept;
+
+ private:
+  static constexpr size_t kRealSize = 9;  // of a time as a 64-bit float, which most are
+  using Real = std::array<uint8_t, kRealSize>;
+
+  Real last_{};  // of head_; no time at first
+  EventHead head_{};
+};
+
 }  // namespace vek::engine
 
 #endif  // VEK_RAW_MSGPACK_API_EVENT_TIME_H

@@ -1,36 +1,52 @@
 #include "raw_msgpack_api/record_batch.h"
 
 #include <algorithm>
+#include <cstring>
+#include <utility>
 
 namespace vek::engine {
 
-// Makes room for all of it first: what follows cannot fail.
-void RecordBatch::begin_entry(const Entry& entry) {
-  bytes_.reserve(std::max(kTargetBytes, entry.offset + entry.size));
+void RecordBatch::reserve(size_t bytes) {
+  if (bytes <= capacity_) return;
+  const size_t capacity = std::max({kTargetBytes, bytes, used_ > 0 ? 2 * capacity_ : 0});
+  auto larger = std::make_unique_for_overwrite<uint8_t[]>(capacity);
+  if (used_ > 0) std::memcpy(larger.get(), bytes_.get(), used_);
+  bytes_ = std::move(larger);
+  capacity_ = capacity;
+}
+
+// Makes room for all of it first: what follows cannot fail. Where its bytes go.
+uint8_t* RecordBatch::begin_entry(const Entry& entry) {
+  reserve(entry.offset + entry.size);
   entries_.push_back(entry);
+  used_ += entry.size;
+  return &bytes_[entry.offset];
 }
 
 void RecordBatch::finish_entry(bool mended, uint64_t pairs) {
   const Entry& entry = entries_.back();
   depth_ = std::max(depth_, size_t{entry.depth});
-  if (mended) set_map_count(std::span(bytes_).subspan(entry.offset + entry.body_offset), pairs);
+  if (mended) {
+    const std::span all(bytes_.get(), used_);
+    set_map_count(all.subspan(entry.offset + entry.body_offset), pairs);
+  }
 }
 
 void RecordBatch::append(const RecordView& record, bool mended, uint64_t pairs) {
-  begin_entry({bytes_.size(), record.bytes.size(), record.shape, record.time_offset,
-               record.body_offset, record.depth});
-  bytes_.insert(bytes_.end(), record.bytes.begin(), record.bytes.end());
+  uint8_t* const out = begin_entry({used_, record.bytes.size(), record.shape, record.time_offset,
+                                    record.body_offset, record.depth});
+  std::memcpy(out, record.bytes.data(), record.bytes.size());
   finish_entry(mended, pairs);
 }
 
-void RecordBatch::append_event(const RecordView& record, EventTime time, bool mended,
+void RecordBatch::append_event(const EventHead& head, const RecordView& record, bool mended,
                                uint64_t pairs) {
-  const EventHead head = event_head(time);
   const Bytes body = record.body();
-  begin_entry({bytes_.size(), head.size() + body.size(), RecordShape::kTimedMap, /*time_offset=*/1,
-               /*body_offset=*/kEventHeadSize, record.depth});
-  bytes_.insert(bytes_.end(), head.begin(), head.end());
-  bytes_.insert(bytes_.end(), body.begin(), body.end());
+  uint8_t* const out =
+      begin_entry({used_, head.size() + body.size(), RecordShape::kTimedMap, /*time_offset=*/1,
+                   /*body_offset=*/kEventHeadSize, record.depth});
+  std::memcpy(out, head.data(), head.size());
+  std::memcpy(out + head.size(), body.data(), body.size());
   ++events_;
   finish_entry(mended, pairs);
 }
@@ -46,13 +62,16 @@ size_t RecordBatch::count_within(size_t left, size_t most) const {
 Bytes RecordBatch::bytes_of(size_t left, size_t count) const {
   const size_t first = entries_.size() - left;
   const size_t begin = entries_[first].offset;
-  return Bytes(bytes_).subspan(begin, end_of(first + count - 1) - begin);
+  return {&bytes_[begin], end_of(first + count - 1) - begin};
 }
 
 void RecordBatch::clear() {
   // One huge record must not keep its memory for ever.
-  if (bytes_.capacity() > kTargetBytes) bytes_ = {};
-  bytes_.clear();
+  if (capacity_ > kTargetBytes) {
+    bytes_.reset();
+    capacity_ = 0;
+  }
+  used_ = 0;
   entries_.clear();
   first_ = 0;
   events_ = 0;

@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "raw_msgpack_api/event_time.h"
@@ -32,13 +33,13 @@ class RecordBatch {
             entry.depth};
   }
   bool has_room_for(size_t bytes) const {
-    return entries_.empty() || bytes_.size() + bytes <= kTargetBytes;
+    return entries_.empty() || used_ + bytes <= kTargetBytes;
   }
 
   // Of the records still in it.
   size_t bytes() const { return bytes_of_last(size()); }
   size_t bytes_of_last(size_t count) const {
-    return count == 0 ? 0 : bytes_.size() - entries_[entries_.size() - count].offset;
+    return count == 0 ? 0 : used_ - entries_[entries_.size() - count].offset;
   }
 
   // Number of the first record still in it; they follow one another. Zero: they have none.
@@ -63,8 +64,8 @@ class RecordBatch {
 
   // A copy; `pairs` becomes its map's count when `mended`. Throws std::bad_alloc, unchanged then.
   void append(const RecordView& record, bool mended, uint64_t pairs);
-  // The same as an event with that time. The record is no list.
-  void append_event(const RecordView& record, EventTime time, bool mended, uint64_t pairs);
+  // The same as an event that begins so. The record is no list.
+  void append_event(const EventHead& head, const RecordView& record, bool mended, uint64_t pairs);
   void drop_first(size_t count) { first_ += count; }
   // Empty again, with its memory kept.
   void clear();
@@ -79,10 +80,13 @@ class RecordBatch {
     uint8_t depth;
   };
   size_t end_of(size_t index) const { return entries_[index].offset + entries_[index].size; }
-  void begin_entry(const Entry& entry);
+  void reserve(size_t bytes);
+  uint8_t* begin_entry(const Entry& entry);
   void finish_entry(bool mended, uint64_t pairs);
 
-  std::vector<uint8_t> bytes_;
+  std::unique_ptr<uint8_t[]> bytes_;
+  size_t capacity_ = 0;  // of bytes_
+  size_t used_ = 0;
   std::vector<Entry> entries_;
   size_t first_ = 0;
   size_t events_ = 0;  // of entries_

@@ -8,7 +8,8 @@
 namespace vek::engine {
 namespace {
 
-constexpr size_t kMaxSpareBatches = 16;
+constexpr size_t kFewBatches = 16;
+constexpr size_t kMaxSpareBatches = 256;
 
 }  // namespace
 
@@ -25,12 +26,11 @@ RecordQueue::RecordQueue(size_t limit_bytes, Spool* spool, bool spool_first, Rec
 // A list may be several events, and a time that the wire cannot say is counted when it is sent:
 // such records stay as they are.
 RecordQueue::Incoming RecordQueue::look_at(const RecordView& record, bool mended,
-                                           uint64_t pairs) const {
-  Incoming incoming = {record, mended, pairs, std::nullopt, record.bytes.size(), 0};
+                                           uint64_t pairs) noexcept {
+  Incoming incoming = {record, mended, pairs, nullptr, record.bytes.size(), 0};
   if (form_ == RecordForm::kAsGiven || record.shape == RecordShape::kTimedList) return incoming;
-  const EventTime time = time_of(record);
-  if (!fits_on_wire(time)) return incoming;
-  incoming.time = time;
+  incoming.head = heads_.of(record);
+  if (!incoming.head) return incoming;
   incoming.size = kEventHeadSize + record.bytes.size() - record.body_offset;
   return incoming;
 }
@@ -119,15 +119,15 @@ RecordBatch RecordQueue::fresh_batch() {
 }
 
 void RecordQueue::append(std::deque<RecordBatch>& batches, const Incoming& incoming) {
-  const auto& [record, mended, pairs, time, size, number] = incoming;
+  const auto& [record, mended, pairs, head, size, number] = incoming;
   if (batches.empty() || !batches.back().has_room_for(size) ||
       !batches.back().takes_number(number)) {
     batches.push_back(fresh_batch());
     batches.back().set_first_number(number);
   }
   try {
-    if (time) {
-      batches.back().append_event(record, *time, mended, pairs);
+    if (head) {
+      batches.back().append_event(*head, record, mended, pairs);
     } else {
       batches.back().append(record, mended, pairs);
     }
@@ -162,9 +162,13 @@ RecordQueue::Forgotten RecordQueue::forget_taken(size_t count) {
   return forgotten;
 }
 
+// As many are spare as are in use, and a few: what a flow has in flight goes round, and what was
+// needed while a receiver was down is given back when it is not.
 void RecordQueue::recycle(RecordBatch&& batch) {
+  const size_t most = std::min(spare_.capacity(), kFewBatches + waiting_.size() + taken_.size());
   batch.clear();
-  if (spare_.size() < kMaxSpareBatches) spare_.push_back(std::move(batch));
+  if (spare_.size() < most) spare_.push_back(std::move(batch));
+  if (spare_.size() > most) spare_.pop_back();
 }
 
 void RecordQueue::drop_malformed(DropReason reason) noexcept {

@@ -116,8 +116,8 @@ class RecordQueue {
     const RecordView& record;
     bool mended;
     uint64_t pairs;
-    std::optional<EventTime> time;  // given: it is kept as an event
-    size_t size;                    // as it is kept
+    const EventHead* head;  // given: it is kept as an event
+    size_t size;            // as it is kept
     uint64_t number;
   };
   // What settling took from memory.
@@ -128,7 +128,7 @@ class RecordQueue {
 
   size_t room() const;
   bool make_room(size_t bytes, PushResult& result);
-  Incoming look_at(const RecordView& record, bool mended, uint64_t pairs) const;
+  Incoming look_at(const RecordView& record, bool mended, uint64_t pairs) noexcept;
   void keep_in_memory(const Incoming& incoming, PushResult& result);
   void append(std::deque<RecordBatch>& batches, const Incoming& incoming);
   void wake_consumer(bool was_idle);
@@ -153,6 +153,7 @@ class RecordQueue {
   Spool* const spool_;
   const bool spool_first_;
   const RecordForm form_;
+  EventHeads heads_;  // the producer's
   StopSignal stop_;
   mutable std::mutex mutex_;  // guards everything below
   std::condition_variable wake_;
