@@ -1,0 +1,118 @@
+#include "utils/number_places.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "tests/utils/record_rewriting.h"
+
+namespace vek::test {
+namespace {
+
+struct Width {
+  uint8_t bytes;
+  bool is_signed;
+};
+
+constexpr Width kWidths[] = {{1, false}, {1, true}, {2, false}, {2, true},
+                             {4, false}, {4, true}, {8, false}, {8, true}};
+
+constexpr uint64_t kValues[] = {0,
+                                1,
+                                0x7f,
+                                0x80,
+                                0xdf,
+                                0xe0,
+                                0xff,
+                                0x100,
+                                0x7fff,
+                                0x8000,
+                                0xff7f,
+                                0xffff,
+                                0x1'0000,
+                                0x7fff'ffff,
+                                0x8000'0000,
+                                0xffff'7fff,
+                                0xffff'ffff,
+                                0x1'0000'0000,
+                                0x7fff'ffff'ffff'ffff,
+                                0x8000'0000'0000'0000,
+                                0xffff'ffff'7fff'ffff,
+                                0xffff'ffff'ffff'ffff};
+
+// Five numbers of one width, so that a whole group of four and a part of one are written; `in` says
+// how far apart they lie, and the last one ends with the input.
+class Numbers {
+ public:
+  Numbers(Width width, NumberRead read, uint64_t apart) : bytes_(4 * apart + width.bytes, '\x5a') {
+    PlanSectionWriter(head_, bytes_.size()).finish();
+    PlanSectionWriter out(body_, bytes_.size());
+    for (uint64_t i = 0; i < 5; ++i) {
+      out.text(std::string(i, 'k'));
+      out.number(apart * i, width.bytes, read);
+      offsets_[i] = apart * i;
+    }
+    out.finish();
+  }
+
+  std::string with(const Width& width, uint64_t value, bool only_one) const {
+    std::string bytes = bytes_;
+    for (size_t i = 0; i < 5; ++i) {
+      const uint64_t here = only_one && i != 3 ? i : value;
+      std::memcpy(&bytes[offsets_[i]], &here, width.bytes);
+    }
+    return bytes;
+  }
+
+  const PlanSection& head() const { return head_; }
+  const PlanSection& body() const { return body_; }
+
+ private:
+  PlanSection head_;
+  PlanSection body_;
+  std::string bytes_;
+  uint64_t offsets_[5] = {};
+};
+
+PlanInput input_of(const std::string& bytes) {
+  PlanInput input;
+  input.bytes = bytes.data();
+  return input;
+}
+
+TEST(NumberPlaces, TakeEveryValueOfEveryWidthWhereverItIsRead) {
+  for (const Width width : kWidths) {
+    for (const uint64_t apart : {uint64_t{width.bytes} + 8, uint64_t{13}}) {
+      const Numbers numbers(width, NumberRead::integer(width.bytes, width.is_signed), apart);
+      for (const uint64_t from : kValues) {
+        for (const uint64_t to : kValues) {
+          SCOPED_TRACE(testing::Message() << int{width.bytes} << " bytes, signed "
+                                          << width.is_signed << ": " << from << " to " << to);
+          const std::string one = numbers.with(width, from, /*only_one=*/true);
+          const std::string other = numbers.with(width, to, /*only_one=*/true);
+          expect_rewritten(numbers.head(), numbers.body(), input_of(one), input_of(other));
+          if (testing::Test::HasFatalFailure()) return;
+        }
+      }
+    }
+  }
+}
+
+TEST(NumberPlaces, TakeEveryReal) {
+  for (const Width width : {Width{4, false}, Width{8, false}}) {
+    const NumberRead read = width.bytes == 4 ? NumberRead::float32() : NumberRead::float64();
+    const Numbers numbers(width, read, 11);
+    for (const uint64_t from : kValues) {
+      for (const uint64_t to : kValues) {
+        const std::string one = numbers.with(width, from, /*only_one=*/false);
+        const std::string other = numbers.with(width, to, /*only_one=*/false);
+        expect_rewritten(numbers.head(), numbers.body(), input_of(one), input_of(other));
+        if (testing::Test::HasFatalFailure()) return;
+      }
+    }
+  }
+}
+
+}  // namespace
+}  // namespace vek::test
