@@ -11,7 +11,7 @@ constexpr double kMicrosecondsPerSecond = 1e6;
 // Paths of the roots.
 constexpr uint32_t kRootDict = 1u << 30;
 constexpr uint32_t kRootList = 1u << 31;
-constexpr size_t kFirstRoom = 1024;
+constexpr size_t kFirstRoom = 4096;
 constexpr size_t kFirstContainers = 16;
 // Below these, memory is not worth giving back.
 constexpr size_t kMostKept = 64 << 10;
@@ -30,7 +30,7 @@ bool PackedRecord::begin(uint64_t timestamp_us, bool is_dict) noexcept {
   if (!buffer_.restart(std::max(buffer_.capacity(), kFirstRoom))) return false;
   cursor_.begin = cursor_.at = cursor_.end = buffer_.data();
   cursor_.next = cursor_.first;
-  if (!reserveContainer()) return false;
+  if (cursor_.next == cursor_.limit && !reserveContainer()) return false;
   char* const seconds = vek::put_array_header(cursor_.begin, 2);
   cursor_.at = vek::put_double(seconds, static_cast<double>(timestamp_us) / kMicrosecondsPerSecond);
   cursor_.widths = widths_.data();
@@ -113,6 +113,10 @@ std::string_view PackedRecord::moved() noexcept {
 }
 
 void PackedRecord::trim(size_t record_size) noexcept {
+  const bool is_small = buffer_.capacity() <= kMostKept && spare_.capacity() <= kMostKept &&
+                        containers_.size() <= kMostContainersKept;
+  if (is_small) [[likely]]
+    return;
   const size_t most = std::max(kMostKept, kMuchSmaller * record_size);
   if (buffer_.capacity() > most) {
     buffer_.release();

@@ -124,7 +124,7 @@ inline void PackedRecord::Cursor::putHeader(const Container& closed) noexcept {
   }
 }
 
-inline void PackedRecord::Cursor::close() noexcept {
+[[gnu::always_inline]] inline void PackedRecord::Cursor::close() noexcept {
   Container& closed = *innermost;
   closed.count = count;
   if (containerHeaderWidth(count) == closed.width) [[likely]] {

@@ -31,6 +31,7 @@ bool StreamPacker::OnID(uint32_t key_id, const void* data, uint32_t size) {
   // The old name dies behind the slot that may still refer to it.
   const auto replaced = upsertIdToKey(id_to_key_, key_id, data, size);
   keys_.put(key_id, *id_to_key_.find(key_id)->second);
+  if (replaced) plan_.forget();
   return true;
 }
 
@@ -118,9 +119,11 @@ bool StreamPacker::openContainer(const char* word, uint32_t key_id, bool is_dict
     if (opened) {
       putKey(key);
       record_.cursor().open(key_id, is_dict);
+      plan_.leave();
     }
   } else if (is_dict || send_root_only_) {
     opened = record_.begin(timestamp_, is_dict);
+    plan_.begin(is_dict);
   } else {
     ++loose_lists_;
   }
@@ -142,6 +145,7 @@ bool StreamPacker::OnEndDict(const void* /*data*/, uint32_t /*size*/) {
   if (!record_.isOpen() || !record_.isDict()) return refuseDictEnd();
   if (record_.isRoot()) return send();
   record_.cursor().close();
+  plan_.leave();
   return true;
 }
 
@@ -150,6 +154,7 @@ bool StreamPacker::OnEndList(const void* /*data*/, uint32_t /*size*/) {
     if (record_.isDict()) return refuseListEnd();
     if (record_.isRoot()) return send();
     record_.cursor().close();
+    plan_.leave();
     return true;
   }
   if (loose_lists_ == 0) return refuseListEnd();
@@ -168,6 +173,7 @@ bool StreamPacker::OnNewCollection(const void* data, uint32_t size) {
 
 bool StreamPacker::send() {
   const std::string_view record = record_.finish();
+  plan_.end();
   if (loose_lists_ == 0) {
     started_ = false;
     timestamp_ = 0;

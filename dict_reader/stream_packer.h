@@ -16,6 +16,7 @@
 #include "dict_reader/dict_reader_utils.h"
 #include "dict_reader/key_table.h"
 #include "dict_reader/packed_record.h"
+#include "dict_reader/stream_plan.h"
 
 // A refused event leaves the open record as it is; the producer's next events continue on it.
 // OnID may throw std::bad_alloc, and OnEndDict and OnEndList what the callback throws.
@@ -66,6 +67,7 @@ class StreamPacker final : public DataDictionaryReader::DecoderContextInterface 
   dict_reader_utils::IdToKeyMap id_to_key_;
   KeyTable keys_;
   PackedRecord record_;
+  StreamPlan plan_;
   uint64_t loose_lists_ = 0;  // open lists around the record
   uint64_t timestamp_ = 0;
   bool started_ = false;

@@ -3,24 +3,19 @@
 // What streams are made of is done here: values, containers inside a record, keys told again. All
 // else is a call of the handler that has it, so each rule stands in one place.
 #include <algorithm>
-#include <array>
 #include <cstring>
 
 #include "dict_reader/event_dispatch.h"
 #include "dict_reader/stream_packer.h"
+#include "dict_reader/stream_plan.h"
+#include "dict_reader/stream_values.h"
 #include "utils/msgpack_encode.h"
 #include "utils/unaligned.h"
 
+using namespace stream_values;
 using vek::load_once;
 
 namespace {
-
-constexpr size_t kHeaderSize = VEK_OPAQUE_EVENT_HEADER_SIZE;
-// Bytes that are copied in one go, whatever of them is meant: a short text or a key fits.
-constexpr size_t kWindow = 32;
-static_assert(kWindow == sizeof(KeyTable::Slot));
-constexpr uint32_t kLongestText = kWindow - 1;
-constexpr char kText = static_cast<char>(0xa0);  // and the size: the header of a text
 
 // Room for an event of any kind: a key, a number or a header, and a window. A power of two, so
 // that the events that there is room for are counted with a shift.
@@ -28,128 +23,6 @@ constexpr size_t kEventRoomShift = 7;
 constexpr size_t kEventRoom = size_t{1} << kEventRoomShift;
 static_assert(kEventRoom >= kWindow + vek::kMsgpackMaxNumber + kWindow);
 static_assert(kEventRoom >= kWindow + PackedRecord::kMostHeader);
-
-// How values are written. All are written alike, without a branch on type or size, which no
-// predictor knows in a stream whose structure changes: a first byte; the number, at the same place
-// where it is the first byte itself; and behind it a window of the data, of which a text keeps its
-// size and all others nothing.
-struct Form {
-  uint8_t size;
-  uint8_t first;
-  uint8_t number_at;
-  uint8_t shift;  // brings the number's bytes to the top
-};
-
-constexpr Form numberForm(vek::msgpack_detail::NumberForm form) {
-  const bool is_first = form.size == 1;
-  return {form.size, form.prefix, static_cast<uint8_t>(is_first ? 0 : 1),
-          static_cast<uint8_t>(is_first ? 56 : form.shift)};
-}
-// The window goes over the number.
-constexpr Form byteForm(uint8_t byte) { return {1, byte, 1, 0}; }
-
-// Whole numbers by their leading zeros, with those of negative ones behind them; then the others.
-constexpr size_t kNegative = 64;
-constexpr size_t kDoubleForm = 2 * kNegative;
-constexpr size_t kFalseForm = kDoubleForm + 1;
-constexpr size_t kTrueForm = kFalseForm + 1;
-constexpr size_t kNilForm = kTrueForm + 1;
-constexpr size_t kTextForms = kNilForm + 1;  // by size
-constexpr auto kForms = [] {
-  std::array<Form, kTextForms + kWindow> forms{};
-  for (size_t zeros = 0; zeros < kNegative; ++zeros) {
-    const size_t bits = 64 - zeros;
-    forms[zeros] = numberForm(vek::msgpack_detail::unsigned_form(bits));
-    forms[kNegative + zeros] = numberForm(vek::msgpack_detail::negative_form(bits));
-  }
-  forms[kDoubleForm] = {9, 0xcb, 1, 0};
-  forms[kFalseForm] = byteForm(0xc2);
-  forms[kTrueForm] = byteForm(0xc3);
-  forms[kNilForm] = byteForm(0xc0);
-  for (size_t size = 0; size < kWindow; ++size) {
-    forms[kTextForms + size] = byteForm(static_cast<uint8_t>(0xa0 | size));
-  }
-  return forms;
-}();
-
-// What an event of some type and size is written by.
-struct alignas(8) Rule {
-  uint16_t form = 0;
-  uint8_t range_mask = 0;  // all ones: of the forms from `form` on, that of the number's range
-  uint8_t text = 0;        // bytes of the window that are kept
-  uint8_t is_value = 0;    // all ones, so that one test serves it and the size of a key
-};
-
-// By size and type, both small: all else is an event of another kind, or an unusual one.
-constexpr size_t kTypes = 16;
-constexpr uint64_t kSmallTypesAndSizes = uint64_t{kLongestText} << 32 | (kTypes - 1);
-constexpr auto kRules = [] {
-  std::array<Rule, kWindow * kTypes> rules{};
-  for (uint8_t size = 0; size < kWindow; ++size) {
-    Rule* const of = &rules[size * kTypes];
-    of[PYTHON_STRING] = {static_cast<uint16_t>(kTextForms + size), 0, size, 0xff};
-    of[PYTHON_BOOL_FALSE] = {kFalseForm, 0, 0, 0xff};
-    of[PYTHON_BOOL_TRUE] = {kTrueForm, 0, 0, 0xff};
-    of[PYTHON_NONE] = {kNilForm, 0, 0, 0xff};
-    if (size < sizeof(uint64_t)) continue;
-    of[PYTHON_DOUBLE] = {kDoubleForm, 0, 0, 0xff};
-    of[PYTHON_LONG] = {0, 0xff, 0, 0xff};
-  }
-  return rules;
-}();
-
-// As one move, which memcpy() of 32 bytes is not with every compiler.
-[[gnu::always_inline]] inline void copyWindow(void* to, const void* from) {
-  using Window [[gnu::vector_size(kWindow), gnu::aligned(1), gnu::may_alias]] = char;
-  *static_cast<Window*>(to) = *static_cast<const Window*>(from);
-}
-
-// `data` is a window.
-[[gnu::always_inline]] inline char* putValue(char* p, const Rule& rule, const uint8_t* data) {
-  const auto bits = load_once<uint64_t>(data);
-  const auto sign = static_cast<uint64_t>(static_cast<int64_t>(bits) >> 63);
-  // 0 is written as 1 is, so that zeros can be counted of it too.
-  const auto zeros = static_cast<uint64_t>(__builtin_clzll((bits ^ sign) | 1));
-  const uint64_t range = zeros + (sign & kNegative);
-  const Form& form = kForms[rule.form + (range & rule.range_mask)];
-  *p = static_cast<char>(form.first);
-  const uint64_t number = __builtin_bswap64(bits << form.shift);
-  std::memcpy(p + form.number_at, &number, sizeof number);
-  p += form.size;
-  copyWindow(p, data);
-  return p + rule.text;
-}
-
-// The part of one event that matters here; `data` is a window.
-struct Event {
-  uint64_t size_and_type;
-  uint32_t key_id;
-  const uint8_t* data;
-
-  explicit Event(const uint8_t* bytes)
-      : size_and_type(load_once<uint64_t>(bytes + kTypeAt)),
-        key_id(load_once<uint32_t>(bytes + kTypeAt - sizeof key_id)),
-        data(bytes + kHeaderSize) {}
-
-  uint32_t type() const { return static_cast<uint32_t>(size_and_type); }
-  uint32_t size() const { return static_cast<uint32_t>(size_and_type >> 32); }
-  uint64_t word() const {
-    return vek::packDictEventWord(static_cast<python_event_type_t>(type()), key_id);
-  }
-  // Null for an event that values are not.
-  [[gnu::always_inline]] const Rule* rule() const {
-    if (size_and_type & ~kSmallTypesAndSizes) return nullptr;
-    return &kRules[(size_and_type >> 28) + type()];
-  }
-
- private:
-  static constexpr size_t kTypeAt = offsetof(vek_opaque_event_t, second_word) + sizeof(uint32_t);
-  static_assert(kTypeAt + sizeof(uint32_t) == offsetof(vek_opaque_event_t, data_size));
-};
-
-[[gnu::always_inline]] inline bool isWhole(const uint8_t* event) {
-  return event[offsetof(vek_opaque_event_t, kind)] == VEK_OPAQUE_WHOLE;
-}
 
 // Events in a row, and what they are written by.
 struct Stretch {
@@ -261,12 +134,144 @@ template <bool kAreSmall>
   }
 }
 
-using PackInside = void (*)(Stretch&, PackedRecord::Cursor&);
+[[gnu::always_inline]] inline bool fits(const StreamPlan::Step& step, const uint8_t* event) {
+  constexpr size_t kWordAt = offsetof(vek_opaque_event_t, second_word);
+  constexpr size_t kSizeAt = offsetof(vek_opaque_event_t, data_size);
+  return load_once<uint64_t>(event + kWordAt) == step.word &&
+         load_once<uint32_t>(event + kSizeAt) == step.size;
+}
+
+// As packValues(), but by the steps of the plan, at most as many as are `left`: up to the first
+// turn, or event that the step does not fit.
+template <bool kAreSmall>
+[[gnu::always_inline]] inline uint64_t followValues(const StreamPlan::Step*& next, uint64_t left,
+                                                    Stretch& stretch,
+                                                    PackedRecord::Cursor& cursor) {
+  static_assert(VEK_OPAQUE_WHOLE == 0);
+  const uint64_t event_size = stretch.event_size;
+  const StreamPlan::Step* step = next;
+  const uint8_t* event = stretch.event;
+  char* p = cursor.at;
+  const uint64_t before = left;
+  for (; left > 0; --left, ++step, event += event_size) {
+    if (!fits(*step, event)) break;
+    if (event[offsetof(vek_opaque_event_t, kind)] | step->is_turn) break;
+    if (kAreSmall && step->size > stretch.most_data) break;
+    const uint8_t* const data = event + kHeaderSize;
+    const auto bits = load_once<uint64_t>(data);
+    if (bits - step->least > step->span) break;
+    copyWindow(p, step->bytes);
+    const uint64_t number = __builtin_bswap64(bits << step->shift);
+    std::memcpy(p + step->number_at, &number, sizeof number);
+    copyWindow(p + step->window_at, data);
+    p += step->end;
+  }
+  cursor.at = p;
+  cursor.count += static_cast<uint32_t>(before - left);
+  stretch.event = event;
+  next = step;
+  return left;
+}
+
+[[gnu::always_inline]] inline bool turn(const StreamPlan::Step& step,
+                                        PackedRecord::Cursor& cursor) {
+  const python_event_type_t type = vek::typeOfDictEventWord(step.word);
+  if (type == PYTHON_DICT_END || type == PYTHON_LIST_END) {
+    return close(cursor, type == PYTHON_DICT_END);
+  }
+  if (cursor.next == cursor.limit) return false;
+  copyWindow(cursor.at, step.bytes);
+  cursor.at += step.end;
+  cursor.open(vek::keyIdOfDictEventWord(step.word), type == PYTHON_DICT_START);
+  return true;
+}
+
+// As packInside(), but by the steps of the plan: true in front of the first event that the next
+// step does not fit.
+template <bool kAreSmall>
+[[gnu::always_inline]] inline bool follow(StreamPlan& plan, Stretch& stretch,
+                                          PackedRecord::Cursor& cursor) {
+  const StreamPlan::Step* step = plan.next();
+  const uint64_t room = static_cast<uint64_t>(cursor.end - cursor.at) >> kEventRoomShift;
+  const uint64_t most = std::min(stretch.left, room);
+  const uint64_t planned = std::min(most, plan.left());
+  uint64_t left = planned;
+  for (;;) {
+    left = followValues<kAreSmall>(step, left, stretch, cursor);
+    if (left == 0 || !step->is_turn || !isWhole(stretch.event) || !fits(*step, stretch.event) ||
+        step->size > stretch.most_data || !turn(*step, cursor)) {
+      break;
+    }
+    stretch.event += stretch.event_size;
+    ++step;
+    --left;
+  }
+  plan.skip(planned - left);
+  stretch.left -= planned - left;
+  return planned - left < most;
+}
+
+// The next step becomes one that the event fits; false where that takes more than this.
+[[gnu::noinline]] bool learn(StreamPlan& plan, const Stretch& stretch,
+                             const PackedRecord::Cursor& cursor) {
+  const Event event(stretch.event);
+  const bool in_dict = cursor.innermost->is_dict;
+  const KeyTable::Slot* const slot =
+      event.key_id < stretch.num_slots ? &stretch.slots[event.key_id] : nullptr;
+  const bool has_key = slot && slot->size > 0;
+  switch (event.type()) {
+    case PYTHON_DICT_END:
+    case PYTHON_LIST_END:
+      return cursor.innermost != cursor.first && in_dict == (event.type() == PYTHON_DICT_END) &&
+             plan.learnTurn(event, "", 0);
+    case PYTHON_DICT_START:
+    case PYTHON_LIST_START:
+      if (cursor.next == cursor.limit) return false;
+      if (has_key) return plan.learnTurn(event, slot->bytes, in_dict ? slot->size : 0);
+      return event.key_id == vek::kNoKeyId && event.type() == PYTHON_DICT_START &&
+             plan.learnTurn(event, &kText, in_dict ? 1 : 0);
+    default:
+      break;
+  }
+  const Rule* const rule = event.rule();
+  return rule && rule->is_value && has_key && plan.learn(event, *rule, in_dict ? slot : nullptr);
+}
+
+// As packInside(), by the plan, which is made where it does not fit.
+template <bool kAreSmall>
+[[gnu::always_inline]] inline void packPlanned(Stretch& stretch, PackedRecord::Cursor& cursor,
+                                               StreamPlan& plan) {
+  for (;;) {
+    if (!follow<kAreSmall>(plan, stretch, cursor)) {
+      const bool has_room = static_cast<size_t>(cursor.end - cursor.at) >= kEventRoom;
+      if (stretch.left > 0 && has_room) continue;
+      return;
+    }
+    const Event event(stretch.event);
+    const bool ends_record = event.type() == PYTHON_DICT_END && cursor.innermost == cursor.first;
+    if (ends_record || !isWhole(stretch.event) || event.size() > stretch.most_data) return;
+    if (!learn(plan, stretch, cursor)) return plan.miss();
+  }
+}
+
+struct Packing {
+  void (*inside)(Stretch&, PackedRecord::Cursor&);
+  void (*planned)(Stretch&, PackedRecord::Cursor&, StreamPlan&);
+};
 
 template <bool kAreSmall>
 [[gnu::noinline]] void packInsideBaseline(Stretch& stretch, PackedRecord::Cursor& cursor) {
   packInside<kAreSmall>(stretch, cursor);
 }
+
+template <bool kAreSmall>
+[[gnu::noinline]] void packPlannedBaseline(Stretch& stretch, PackedRecord::Cursor& cursor,
+                                           StreamPlan& plan) {
+  packPlanned<kAreSmall>(stretch, cursor, plan);
+}
+
+template <bool kAreSmall>
+constexpr Packing kBaseline = {packInsideBaseline<kAreSmall>, packPlannedBaseline<kAreSmall>};
 
 #if defined(__x86_64__)
 // The same code for processors that count leading zeros and shift in one cheap instruction, and
@@ -277,17 +282,24 @@ template <bool kAreSmall>
   packInside<kAreSmall>(stretch, cursor);
 }
 
+template <bool kAreSmall>
+[[gnu::target("avx2,bmi,bmi2,lzcnt"), gnu::noinline]] void packPlannedModern(
+    Stretch& stretch, PackedRecord::Cursor& cursor, StreamPlan& plan) {
+  packPlanned<kAreSmall>(stretch, cursor, plan);
+}
+
+template <bool kAreSmall>
+constexpr Packing kModern = {packInsideModern<kAreSmall>, packPlannedModern<kAreSmall>};
 const bool g_is_modern = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi2");
 #else
 template <bool kAreSmall>
-constexpr auto packInsideModern = packInsideBaseline<kAreSmall>;
-
+constexpr Packing kModern = kBaseline<kAreSmall>;
 constexpr bool g_is_modern = false;
 #endif
 
-PackInside packInsideOf(bool are_small, bool is_modern) {
-  if (is_modern) return are_small ? packInsideModern<true> : packInsideModern<false>;
-  return are_small ? packInsideBaseline<true> : packInsideBaseline<false>;
+const Packing& packingOf(bool are_small, bool is_modern) {
+  if (is_modern) return are_small ? kModern<true> : kModern<false>;
+  return are_small ? kBaseline<true> : kBaseline<false>;
 }
 
 }  // namespace
@@ -346,9 +358,15 @@ bool StreamRun::isKnown(const Event& event, const KeyTable::Slot& slot) const {
 }
 
 bool StreamRun::event(const Event& event) {
+  const auto type = static_cast<python_event_type_t>(event.type());
+  // What each dictionary has once; the rest of the way is the same.
+  if (type == PYTHON_NEW_COLLECTION) return packer_.OnNewCollection(event.data, event.size());
+  if (type == PYTHON_DICT_END && packer_.started_) {
+    return packer_.OnEndDict(event.data, event.size());
+  }
   if (event.key_id < stretch_.num_slots) {
     const KeyTable::Slot& slot = stretch_.slots[event.key_id];
-    if (event.type() == PYTHON_ID ? isKnown(event, slot) : longPair(event, slot)) return true;
+    if (type == PYTHON_ID ? isKnown(event, slot) : longPair(event, slot)) return true;
   }
   const bool handled =
       dict_reader_utils::dispatchStreamEvent(packer_, event.word(), event.data, event.size());
@@ -358,7 +376,7 @@ bool StreamRun::event(const Event& event) {
 
 StreamRun::Taken StreamRun::take(vek::Bytes events, uint64_t event_size, bool is_modern) {
   const uint64_t most_data = event_size - kHeaderSize;
-  const PackInside packs = packInsideOf(most_data < kWindow, is_modern);
+  const Packing& packs = packingOf(most_data < kWindow, is_modern);
   // Those with a window that is readable.
   const uint64_t count = (events.size() - kHeaderSize - kWindow) / event_size + 1;
   stretch_.event = events.data();
@@ -368,7 +386,8 @@ StreamRun::Taken StreamRun::take(vek::Bytes events, uint64_t event_size, bool is
   readKeys();
   for (;;) {
     if (cursor_.innermost) {
-      packs(stretch_, cursor_);
+      packer_.plan_.isFollowed() ? packs.planned(stretch_, cursor_, packer_.plan_)
+                                 : packs.inside(stretch_, cursor_);
       // Without memory the handler will say so.
       if (static_cast<size_t>(cursor_.end - cursor_.at) < kEventRoom) {
         packer_.record_.reserve(kEventRoom);
