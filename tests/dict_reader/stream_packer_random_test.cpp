@@ -1,6 +1,8 @@
 // Random streams, right and wrong ones, through both readers.
 //
 // VEK_TEST_STREAMS is how many; the default takes seconds.
+#include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <map>
 #include <memory>
@@ -30,7 +32,7 @@ class RandomStream {
 
   void step() {
     if (dice_.upto(care_) == 0) return mistake();
-    if (open_.empty()) return begin();
+    if (open_.empty()) return last_.empty() || dice_.upto(2) == 0 ? begin() : repeat();
     const uint32_t what = dice_.upto(19);
     if (what == 0) return define(keyId());
     if (what <= 3) return end();
@@ -42,6 +44,12 @@ class RandomStream {
   std::vector<ReadPage> takePages() { return pagesOf(pages_); }
 
  private:
+  struct Sent {
+    python_event_type_t type;
+    uint32_t key_id;
+    std::string data;
+  };
+
   uint32_t keyId() { return first_key_ + dice_.upto(num_keys_ - 1); }
   uint32_t unusualKeyId() {
     constexpr uint32_t kUnusual[] = {kNoKeyId, kNoKeyId - 1, 255, 256, 257, 70'000};
@@ -55,7 +63,51 @@ class RandomStream {
     }
     event(PYTHON_NEW_COLLECTION, 0, bytes_of(dice_.word() >> dice_.upto(63)));
     if (dice_.upto(3) == 0) define(keyId());
+    sent_.clear();
     start(dice_.upto(2) != 0);
+  }
+
+  // The last dictionary that was right, several times over, with a change here and there.
+  void repeat() {
+    for (uint32_t times = 1 + dice_.upto(2); times > 0; --times) {
+      if (dice_.upto(2)) change();
+      event(PYTHON_NEW_COLLECTION, 0, bytes_of(dice_.word()));
+      const bool turns_page = dice_.upto(3) == 0;
+      const size_t turn = dice_.upto(static_cast<uint32_t>(last_.size()));
+      for (size_t i = 0; i < last_.size(); ++i) {
+        if (turns_page && i == turn) pages_.writer.next_page();
+        event(last_[i].type, last_[i].key_id, last_[i].data);
+      }
+    }
+  }
+
+  void change() {
+    const size_t at = dice_.upto(static_cast<uint32_t>(last_.size() - 1));
+    Sent& sent = last_[at];
+    const bool is_value = std::ranges::find(kValueTypes, sent.type) != kValueTypes.end();
+    const auto here = last_.begin() + static_cast<std::ptrdiff_t>(at);
+    switch (is_value ? dice_.upto(6) : 5 + dice_.upto(1)) {
+      case 0:
+        sent.type = kValueTypes[dice_.upto(5)];
+        [[fallthrough]];
+      case 1:
+        sent.data = dataOf(sent.type);
+        return;
+      case 2:
+        sent.key_id = keyId();
+        return;
+      case 3:
+        last_.insert(here, Sent(sent));
+        return;
+      case 4:
+        last_.erase(here);
+        return;
+      case 5:
+        sent.data += 'x';
+        return;
+      default:
+        return define(keyId());
+    }
   }
 
   // Some names are beginnings of others.
@@ -78,12 +130,15 @@ class RandomStream {
   void end() {
     event(open_.back() ? PYTHON_DICT_END : PYTHON_LIST_END, kNoKeyId, {});
     open_.pop_back();
+    if (open_.empty()) last_ = sent_;
   }
 
   void value() {
-    constexpr python_event_type_t kTypes[] = {PYTHON_LONG,       PYTHON_DOUBLE,    PYTHON_STRING,
-                                              PYTHON_BOOL_FALSE, PYTHON_BOOL_TRUE, PYTHON_NONE};
-    const python_event_type_t type = kTypes[dice_.upto(5)];
+    const python_event_type_t type = kValueTypes[dice_.upto(5)];
+    event(type, keyId(), dataOf(type));
+  }
+
+  std::string dataOf(python_event_type_t type) {
     std::string data;
     if (type == PYTHON_STRING) data = text();
     if (type == PYTHON_LONG) {
@@ -92,7 +147,7 @@ class RandomStream {
     }
     if (type == PYTHON_DOUBLE) data = bytes_of(dice_.word());
     if (dice_.upto(40) == 0) data += dice_.bytes(5);
-    event(type, keyId(), data);
+    return data;
   }
 
   std::string text() {
@@ -104,6 +159,7 @@ class RandomStream {
 
   // Any event: what a producer that has lost its way, or memory, may send.
   void mistake() {
+    last_.clear();
     const std::string data = dice_.bytes(dice_.upto(9) ? 16 : 60);
     const uint32_t type = dice_.upto(9) ? dice_.upto(11) : dice_.upto(UINT32_MAX);
     event(static_cast<python_event_type_t>(type), dice_.upto(2) ? keyId() : unusualKeyId(), data);
@@ -122,11 +178,15 @@ class RandomStream {
   }
 
   void event(python_event_type_t type, uint32_t key_id, std::string_view data) {
+    sent_.push_back({type, key_id, std::string(data)});
     if (dice_.upto(30)) return pages_.event(type, key_id, data);
     const uint32_t capacity = pages_.writer.capacity();
     pages_.chunked(type, key_id, data, {dice_.upto(capacity), 1 + dice_.upto(capacity - 1)});
     if (dice_.upto(5) == 0) pages_.writer.next_page();
   }
+
+  static constexpr std::array kValueTypes = {PYTHON_LONG,       PYTHON_DOUBLE,    PYTHON_STRING,
+                                             PYTHON_BOOL_FALSE, PYTHON_BOOL_TRUE, PYTHON_NONE};
 
   Dice& dice_;
   StreamPages pages_;
@@ -136,6 +196,8 @@ class RandomStream {
   bool defined_ = false;
   std::vector<bool> open_;  // true for dictionaries
   std::map<uint32_t, std::string> names_;
+  std::vector<Sent> sent_;  // of this dictionary
+  std::vector<Sent> last_;
 };
 
 // Bytes behind the page's header change.
@@ -157,7 +219,7 @@ size_t compare(unsigned seed) {
   for (uint32_t i = 0; i < num_streams; ++i) {
     streams.push_back(std::make_unique<RandomStream>(dice, std::string(1 + i / 2, 's'),
                                                      i % 2 ? "dict_a" : "dict_"));
-    for (uint32_t steps = 50 + dice.upto(1000); steps > 0; --steps) streams.back()->step();
+    for (uint32_t steps = 50 + dice.upto(500); steps > 0; --steps) streams.back()->step();
     pages.push_back(streams.back()->takePages());
     turns.insert(turns.end(), pages.back().size(), i);
   }

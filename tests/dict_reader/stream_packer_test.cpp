@@ -231,18 +231,26 @@ std::vector<uint8_t> rowOf(Dice& dice, size_t event_size) {
                                  PYTHON_LIST_START, PYTHON_DICT_END,      PYTHON_DICT_END,
                                  PYTHON_LIST_END,   PYTHON_LIST_END,      PYTHON_DICT_END,
                                  PYTHON_LIST_END,   PYTHON_NEW_COLLECTION};
-  std::vector<uint8_t> row;
-  for (int i = 0; i < 1000; ++i) {
-    vek_opaque_event_t header{};
+  const auto header = [&](size_t i) {
+    vek_opaque_event_t drawn{};
     const uint32_t type = i == 0 ? PYTHON_NEW_COLLECTION : kTypes[dice.upto(std::size(kTypes) - 1)];
-    header.data_size = type == PYTHON_STRING ? dice.upto(20) : 8;
-    header.second_word =
+    drawn.data_size = type == PYTHON_STRING ? dice.upto(20) : 8;
+    drawn.second_word =
         packDictEventWord(static_cast<python_event_type_t>(type), dice.upto(9) ? 1 : kNoKeyId);
+    return drawn;
+  };
+  // Every other row repeats itself, but for what its numbers are.
+  const size_t period = dice.upto(1) ? 1000 : 20 + dice.upto(100);
+  std::vector<vek_opaque_event_t> headers;
+  std::vector<uint8_t> row;
+  for (size_t i = 0; i < 1000; ++i) {
+    headers.push_back(i < period ? header(i) : headers[i - period]);
     const size_t at = row.size();
     row.resize(at + event_size);
-    std::memcpy(row.data() + at, &header, sizeof header);
-    const uint64_t bits = type == PYTHON_ID ? 0x4141414141414141 : dice.word() >> dice.upto(63);
-    std::memcpy(row.data() + at + sizeof header, &bits, sizeof bits);
+    std::memcpy(row.data() + at, &headers.back(), sizeof headers.back());
+    const bool is_id = typeOfDictEventWord(headers.back().second_word) == PYTHON_ID;
+    const uint64_t bits = is_id ? 0x4141414141414141 : dice.word() >> dice.upto(63);
+    std::memcpy(row.data() + at + sizeof headers.back(), &bits, sizeof bits);
   }
   return row;
 }
