@@ -172,6 +172,8 @@ bool add_all() {
     add({"streams/fixed/" + std::to_string(leaves), leaves, Structure::kFixed});
     add({"streams/varying/" + std::to_string(leaves), leaves, Structure::kVarying});
   }
+  add({"streams/turns/240", 240, Structure::kTurns});
+  add({"streams/gauges/240", 240, Structure::kGauges});
   add({"streams/long-names/240", 240, Structure::kFixed, true});
 
   // By shape, with a memcpy of the records as the floor.

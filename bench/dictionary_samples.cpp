@@ -46,7 +46,8 @@ class Sender {
   void send(uint64_t number) {
     number_ = number;
     // The same draws for each dictionary, or others.
-    random_.seed(varies() ? number : 1);
+    random_.seed(structure_ == Structure::kTurns ? number % 2 : varies() ? number : 1);
+    gauges_.seed(number);
     event(PYTHON_NEW_COLLECTION, kNoKeyId, bytes_of(1'700'000'000'000'000 + number));
     event(PYTHON_DICT_START, kNoKeyId, {});
     send_content();
@@ -78,7 +79,9 @@ class Sender {
     for (uint32_t i = 0; i < leaves_; ++i) end(false);
   }
 
-  bool varies() const { return structure_ == Structure::kVarying; }
+  bool varies() const {
+    return structure_ == Structure::kVarying || structure_ == Structure::kTurns;
+  }
   uint32_t draw(uint32_t least, uint32_t most) {
     return least + static_cast<uint32_t>(random_() % (most - least + 1));
   }
@@ -114,7 +117,11 @@ class Sender {
   void send_leaf(uint32_t key_id) {
     const uint32_t kind = draw(0, 19);
     const uint64_t word = random_();
-    const uint64_t magnitude = word >> draw(0, 62);
+    uint64_t magnitude = word >> draw(0, 62);
+    if (structure_ == Structure::kGauges) {
+      const uint64_t gauge = gauges_();
+      magnitude = gauge >> gauge % 63;
+    }
     if (kind < 11) {
       event(PYTHON_LONG, key_id, bytes_of(magnitude + (varies() ? 0 : number_ % 16)));
     } else if (kind < 15) {
@@ -141,6 +148,7 @@ class Sender {
   bool long_names_;
   uint64_t number_ = 0;
   std::mt19937_64 random_;
+  std::mt19937_64 gauges_;
 };
 
 }  // namespace

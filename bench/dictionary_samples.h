@@ -14,6 +14,8 @@ namespace vek::bench {
 enum class Structure {
   kFixed,    // every dictionary has the same keys, containers and types; values grow by a little
   kVarying,  // keys, containers, their sizes, types and values are drawn anew for each
+  kTurns,    // two such dictionaries take turns
+  kGauges,   // fixed, but for the magnitudes of whole numbers, which are drawn anew for each
   kFlat,     // fixed, every leaf in the root
   kNested    // fixed, one leaf and one dictionary in each dictionary
 };
