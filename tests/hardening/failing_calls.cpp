@@ -43,7 +43,6 @@ constexpr CallErrors kCalls[] = {{Call::kOpen, "open", kOpenErrors},
                                  {Call::kWrite, "write", kWriteErrors},
                                  {Call::kPwrite, "pwrite", kWriteErrors},
                                  {Call::kFsync, "fsync", kSyncErrors},
-                                 {Call::kFdatasync, "fdatasync", kSyncErrors},
                                  {Call::kFtruncate, "ftruncate", kTruncateErrors},
                                  {Call::kRenameat, "renameat", kRenameErrors},
                                  {Call::kUnlinkat, "unlinkat", kUnlinkErrors},
@@ -153,10 +152,6 @@ ssize_t pwrite(int fd, const void* bytes, size_t size, off_t offset) {
 }
 
 int fsync(int fd) { return fails(Call::kFsync) ? -1 : static_cast<int>(syscall(SYS_fsync, fd)); }
-
-int fdatasync(int fd) {
-  return fails(Call::kFdatasync) ? -1 : static_cast<int>(syscall(SYS_fdatasync, fd));
-}
 
 int ftruncate(int fd, off_t size) noexcept {
   return fails(Call::kFtruncate) ? -1 : static_cast<int>(syscall(SYS_ftruncate, fd, size));
