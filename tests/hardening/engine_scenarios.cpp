@@ -306,7 +306,7 @@ bool store(engine::Spool& spool, uint64_t records) {
   const uint8_t empty_map = 0x80;
   const engine::RecordView record = {{&empty_map, 1}, engine::RecordShape::kBareMap, 0, 0, 1};
   for (uint64_t i = 0; i < records; ++i) {
-    const auto stored = spool.store(spool.next_sequence(), record, false, 0);
+    const auto stored = spool.store(spool.next_sequence() + i, record, false, 0);
     if (stored.outcome != engine::Spool::Outcome::kStored) return false;
   }
   return true;
