@@ -8,12 +8,16 @@ from pathlib import Path
 from mutants import written
 
 
+def output_of(command):
+    return re.search(r" -o (\S+)", command).group(1)
+
+
 class Tree:
     def __init__(self, root, build):
         self.root = root
         self.build_dir = build
         commands = json.loads((build / "compile_commands.json").read_text())
-        self.compiles = {entry["output"]: entry for entry in commands}
+        self.compiles = {output_of(entry["command"]): entry for entry in commands}
         self.links = {}
 
     def prepare(self, programs):
