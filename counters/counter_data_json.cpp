@@ -1,4 +1,3 @@
-#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 
@@ -7,6 +6,7 @@
 #include "json/json.h"
 #include "json/json_owned.h"
 #include "json/json_template.h"
+#include "json/json_text.h"
 #include "utils/logger.h"
 
 namespace {
@@ -18,13 +18,6 @@ bool set_number(JSON_Object* object, const char* key, double number) noexcept {
   return json_object_set_number(object, key, number) == JSONSuccess;
 }
 
-// A text that cannot be written (null, an unknown type's name) leaves its key out: schemas that
-// carry one still have an identifier. One for which memory ran out must not: it would be another's.
-bool set_text(JSON_Object* object, const char* key, const char* text) noexcept {
-  errno = 0;
-  return json_object_set_string(object, key, text) == JSONSuccess || errno != ENOMEM;
-}
-
 }  // namespace
 
 JSON_Value* vek_counter_info_jsonify(const vek_counter_info_t* counter) {
@@ -34,15 +27,15 @@ JSON_Value* vek_counter_info_jsonify(const vek_counter_info_t* counter) {
   if (!object) return nullptr;
 
   const bool is_whole =
-      set_text(object, "name", counter->name) &&
-      set_text(object, "description", counter->description) &&
-      set_text(object, "units", counter->units) &&
-      set_text(object, "data_type", vek_data_type_string(counter->data_type)) &&
+      vek::set_text(object, "name", counter->name) &&
+      vek::set_text(object, "description", counter->description) &&
+      vek::set_text(object, "units", counter->units) &&
+      vek::set_text(object, "data_type", vek_data_type_string(counter->data_type)) &&
       set_number(object, "length", counter->length) &&
       set_number(object, "offset", counter->offset) &&
       set_number(object, "hidden", counter->hidden ? 1 : 0) &&
       set_number(object, "mandatory", counter->mandatory ? 1 : 0) &&
-      set_text(object, "counting_type", vek_counting_type_string(counter->counting_type));
+      vek::set_text(object, "counting_type", vek_counting_type_string(counter->counting_type));
   return is_whole ? json.release() : nullptr;
 }
 

@@ -6,6 +6,7 @@
 #include "json/json.h"
 #include "json/json_owned.h"
 #include "json/json_template.h"
+#include "json/json_text.h"
 #include "utils/logger.h"
 #include "utils/owned.h"
 
@@ -68,14 +69,12 @@ JSON_Value* vek_counter_group_jsonify(const vek_counter_group_t* group) {
   JSON_Object* object = json_value_get_object(json.get());
   if (!object) return nullptr;
 
-  json_object_set_string(object, "granularity", vek_granularity_string(group->granularity));
-  if (group->name) {
-    json_object_set_string(object, "name", group->name);
-  } else if (group->provider) {
-    json_object_set_string(object, "name", group->provider->name);
-  }
-  if (group->provider_name) json_object_set_string(object, "provider", group->provider_name);
-  if (json_object_set_number(object, "num_counter_sets", group->num_counter_sets) != JSONSuccess ||
+  const char* name = group->name;
+  if (!name && group->provider) name = group->provider->name;
+  if (!vek::set_text(object, "granularity", vek_granularity_string(group->granularity)) ||
+      !vek::set_text(object, "name", name) ||
+      !vek::set_text(object, "provider", group->provider_name) ||
+      json_object_set_number(object, "num_counter_sets", group->num_counter_sets) != JSONSuccess ||
       json_object_set_number(object, "num_counters", group->num_counters) != JSONSuccess) {
     return nullptr;
   }

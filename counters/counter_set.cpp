@@ -60,17 +60,19 @@ void export_all(vek_counter_set_t* set) noexcept {
   set->num_exported = set->num_counters;
 }
 
-void select_by_file(vek_counter_set_t* set, const char* file_name,
+// False when memory ran out: a set that lacks some of it would export something else.
+bool select_by_file(vek_counter_set_t* set, const char* file_name,
                     vek::CounterSetObserver* observer) {
   vek::StringArray tokens;
   if (vek::read_cset_file(file_name, set, tokens, observer) < 0) {
     VEK_LOGI("Cannot open '%s', will export whole counter set.", file_name);
     export_all(set);
   } else if (tokens && tokens->count > 0) {
-    vek::apply_tokens(set, tokens.get(), observer);
+    return vek::apply_tokens(set, tokens.get(), observer);
   } else {
     export_all(set);
   }
+  return true;
 }
 
 }  // namespace
@@ -86,7 +88,7 @@ vek_counter_set_t* vek::make_counter_set(const vek_counters_schema_t* schema, co
   vek::CounterSet set = new_set(schema, file_name ? file_name : "default");
   if (!set) return nullptr;
   if (file_name) {
-    select_by_file(set.get(), file_name, observer);
+    if (!select_by_file(set.get(), file_name, observer)) return nullptr;
   } else {
     export_all(set.get());
   }
@@ -101,7 +103,7 @@ vek_counter_set_t* vek_schema_and_tokens_to_counter_set(const vek_counters_schem
   if (!schema || !name) return nullptr;
   vek::CounterSet set = new_set(schema, name);
   if (!set) return nullptr;
-  if (tokens) vek::apply_tokens(set.get(), tokens);
+  if (tokens && !vek::apply_tokens(set.get(), tokens)) return nullptr;
   set->plan = vek::make_counter_plan(*set).release();
   return set.release();
 }

@@ -24,9 +24,10 @@ int read_cset_file(const char* path, vek_counter_set_t* set, StringArray& tokens
 bool append_meta_alias(vek_counter_set_t* set, const char* source_name, const char* output_name);
 bool append_meta_constant(vek_counter_set_t* set, const char* output_name, const char* constant);
 
-// Skips every counter, then shows those that a token selects, under the token's alias.
-void apply_tokens(vek_counter_set_t* set, const vek_string_array_t* tokens,
-                  CounterSetObserver* observer = nullptr);
+// Skips every counter, then shows those that a token selects, under the token's alias. False when
+// memory ran out on the way, which leaves the set unfit for use.
+[[nodiscard]] bool apply_tokens(vek_counter_set_t* set, const vek_string_array_t* tokens,
+                                CounterSetObserver* observer = nullptr);
 
 // Finds the counters that aliases stand for, hides what would clash, and counts what is shown.
 // Runs after the tokens: clashes are with the names under which counters go out.

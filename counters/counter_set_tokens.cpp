@@ -9,7 +9,7 @@
 namespace {
 
 // What one token asks of one counter.
-enum class Verdict { kNextToken, kNextCounter };
+enum class Verdict { kNextToken, kNextCounter, kNoMemory };
 
 // A filter split into its tokens; 8 KB, so one serves a whole set.
 struct Filter {
@@ -43,13 +43,13 @@ bool split_token(char* copy, const char** alias, const char** filter) noexcept {
   return true;
 }
 
-// Keeps the old name when memory runs out.
-void rename(vek_counter_set_element_t* counter, const char* alias) noexcept {
+bool rename(vek_counter_set_element_t* counter, const char* alias) noexcept {
   char* copy = strdup(alias);
-  if (!copy) return;
+  if (!copy) return false;
   std::free(counter->name);
   counter->name = copy;
   counter->name_len = std::strlen(copy);
+  return true;
 }
 
 // Tells an observer, if there is one, what the token at hand did.
@@ -67,7 +67,7 @@ Verdict apply_token(vek_counter_set_t* set, uint64_t index, const char* token, F
                     const Watch& watch) {
   using Effect = vek::CounterTokenEffect;
   const vek::CString copy(strdup(token));
-  if (!copy) return Verdict::kNextToken;
+  if (!copy) return Verdict::kNoMemory;
   const char* alias = nullptr;
   const char* filter_text = nullptr;
   if (!split_token(copy.get(), &alias, &filter_text)) {
@@ -93,14 +93,14 @@ Verdict apply_token(vek_counter_set_t* set, uint64_t index, const char* token, F
     if (!set->skip[index]) return Verdict::kNextToken;
     set->skip[index] = 0;
     ++set->num_exported;
-    if (alias) rename(counter, alias);
+    if (alias && !rename(counter, alias)) return Verdict::kNoMemory;
   }
   return Verdict::kNextToken;
 }
 
 }  // namespace
 
-void vek::apply_tokens(vek_counter_set_t* set, const vek_string_array_t* tokens,
+bool vek::apply_tokens(vek_counter_set_t* set, const vek_string_array_t* tokens,
                        CounterSetObserver* observer) {
   std::memset(set->skip, 1, set->num_counters);
   set->num_exported = 0;
@@ -108,7 +108,10 @@ void vek::apply_tokens(vek_counter_set_t* set, const vek_string_array_t* tokens,
   for (uint64_t c = 0; c < set->num_counters; ++c) {
     for (uint64_t t = 0; t < tokens->count; ++t) {
       const Watch watch{observer, t, c};
-      if (apply_token(set, c, tokens->strings[t], filter, watch) == Verdict::kNextCounter) break;
+      const Verdict verdict = apply_token(set, c, tokens->strings[t], filter, watch);
+      if (verdict == Verdict::kNoMemory) return false;
+      if (verdict == Verdict::kNextCounter) break;
     }
   }
+  return true;
 }

@@ -63,7 +63,7 @@ BoundCounterSet CounterSetCache::get_for_page(const vek_counters_schema_t* schem
   const std::string* id = identifierOf(*schema);
   if (!id) return {};
   const BoundCounterSet bound = findOrCreate(*id, *schema, counterset_file);
-  known = {schema->serial, shape, id, bound};
+  if (bound.set) known = {schema->serial, shape, id, bound};
   return bound;
 }
 
@@ -108,7 +108,14 @@ BoundCounterSet CounterSetCache::findOrCreate(const std::string& id,
   VEK_LOGD("[%s] Creating new cset for schema id = '%s'", kGetter, id.c_str());
   auto entry = std::make_unique<Entry>();
   entry->set.reset(vek_schema_to_counter_set(&schema, counterset_file));
-  if (entry->set) entry->block_extent = vek_counter_set_block_extent(entry->set.get());
+  if (!entry->set) {  // no memory: made by a later page
+    static LogRateLimit limit;
+    if (limit.due_at_level(VEK_LOG_ERROR)) {
+      VEK_LOGE("[%s] no memory for the cset of schema id = '%s'", kGetter, id.c_str());
+    }
+    return {};
+  }
+  entry->block_extent = vek_counter_set_block_extent(entry->set.get());
   csets_.push_back(std::move(entry));
   cset_index_by_schema_id_.emplace(id, static_cast<int32_t>(csets_.size() - 1));
   return csets_.back()->bound();

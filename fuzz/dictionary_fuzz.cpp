@@ -23,6 +23,7 @@
 #include "dict_reader/dict_msgpack.h"
 #include "dict_reader/dict_reader.h"
 #include "dict_reader/dictionary_stream_writer.h"
+#include "raw_msgpack_api/msgpack_token.h"
 #include "utils/logger.h"
 
 namespace {
@@ -77,6 +78,12 @@ struct Node {
   std::vector<Node> children;
 };
 
+// Mostly short: long texts take many events and little of the reader.
+size_t length(Supply& supply) {
+  const uint8_t byte = supply.byte();
+  return byte < 240 ? byte % 40 : byte;
+}
+
 void build(Supply& supply, size_t depth, size_t& steps, Node& container) {
   while (steps < kMostSteps && !supply.empty()) {
     ++steps;
@@ -85,7 +92,7 @@ void build(Supply& supply, size_t depth, size_t& steps, Node& container) {
     Node child;
     child.kind = "sdltfn{["[step % 9];
     child.name = "k" + std::to_string(step / 16);
-    if (child.kind == 's') child.text.assign(supply.byte(), static_cast<char>(supply.byte()));
+    if (child.kind == 's') child.text.assign(length(supply), static_cast<char>(supply.byte()));
     if (child.kind == 'd' || child.kind == 'l')
       child.number = static_cast<int32_t>(supply.number());
     if (child.kind == '{' || child.kind == '[') {
@@ -265,48 +272,12 @@ size_t cached(const std::vector<Image>& pages, const vek_exporter_schema_manager
   return sent;
 }
 
-// Value by value, as msgpack-c's own reader gives up where containers are 32 deep.
-class Walk {
- public:
-  explicit Walk(const std::string& record) : record_(record) {}
-  bool is_whole() {
-    for (uint64_t values = 1; values > 0; --values) {
-      if (at_ >= record_.size()) return false;
-      values += children(static_cast<uint8_t>(record_[at_++]));
-    }
-    return at_ == record_.size();
-  }
-
- private:
-  // Those that follow what the byte begins, whose own bytes are passed.
-  uint64_t children(uint8_t first) {
-    if (first < 0x80 || first >= 0xe0) return 0;
-    if (first < 0x90) return 2 * (first % 16u);
-    if (first < 0xa0) return first % 16u;
-    if (first < 0xc0) return pass(first % 32u);
-    constexpr size_t kNumbers[] = {4, 8, 1, 2, 4, 8, 1, 2, 4, 8};  // from float to int 64
-    if (first >= 0xca && first <= 0xd3) return pass(kNumbers[first - 0xca]);
-    if (first >= 0xd9 && first <= 0xdb) return pass(length(size_t{1} << (first - 0xd9)));
-    if (first >= 0xdc) return length(first % 2 ? 4 : 2) * (first < 0xde ? 1 : 2);
-    require(first == 0xc0 || first == 0xc2 || first == 0xc3);
-    return 0;
-  }
-  uint64_t pass(uint64_t bytes) {
-    require(bytes <= record_.size() - at_);
-    at_ += bytes;
-    return 0;
-  }
-  uint64_t length(size_t bytes) {
-    uint64_t value = 0;
-    for (const size_t from = at_; at_ - from < bytes && at_ < record_.size(); ++at_) {
-      value = value << 8 | static_cast<uint8_t>(record_[at_]);
-    }
-    return value;
-  }
-
-  const std::string& record_;
-  size_t at_ = 0;
-};
+void require_whole(const std::string& record) {
+  const vek::engine::Bytes bytes(reinterpret_cast<const uint8_t*>(record.data()), record.size());
+  size_t size = 0;
+  require(vek::engine::skip_object(bytes, size) == vek::engine::TokenStatus::kOk);
+  require(size == record.size());
+}
 
 // Bytes behind the header change; so do the lengths that the header tells, to smaller ones.
 bool tell_lies(Supply& supply, std::vector<Image>& pages) {
@@ -341,7 +312,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   vek::DictionaryStreamWriter writer({.source_id = "fuzz",
                                       .tag = "dict_fuzz",
                                       .app_id = {},
-                                      .event_size = 54u + supply.byte(),
+                                      .event_size = 54u + (supply.byte() ^ 0x40u),
                                       .page_size = 800u + 16u * supply.byte(),
                                       .timestamp_us = kTimestamp});
   Node root;
@@ -362,14 +333,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   lookup.find_event_type = find_type;
   lookup.context = const_cast<vek_type_definition_t*>(writer.schema().type());
   require(records_of(pages, lookup) == expected);
-  require(cached(pages, lookup) == expected.size());
+  // Every other input goes to the cache context as well, and every other pair of them sends what is
+  // below the root: no input does everything, so that there can be more of them.
+  const bool caches = size % 2 == 0;
+  if (caches) require(cached(pages, lookup) == expected.size());
 
   if (!tell_lies(lies, pages)) return 0;
-  for (const bool send_root_only : {true, false}) {
-    for (const std::string& record : records_of(pages, lookup, send_root_only)) {
-      require(Walk(record).is_whole());
-    }
-  }
-  cached(pages, lookup);
+  for (const std::string& record : records_of(pages, lookup, size % 4 < 2)) require_whole(record);
+  if (caches) cached(pages, lookup);
   return 0;
 }

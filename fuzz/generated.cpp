@@ -1,5 +1,6 @@
 #include "fuzz/generated.h"
 
+#include <algorithm>
 #include <array>
 #include <utility>
 #include <vector>
@@ -38,10 +39,10 @@ void add_counter(Supply& supply, vek_counter_group_t* group) {
   require(vek_add_counter_to_group(group, &counter), "a counter is added");
 }
 
-void add_type(Supply& supply, vek_schema_t* schema, const char* name) {
+void add_type(Supply& supply, vek_schema_t* schema, const char* name, uint32_t most_fields) {
   std::vector<std::string> names;
   std::vector<vek_type_field_info_t> fields;
-  const uint32_t count = 1 + supply.below(8);
+  const uint32_t count = 1 + supply.below(most_fields);
   bool nests = false;
   names.reserve(count);
   for (uint32_t i = 0; i < count; ++i) {
@@ -65,14 +66,14 @@ void add_type(Supply& supply, vek_schema_t* schema, const char* name) {
 
 }  // namespace
 
-CountersSchema counters_schema(Supply& supply) {
+CountersSchema counters_schema(Supply& supply, uint32_t counters) {
   CountersSchema schema(vek_create_counters_schema());
   for (uint32_t groups = 1 + supply.below(3); groups > 0; --groups) {
     vek_counter_provider_info_t info{"group", nullptr};
     vek_counter_group_t* group = vek_create_counter_group(nullptr, &info);
     group->info = nullptr;
     group->num_counter_sets = 1;
-    for (uint32_t i = supply.below(16); i > 0; --i) add_counter(supply, group);
+    for (uint32_t i = supply.below(counters); i > 0; --i) add_counter(supply, group);
     require(vek_counters_schema_append_group(schema.get(), group), "a group is added");
   }
   vek_counters_schema_update_counter_offsets(schema.get());
@@ -80,17 +81,21 @@ CountersSchema counters_schema(Supply& supply) {
   return schema;
 }
 
-TypeSystem type_system(Supply& supply) {
+TypeSystem type_system(Supply& supply, const Extent& extent) {
   TypeSystem types(vek_create_type_system());
   vek_destroy_counters_schema(types->counters_schema);
-  types->counters_schema = counters_schema(supply).release();
+  types->counters_schema = counters_schema(supply, extent.counters).release();
   vek_schema_t* schema = vek_type_system_add_schema(types.get(), "fuzz", 1, nullptr);
-  for (uint32_t i = supply.below(4); i + 1 > 0; --i) add_type(supply, schema, kTypes[i]);
+  for (uint32_t i = supply.below(extent.types - 1); i + 1 > 0; --i) {
+    add_type(supply, schema, kTypes[i], extent.fields - 1);
+  }
   if (schema->num_types == 0) {
     const vek_type_field_info_t field{"value", "", "uint64_t", VEK_VALUE_ABSOLUTE, 1};
     vek_schema_add_type(schema, "plain", &field, 1, nullptr);
   }
-  vek_type_system_update_md5_hashes(types.get());
+  std::fill_n(types->counters_schema_digest, VEK_SCHEMA_ID_SIZE, uint8_t{0xc0});
+  std::fill_n(schema->digest, VEK_SCHEMA_ID_SIZE, uint8_t{0xe0});
+  vek_schema_id_to_schema_string(schema->digest, schema->id_string);
   return types;
 }
 

@@ -2,9 +2,9 @@
 //
 // The input is a program: it builds a type system and a page, and then tells lies about the bytes
 // of that page, its header included. An unharmed page leaves as exactly the records that the plain
-// packers make of it, by type system and by schema manager alike. Of a harmed one this is asked:
-// nothing is read beyond it, nothing in it is changed, every record is sound, it costs no more than
-// its budget, and the good page behind it leaves as it did before.
+// packers make of it, by type system (inputs of even length) and by schema manager alike. Of a
+// harmed one this is asked: nothing is read beyond it, nothing in it is changed, every record is
+// sound, it costs no more than its budget, and the good page behind it leaves as it did before.
 #include <cstring>
 #include <memory>
 #include <string>
@@ -127,8 +127,7 @@ class Builder {
     for (const Image& bytes : blocks_) block_size = std::max(block_size, bytes.size());
     block_size += supply_.below(20);
     vek::PageWriter writer(kSource, "", block_size);
-    uint8_t id[VEK_SCHEMA_ID_SIZE];
-    if (vek_calc_counters_schema_id(id, types_.counters_schema)) writer.set_counters_schema_id(id);
+    writer.set_counters_schema_id(types_.counters_schema_digest);
     for (const Image& bytes : blocks_) {
       writer.raw(bytes);
       writer.next_block();
@@ -201,27 +200,25 @@ void tell_lie(Supply& lies, Image& image) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   vek_set_log_level(0);
   auto [program, lies] = vek::fuzz::split(data, size);
-  const std::shared_ptr<vek_type_system_t> types(vek::fuzz::type_system(program));
+  const std::shared_ptr<vek_type_system_t> types(vek::fuzz::type_system(program, {4, 4, 6}));
   const Page page = Builder(program, *types).build();
 
-  vek::SchemaManager manager;
-  manager.appendTypeSystem(types);
-  vek_exporter_schema_manager_t by_type_system{};
-  vek_exporter_schema_manager_t by_manager{};
-  vek_exporter_schema_manager_from_type_system(types.get(), &by_type_system);
-  vek_exporter_schema_manager_from_manager(&manager, &by_manager);
-  static vek::fuzz::Records first_records;
-  static vek::fuzz::Records second_records;
-  Way first(by_type_system, first_records);
-  Way second(by_manager, second_records);
-  require(first.records_of(page.image, false) == page.records, "by type system: as packed plainly");
-  require(second.records_of(page.image, false) == page.records, "by manager: as packed plainly");
+  vek_exporter_schema_manager_t lookup{};
+  std::unique_ptr<vek::SchemaManager> manager;
+  if (size % 2 == 0) {
+    vek_exporter_schema_manager_from_type_system(types.get(), &lookup);
+  } else {
+    manager = std::make_unique<vek::SchemaManager>();
+    manager->appendTypeSystem(types);
+    vek_exporter_schema_manager_from_manager(manager.get(), &lookup);
+  }
+  static vek::fuzz::Records records;
+  Way way(lookup, records);
+  require(way.records_of(page.image, false) == page.records, "a page leaves as packed plainly");
 
   Image harmed = page.image;
   for (int i = 0; i < 64 && !lies.empty(); ++i) tell_lie(lies, harmed);
-  first.records_of(harmed, true);
-  second.records_of(harmed, true);
-  require(first.records_of(page.image, true) == page.records, "the next page: as packed plainly");
-  require(second.records_of(page.image, true) == page.records, "the next page: as packed plainly");
+  way.records_of(harmed, true);
+  require(way.records_of(page.image, true) == page.records, "and so does the one behind lies");
   return 0;
 }

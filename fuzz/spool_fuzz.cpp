@@ -55,7 +55,7 @@ std::string file_name(uint8_t choice) {
 
 void lay_out(const uint8_t* data, size_t size) {
   for (const auto& entry : std::filesystem::directory_iterator(folder())) {
-    std::filesystem::remove_all(entry.path());
+    require(unlink(entry.path().c_str()) == 0);
   }
   while (size >= 3) {
     const std::string path = folder() + '/' + file_name(data[0]);

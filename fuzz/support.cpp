@@ -6,10 +6,27 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <vector>
 
 #include "json/utf8.h"
 
 namespace vek::fuzz {
+namespace {
+
+// Kept for the next input: making a file takes longer than reading it.
+std::vector<int>& free_files() {
+  static std::vector<int> files;
+  return files;
+}
+
+int take_file() {
+  if (free_files().empty()) return memfd_create("input", MFD_CLOEXEC);
+  const int fd = free_files().back();
+  free_files().pop_back();
+  return fd;
+}
+
+}  // namespace
 
 void require(bool holds, const char* claim) {
   if (holds) return;
@@ -42,14 +59,15 @@ Parts split(const uint8_t* data, size_t size) {
   return {Supply(bytes.first(bytes.size() - lies)), Supply(bytes.last(lies))};
 }
 
-InputFile::InputFile(std::string_view contents) : fd_(memfd_create("input", MFD_CLOEXEC)) {
+InputFile::InputFile(std::string_view contents) : fd_(take_file()) {
   require(fd_ >= 0, "there is a file for the input");
-  require(write(fd_, contents.data(), contents.size()) == static_cast<ssize_t>(contents.size()),
-          "the input is written");
+  require(ftruncate(fd_, 0) == 0, "it is emptied");
+  const ssize_t written = pwrite(fd_, contents.data(), contents.size(), 0);
+  require(written == static_cast<ssize_t>(contents.size()), "the input is written");
   path_ = "/proc/self/fd/" + std::to_string(fd_);
 }
 
-InputFile::~InputFile() { close(fd_); }
+InputFile::~InputFile() { free_files().push_back(fd_); }
 
 void require_printable(std::string_view text, const char* claim) {
   for (const char c : text) require(static_cast<unsigned char>(c) >= 0x20 && c != 0x7f, claim);

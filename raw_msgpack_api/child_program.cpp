@@ -14,6 +14,7 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <thread>
 
 #include "raw_msgpack_api/all_signals_blocked.h"
 #include "raw_msgpack_api/sanitizers.h"
@@ -157,13 +158,24 @@ void ChildProgram::reap() {
   }
 }
 
+bool ChildProgram::has_ended() const {
+  siginfo_t info{};
+  const int result = waitid(static_cast<idtype_t>(P_PIDFD), static_cast<id_t>(pidfd_.fd()), &info,
+                            WEXITED | WNOHANG | WNOWAIT);
+  return result == 0 ? info.si_pid != 0 : errno != EINTR;
+}
+
 bool ChildProgram::wait_until(Clock::time_point deadline) {
   constexpr std::chrono::milliseconds kLongest{60'000};
+  constexpr std::chrono::milliseconds kBetweenLooks{10};
   while (how_.empty()) {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
     pollfd request{pidfd_.fd(), POLLIN, 0};
     const auto pause = std::clamp(left, std::chrono::milliseconds(0), kLongest);
-    if (poll(&request, 1, static_cast<int>(pause.count())) > 0) {
+    const int ready = poll(&request, 1, static_cast<int>(pause.count()));
+    // Where the system cannot wait for it, as without memory, it is looked after now and then.
+    if (ready < 0 && errno != EINTR) std::this_thread::sleep_for(std::min(pause, kBetweenLooks));
+    if (ready > 0 || (ready < 0 && has_ended())) {
       reap();
     } else if (left.count() <= 0) {
       return false;

@@ -48,6 +48,7 @@ class ChildProgram {
 
  private:
   ChildProgram(pid_t pid, Socket pidfd) : pid_(pid), pidfd_(std::move(pidfd)) {}
+  bool has_ended() const;
   void reap();
 
   pid_t pid_;

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <exception>
 #include <utility>
 
@@ -15,6 +16,7 @@ namespace vek::engine {
 namespace {
 
 constexpr size_t kLongestLine = 4096;
+constexpr int kPauseMs = 100;
 
 std::string_view trimmed(std::string_view text) {
   const size_t begin = text.find_first_not_of(" \t\r");
@@ -63,23 +65,31 @@ std::string LogRelay::last_errors() const {
 }
 
 void LogRelay::run() {
+  bool pauses = false;  // poll() does not wait for a source that is at its end or cannot be read
   for (;;) {
     std::array<pollfd, 2> requests = {{{stop_.fd(), POLLIN, 0}, {source_.fd(), POLLIN, 0}}};
-    if (poll(requests.data(), requests.size(), -1) < 0 && errno != EINTR) return;
+    const int ready = poll(requests.data(), pauses ? 1 : 2, pauses ? kPauseMs : -1);
+    if (ready < 0 && errno != EINTR) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(kPauseMs));
+    }
+    bool has_read = false;
     try {
-      read_all();
+      has_read = read_all();
     } catch (const std::exception&) {
       rest_.clear();  // there was no memory for it
     }
     if (requests[0].revents != 0) return;
+    pauses = ready > 0 && !has_read;
   }
 }
 
-void LogRelay::read_all() {
+bool LogRelay::read_all() {
+  bool has_read = false;
   std::array<char, 4096> buffer;
   for (;;) {
     const ssize_t count = read(source_.fd(), buffer.data(), buffer.size());
-    if (count <= 0) return;
+    if (count <= 0) return has_read;
+    has_read = true;
     rest_.append(buffer.data(), static_cast<size_t>(count));
     size_t begin = 0;
     for (size_t end; (end = rest_.find('\n', begin)) != std::string::npos; begin = end + 1) {

@@ -39,7 +39,7 @@ class LogRelay {
 
  private:
   void run();
-  void read_all();
+  bool read_all();  // whether there was something
   void log_line(std::string_view line);
 
   const std::string name_;

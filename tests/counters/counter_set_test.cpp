@@ -126,6 +126,7 @@ TEST(CounterSet, SurvivesEveryFailingAllocation) {
   const TempDir dir;
   const std::string path = dir.write(
       "c.cset", "x=a\nb\nmeta_field_add:k=v\nmeta_field_alias:b=c\nmeta_field_alias:source=s\n");
+  const Set usual(vek_schema_to_counter_set(schema.get(), path.c_str()));
   std::vector<std::string> messages;
   unsigned failures = 0;
   for (unsigned n = 1;; ++n) {
@@ -135,6 +136,9 @@ TEST(CounterSet, SurvivesEveryFailingAllocation) {
     if (!failing.disarm()) {
       EXPECT_TRUE(set);
       break;
+    }
+    if (set && exported_names(set.get()) != exported_names(usual.get())) {
+      EXPECT_FALSE(log.errors().empty()) << "counters are lost silently with " << n;
     }
     ++failures;
     for (std::string& line : log.errors()) messages.push_back(std::move(line));

@@ -159,10 +159,13 @@ TEST(CountersSchemaJson, OfNullIsNull) {
   EXPECT_THAT(log.errors(), Contains("Failed to JSONify counters schemaector schema"));
 }
 
-// Whatever allocation fails, nothing crashes and the caller learns of it.
+// Whatever allocation fails, nothing crashes and the caller learns of it: a document that lacks a
+// text would have another's identifier.
 TEST(CountersSchemaJson, SurvivesEveryFailingAllocation) {
   if (!FailAllocation::available()) GTEST_SKIP();
   const Schema schema = make_schema({{"a"}, {"b"}});
+  schema->groups[1]->provider_name = strdup("a provider whose name needs memory");
+  const JsonText whole(vek_counters_schema_serialize(schema.get()));
   std::vector<std::string> messages;
   unsigned failures = 0;
   for (unsigned n = 1;; ++n) {
@@ -173,6 +176,7 @@ TEST(CountersSchemaJson, SurvivesEveryFailingAllocation) {
       EXPECT_TRUE(text);
       break;
     }
+    EXPECT_TRUE(!text || std::string_view(text.get()) == whole.get()) << n << text.get();
     ++failures;
     for (std::string& line : log.errors()) messages.push_back(std::move(line));
   }

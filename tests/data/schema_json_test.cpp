@@ -175,8 +175,10 @@ class SchemaFile : public testing::Test {
 };
 
 TEST_F(SchemaFile, IsLoadedWithReferencesAndIdentifier) {
+  const LogCapture log;
   const OwnedSchema schema = load(vek::test::golden_path("events_nested"));
   ASSERT_NE(schema, nullptr);
+  EXPECT_TRUE(log.errors().empty());
   EXPECT_EQ(schema->parent, builtins_.builtin());
   EXPECT_EQ(schema->types[1]->fields[0]->type, schema->types[0]);
   EXPECT_STREQ(schema->id_string, "9d1da838ee7b8d0f046a61b9e15f6163");

@@ -8,6 +8,7 @@
 
 #include "counters/counters_msgpack.h"
 #include "exporter/counters_schema_signature.h"
+#include "tests/support/fail_allocation.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/schema_documents.h"
 
@@ -40,6 +41,27 @@ TEST_F(Cache, GivesASchemaSeenTwiceTheSameSet) {
   EXPECT_EQ(first.set, second.set);
   EXPECT_THAT(talk(), ElementsAre("[getCset] Creating new cset for schema id = '" + id + "'",
                                   "[getCset] Found cset for schema id = '" + id + "'"));
+}
+
+// Memory comes back; a page that finds none must not be the last one of its schema.
+TEST_F(Cache, MakesASetThatFailedAgainForTheNextPage) {
+  if (!FailAllocation::available()) GTEST_SKIP() << "the sanitizer brings its own allocator";
+  const OwnedCounters schema = countersSchema({"rx", "tx"});
+  unsigned refusals = 0;
+  for (unsigned n = 1; n < 10'000; ++n) {
+    CounterSetCache cache;
+    log_.clear();
+    FailAllocation failing(n);
+    const vek_counter_set_t* set = nullptr;
+    try {
+      set = cache.get_for_page(schema.get(), nullptr).set;
+    } catch (const std::bad_alloc&) {  // said by the entry points
+    }
+    if (!failing.disarm()) break;
+    if (!set) ++refusals;
+    EXPECT_NE(cache.get_for_page(schema.get(), nullptr).set, nullptr) << n;
+  }
+  EXPECT_GT(refusals, 10u);
 }
 
 TEST_F(Cache, GoesByIdentifierNotByAddress) {

@@ -21,6 +21,7 @@
 #include "json/json_owned.h"
 #include "raw_msgpack_api/record_walk.h"
 #include "schema_manager/fillings.h"
+#include "tests/hardening/clock_shift.h"
 #include "tests/hardening/record_sink.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/schema_documents.h"
@@ -31,6 +32,7 @@ namespace {
 
 using ::testing::Contains;
 using ::testing::HasSubstr;
+using ::testing::Not;
 
 double cpu_seconds(const std::function<void()>& work) {
   timespec before{};
@@ -295,6 +297,23 @@ TEST(UnfinishedEvents, AreBoundedAndTheOldestGiveWay) {
   EXPECT_EQ(finish(2), 0u);
   EXPECT_EQ(finish(3), 1u);
   EXPECT_EQ(finish(limits::kUnfinishedEvents), 2u);
+}
+
+// What was replaced or delivered holds no memory, so that any number of them may follow.
+TEST(UnfinishedEvents, CountTheMemoryThatTheyHoldNow) {
+  shift_clock(11);  // rate-limited messages are due again
+  const LogCapture log(4);
+  constexpr uint32_t kChunk = 4 << 20;
+  OpaqueEventsWriter writer({.source_id = "s", .tag = "x", .event_size = kChunk});
+  ASSERT_TRUE(writer.start(1, {1, 2}, {}, 2 * kChunk));
+  writer.next_page();
+  ASSERT_TRUE(writer.chunk(1, 0, std::vector<uint8_t>(writer.capacity() - 100, 'x')));
+  const auto pages = writer.take_pages();
+  Extractor extractor;
+  for (size_t held = 0; held < limits::kUnfinishedBytes + 2 * kChunk; held += kChunk - 200) {
+    for (const auto& page : pages) extractor.read(writer.schema(), page);
+  }
+  EXPECT_THAT(log.warnings(), Not(Contains(HasSubstr("too many unfinished events"))));
 }
 
 TEST(CounterSets, AreBoundedAndMadeAnew) {

@@ -13,6 +13,7 @@
 
 #include "raw_msgpack_api/ack_reader.h"
 #include "raw_msgpack_api/dead_letter_file.h"
+#include "raw_msgpack_api/fluent_bit_program.h"
 #include "raw_msgpack_api/forward_handshake.h"
 #include "raw_msgpack_api/frame_writer.h"
 #include "raw_msgpack_api/record_json.h"
@@ -298,59 +299,89 @@ std::string dead_letter() {
       std::vector<uint8_t>(1, static_cast<uint8_t>(read_file(folder + "/letters").size())));
 }
 
-std::string stored_and_loaded(const std::string& folder, uint64_t records) {
-  auto spool = engine::Spool::open({folder, "name", 1'000'000, false});
-  if (!spool) return {};
+std::unique_ptr<engine::Spool> open_spool(const std::string& folder) {
+  return engine::Spool::open({folder, "name", 1'000'000, false});
+}
+bool store(engine::Spool& spool, uint64_t records) {
   const uint8_t empty_map = 0x80;
   const engine::RecordView record = {{&empty_map, 1}, engine::RecordShape::kBareMap, 0, 0, 1};
   for (uint64_t i = 0; i < records; ++i) {
-    const auto stored = spool->store(spool->next_sequence(), record, false, 0);
-    if (stored.outcome != engine::Spool::Outcome::kStored) return {};
+    const auto stored = spool.store(spool.next_sequence() + i, record, false, 0);
+    if (stored.outcome != engine::Spool::Outcome::kStored) return false;
   }
-  engine::RecordBatch batch;
-  spool->load(batch);
-  const std::string text = std::to_string(batch.size());
-  spool->settle(batch.size());
-  return text;
+  return true;
 }
-std::string spool_life() { return stored_and_loaded(fresh_folder("spool"), 5); }
-std::string spool_recovery() {
-  const std::string folder = fresh_folder("recovered");
-  {
-    auto spool = engine::Spool::open({folder, "name", 1'000'000, false});
-    if (!spool) return {};
-    const uint8_t empty_map = 0x80;
-    const engine::RecordView record = {{&empty_map, 1}, engine::RecordShape::kBareMap, 0, 0, 1};
-    const auto stored = spool->store(spool->next_sequence(), record, false, 0);
-    if (stored.outcome != engine::Spool::Outcome::kStored) return {};
+// By a run that ends without settling any of them.
+bool leave_behind(const std::string& folder, uint64_t records) {
+  const auto spool = open_spool(folder);
+  return spool && store(*spool, records);
+}
+std::string load_all(engine::Spool& spool) {
+  uint64_t loaded = 0;
+  for (bool goes_on = true; goes_on && spool.unread() > 0;) {
+    engine::RecordBatch batch;
+    goes_on = !spool.load(batch).is_blocked;
+    spool.settle(batch.size());
+    loaded += batch.size();
   }
-  return stored_and_loaded(folder, 0);
+  return std::to_string(loaded);
+}
+std::string load_left_behind(const std::string& folder) {
+  const auto spool = open_spool(folder);
+  return spool ? load_all(*spool) : "";
+}
+template <typename Change>
+void change_segment(const std::string& folder, Change change) {
+  const AllocationsWork own;
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    if (entry.path().extension() != ".seg") continue;
+    std::fstream file(entry.path(), std::ios::in | std::ios::out | std::ios::binary);
+    change(file);
+  }
 }
 
-// A segment whose last record is damaged is set aside, and what is sound in it is sent.
+std::string spool_life() {
+  const auto spool = open_spool(fresh_folder("spool"));
+  return spool && store(*spool, 5) ? load_all(*spool) : "";
+}
+std::string spool_recovery() {
+  const std::string folder = fresh_folder("recovered");
+  return leave_behind(folder, 1) ? load_left_behind(folder) : "";
+}
+
+// A segment with a damaged record is set aside, once what is sound in it is sent.
 std::string spool_damaged() {
   const std::string folder = fresh_folder("damaged");
-  stored_and_loaded(folder, 0);
-  {
-    auto spool = engine::Spool::open({folder, "name", 1'000'000, false});
-    if (!spool) return {};
-    const uint8_t empty_map = 0x80;
-    const engine::RecordView record = {{&empty_map, 1}, engine::RecordShape::kBareMap, 0, 0, 1};
-    for (int i = 0; i < 3; ++i) {
-      const auto stored = spool->store(spool->next_sequence(), record, false, 0);
-      if (stored.outcome != engine::Spool::Outcome::kStored) return {};
-    }
-  }
-  {
+  if (!leave_behind(folder, 3)) return {};
+  change_segment(folder, [](std::fstream& file) {
+    file.seekp(32 + 17 + 16);  // the second record
+    file.put('x');
+  });
+  return load_left_behind(folder);
+}
+
+// One that ends inside a record is cut.
+std::string spool_torn() {
+  const std::string folder = fresh_folder("torn");
+  if (!leave_behind(folder, 2)) return {};
+  change_segment(folder, [](std::fstream& file) {
+    file.seekp(0, std::ios::end);
+    file.write("\x01\0\0\0sum", 7);
+  });
+  return load_left_behind(folder);
+}
+
+// Asked for its version, as before it serves an output.
+std::string output_fluent_bit_program() {
+  static const std::vector<std::string> candidates = [] {
     const AllocationsWork own;
-    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-      if (entry.path().extension() != ".seg" || entry.file_size() < 60) continue;
-      std::fstream file(entry.path(), std::ios::in | std::ios::out | std::ios::binary);
-      file.seekp(32 + 17 + 16);  // the second record
-      file.put('x');
-    }
-  }
-  return stored_and_loaded(folder, 0);
+    const std::string path = scratch_file("fluent-bit", "#!/bin/sh\necho Fluent Bit v4.0.0\n");
+    std::filesystem::permissions(path, std::filesystem::perms::owner_all);
+    return std::vector<std::string>{path};
+  }();
+  std::string why;
+  const auto found = engine::FluentBitProgram::find(candidates, why);
+  return found ? found->version : "";
 }
 
 }  // namespace
@@ -380,7 +411,9 @@ std::vector<Scenario> engine_scenarios() {
           {"dead_letter", dead_letter},
           {"spool_life", spool_life},
           {"spool_recovery", spool_recovery},
-          {"spool_damaged", spool_damaged}};
+          {"spool_damaged", spool_damaged},
+          {"spool_torn", spool_torn},
+          {"output_fluent_bit_program", output_fluent_bit_program}};
 }
 
 }  // namespace vek::test

@@ -47,7 +47,7 @@ class EveryAllocation : public ::testing::TestWithParam<Scenario> {
   }
 
   // False when the scenario has fewer than n allocations.
-  bool fail(unsigned n, FailAllocation::Mode mode) {
+  bool fail(unsigned n, FailAllocation::Mode mode, bool is_second_try = false) {
     shift_clock(11);  // rate-limited messages are due again
     log_.clear();
     const long live = live_allocations();
@@ -63,6 +63,8 @@ class EveryAllocation : public ::testing::TestWithParam<Scenario> {
     log_.clear();
     const long lost = live_allocations() - live - (result.capacity() > 15 ? 1 : 0);
     check(result, told, n, mode);
+    // What is made once may be made by a way that only a failure takes; it is not made again.
+    if (lost > kept_ && !is_second_try) return fail(n, mode, true);
     EXPECT_LE(lost, kept_) << "memory is lost with " << n << ", " << mode;
     EXPECT_EQ(entries_of("/proc/self/fd"), holdings.descriptors) << n << ", " << mode;
     EXPECT_TRUE(threads_come_down_to(holdings.threads)) << n << ", " << mode;

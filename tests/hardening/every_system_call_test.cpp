@@ -10,7 +10,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <map>
 
 #include "tests/hardening/clock_shift.h"
 #include "tests/hardening/failing_calls.h"
@@ -102,9 +101,8 @@ std::vector<Scenario> asking_scenarios() {
 INSTANTIATE_TEST_SUITE_P(Of, EverySystemCall, ::testing::ValuesIn(asking_scenarios()),
                          [](const auto& scenario) { return std::string(scenario.param.name); });
 
-// The table of what was made to fail names every call of the list.
+// Each call of the table is made by some scenario.
 TEST(EverySystemCallTable, IsReachedByTheScenarios) {
-  std::map<std::string, unsigned> reached;
   const LogCapture quiet(2);
   calls_made();
   for (const Scenario& scenario : asking_scenarios()) run(scenario);
@@ -112,11 +110,7 @@ TEST(EverySystemCallTable, IsReachedByTheScenarios) {
   for (const CallErrors& call : call_errors()) {
     const unsigned count = made[static_cast<size_t>(call.call)];
     if (std::getenv("VEK_EVERY_CALL")) std::printf("%s %u\n", call.name, count);
-    reached[call.name] = count;
-  }
-  for (const char* name : {"open", "openat", "pread", "write", "pwrite", "mkdir", "fstat", "socket",
-                           "connect", "send, sendmsg", "recv", "poll", "pthread_create"}) {
-    EXPECT_GT(reached[name], 0u) << name;
+    EXPECT_GT(count, 0u) << call.name;
   }
 }
 

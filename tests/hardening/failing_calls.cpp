@@ -36,25 +36,16 @@ constexpr int kRecvErrors[] = {ECONNREFUSED, ECONNRESET, EAGAIN, EINTR, ENOMEM};
 constexpr int kPollErrors[] = {EINTR, ENOMEM};
 constexpr int kThreadErrors[] = {EAGAIN, EPERM};
 
-constexpr CallErrors kCalls[] = {{Call::kOpen, "open", kOpenErrors},
-                                 {Call::kOpenat, "openat", kOpenErrors},
-                                 {Call::kRead, "read", kReadErrors},
-                                 {Call::kPread, "pread", kReadErrors},
-                                 {Call::kWrite, "write", kWriteErrors},
-                                 {Call::kPwrite, "pwrite", kWriteErrors},
-                                 {Call::kFsync, "fsync", kSyncErrors},
-                                 {Call::kFdatasync, "fdatasync", kSyncErrors},
-                                 {Call::kFtruncate, "ftruncate", kTruncateErrors},
-                                 {Call::kRenameat, "renameat", kRenameErrors},
-                                 {Call::kUnlinkat, "unlinkat", kUnlinkErrors},
-                                 {Call::kMkdir, "mkdir", kMkdirErrors},
-                                 {Call::kFstat, "fstat", kStatErrors},
-                                 {Call::kSocket, "socket", kSocketErrors},
-                                 {Call::kConnect, "connect", kConnectErrors},
-                                 {Call::kSend, "send, sendmsg", kSendErrors},
-                                 {Call::kRecv, "recv", kRecvErrors},
-                                 {Call::kPoll, "poll", kPollErrors},
-                                 {Call::kThread, "pthread_create", kThreadErrors}};
+constexpr CallErrors kCalls[] = {
+    {Call::kOpen, "open", kOpenErrors},           {Call::kOpenat, "openat", kOpenErrors},
+    {Call::kRead, "read", kReadErrors},           {Call::kPread, "pread", kReadErrors},
+    {Call::kWrite, "write", kWriteErrors},        {Call::kPwrite, "pwrite", kWriteErrors},
+    {Call::kFsync, "fsync", kSyncErrors},         {Call::kFtruncate, "ftruncate", kTruncateErrors},
+    {Call::kRenameat, "renameat", kRenameErrors}, {Call::kUnlinkat, "unlinkat", kUnlinkErrors},
+    {Call::kMkdir, "mkdir", kMkdirErrors},        {Call::kFstat, "fstat", kStatErrors},
+    {Call::kSocket, "socket", kSocketErrors},     {Call::kConnect, "connect", kConnectErrors},
+    {Call::kSend, "send, sendmsg", kSendErrors},  {Call::kRecv, "recv", kRecvErrors},
+    {Call::kPoll, "poll", kPollErrors},           {Call::kThread, "pthread_create", kThreadErrors}};
 
 std::atomic<int> g_call{-1};
 std::atomic<int> g_error{0};
@@ -153,10 +144,6 @@ ssize_t pwrite(int fd, const void* bytes, size_t size, off_t offset) {
 }
 
 int fsync(int fd) { return fails(Call::kFsync) ? -1 : static_cast<int>(syscall(SYS_fsync, fd)); }
-
-int fdatasync(int fd) {
-  return fails(Call::kFdatasync) ? -1 : static_cast<int>(syscall(SYS_fdatasync, fd));
-}
 
 int ftruncate(int fd, off_t size) noexcept {
   return fails(Call::kFtruncate) ? -1 : static_cast<int>(syscall(SYS_ftruncate, fd, size));

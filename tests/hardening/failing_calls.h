@@ -19,7 +19,6 @@ enum class Call {
   kWrite,
   kPwrite,
   kFsync,
-  kFdatasync,
   kFtruncate,
   kRenameat,
   kUnlinkat,

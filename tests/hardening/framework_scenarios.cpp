@@ -385,6 +385,7 @@ std::string record_of(const char* file, const char* layout) {
   const uint8_t block[16 + 24] = {'V', 'E', 'K', 'D'};
   msgpack_sbuffer record;
   vek_counter_block_to_msgpack_filtered(&record, block, set.get(), "source", layout);
+  const AllocationsWork own;
   const std::string text = record.size > 0 ? msgpack_to_text(record.data, record.size) : "";
   msgpack_sbuffer_destroy(&record);
   return text;

@@ -105,6 +105,23 @@ TEST(ForwardHandshake, RefusesWhatIsNoHelo) {
   }
 }
 
+TEST(ForwardHandshake, HoldsItsLimitsExactly) {
+  const auto refusal = [](size_t reason) {
+    return pong(false, std::string(reason, 'x'), "it", "");
+  };
+  const size_t longest = 4096 - (refusal(1000).size() - 1000);
+  const std::pair<size_t, std::string> cases[] = {
+      {longest, "refuses us: \"" + std::string(200, 'x') + '"'},
+      {longest + 1, "does not speak the protocol"}};
+  for (const auto& [reason, error] : cases) {
+    const Credentials own = credentials();
+    ForwardHandshake handshake(own, "salt");
+    ASSERT_EQ(handshake.advance(helo()), Step::kSend);
+    EXPECT_EQ(handshake.advance(refusal(reason)), Step::kFailed);
+    EXPECT_THAT(handshake.error(), HasSubstr(error));
+  }
+}
+
 TEST(ForwardHandshake, RefusesAReceiverThatDoesNotKnowTheKey) {
   const std::string right = digest("saltit" + kNonce + "the key");
   const struct {

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <ctime>
 #include <optional>
 
 #include "tests/support/log_capture.h"
@@ -89,6 +90,22 @@ TEST_F(LogRelayTest, TakesWarningsForNewsOnceTheEndIsAskedFor) {
   relay_.reset();
   EXPECT_THAT(log_.lines(), ElementsAre(LogLine{6, "[raw msgpack API] [out] fluent-bit: going"},
                                         LogLine{3, "[raw msgpack API] [out] fluent-bit: broken"}));
+}
+
+// poll() finds both ready at once, again and again.
+TEST(LogRelayThread, RestsWhereItsSourceCannotBeReadOrIsAtItsEnd) {
+  std::array<int, 2> ends{};
+  ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK), 0);
+  close(ends[1]);
+  Socket sources[] = {Socket(open("/", O_RDONLY | O_DIRECTORY | O_CLOEXEC)), Socket(ends[0])};
+  for (Socket& source : sources) {
+    const std::clock_t before = std::clock();  // of all threads
+    {
+      const LogRelay relay("out", std::move(source), {});
+      std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    }
+    EXPECT_LT(std::clock() - before, CLOCKS_PER_SEC / 10);
+  }
 }
 
 }  // namespace

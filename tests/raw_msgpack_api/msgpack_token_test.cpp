@@ -51,6 +51,7 @@ const std::vector<Case>& cases() {
        UINT64_MAX,
        0},
       {"int8_min", {0xd0, 0x80}, TokenKind::kNegative, static_cast<uint64_t>(-128), 0},
+      {"int8_zero", {0xd0, 0}, TokenKind::kUnsigned, 0, 0},
       {"int8_positive", {0xd0, 0x7f}, TokenKind::kUnsigned, 127, 0},
       {"int16_min", {0xd1, 0x80, 0}, TokenKind::kNegative, static_cast<uint64_t>(-32768), 0},
       {"int32_min",
@@ -108,6 +109,20 @@ TEST_P(EveryForm, IsReadAndNeverBeyondItsEnd) {
 
 INSTANTIATE_TEST_SUITE_P(ReadToken, EveryForm, testing::ValuesIn(cases()),
                          [](const auto& param_info) { return std::string(param_info.param.name); });
+
+// Whoever skips by this table must neither miss a form that it could skip nor skip too much.
+TEST(WholeSizes, AreThoseOfEveryFormOfAFixedSize) {
+  std::vector<uint8_t> bytes(64, 0);
+  for (unsigned first = 0; first < 256; ++first) {
+    bytes[0] = static_cast<uint8_t>(first);
+    Token token;
+    const bool reads = read_token(bytes, token) == TokenStatus::kOk;
+    const bool varies = first >= 0xc4 && first <= 0xc9;
+    const bool is_fixed =
+        reads && !token.is_container() && !varies && (first < 0xd9 || first > 0xdb);
+    EXPECT_EQ(kWholeSizes[first], is_fixed ? token.size() : 0) << first;
+  }
+}
 
 TEST(ReadToken, RefusesTheReservedByte) {
   const uint8_t reserved[] = {0xc1, 0};
