@@ -1,6 +1,5 @@
 #include "tools/bench.h"
 
-#include <CLI/CLI.hpp>
 #include <array>
 #include <cerrno>
 #include <cinttypes>
@@ -14,7 +13,6 @@
 #include "tools/duration.h"
 #include "tools/json_writer.h"
 #include "tools/suggest.h"
-#include "tools/whole_number.h"
 
 namespace vek::tools {
 namespace {
@@ -146,44 +144,30 @@ ExitStatus bench(const BenchOptions& options) {
   return report(options, run.result());
 }
 
-void add_bench(CLI::App& app, Action& action) {
+void add_bench(CommandLine& line, Action& action) {
   const auto options = std::make_shared<BenchOptions>();
-  CLI::App* verb = app.add_subcommand(
+  Verb verb = line.add_verb(
       "bench", "Measure how fast pages become records with a configuration, without sending");
-  verb->add_option("--config", options->config_dir, "Directory of .exp files")
-      ->required()
-      ->type_name("DIR");
-  add_schema_options(*verb, options->schema_dir, options->type_system, SchemaRule::kOne,
+  verb.text("--config", "DIR", options->config_dir, "Directory of .exp files").required();
+  add_schema_options(verb, options->schema_dir, options->type_system, SchemaRule::kOne,
                      "One of the two:");
-  verb->add_option("--destination", options->destination, "Only this one, by its name")
-      ->type_name("NAME");
-  verb->add_option("--repeats", options->plan.repeats, "How often to measure")
-      ->check(whole_number(3, 10'000))
-      ->capture_default_str()
-      ->type_name("N");
-  const auto add_time = [&](const char* name, uint64_t& time_us, const char* help,
-                            const char* preset) {
-    verb->add_option_function<std::string>(
-            name,
-            [name, &time_us](const std::string& text) { time_us = take_duration(name, text); },
-            help)
-        ->default_str(preset)
-        ->type_name("TIME");
-  };
-  add_time("--warm-up", options->plan.warm_up_us, "Convert so long before measuring", "300ms");
-  add_time("--repeat-time", options->plan.repeat_us, "How long each repeat takes at least",
-           "100ms");
-  verb->add_option("--baseline", options->baseline,
-                   "What --json printed before: say whether it is slower now; then the exit "
-                   "status is 1")
-      ->type_name("FILE");
-  add_json_options(*verb, options->json, "One JSON object, good as a baseline");
-  add_color_option(*verb);
-  add_pages_option(*verb, options->pages)->required();
-  verb->footer(
+  verb.text("--destination", "NAME", options->destination, "Only this one, by its name");
+  verb.number("--repeats", "N", options->plan.repeats, 3, 10'000, "How often to measure")
+      .shows_default();
+  add_duration(verb, "--warm-up", options->plan.warm_up_us, "Convert so long before measuring")
+      .shows_default("300ms");
+  add_duration(verb, "--repeat-time", options->plan.repeat_us,
+               "How long each repeat takes at least")
+      .shows_default("100ms");
+  verb.text("--baseline", "FILE", options->baseline,
+            "What --json printed before: say whether it is slower now; then the exit status is 1");
+  add_json_options(verb, options->json, "One JSON object, good as a baseline");
+  add_color_option(verb);
+  add_pages_option(verb, options->pages).required();
+  verb.footer(
       "Pages are in memory before the clock runs. Time is that of the converting thread alone;\n"
       "engines only count. Pages of at most 1 GiB together.");
-  verb->callback([options, &action] {
+  verb.when_read([options, &action] {
     check_pages(options->pages);
     action = [options] { return bench(*options); };
   });

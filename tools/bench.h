@@ -23,7 +23,7 @@ struct BenchOptions {
   std::vector<std::string> pages;
 };
 
-void add_bench(CLI::App& app, Action& action);
+void add_bench(CommandLine& line, Action& action);
 
 // kBad when it is slower than the baseline, beyond the spread of both.
 ExitStatus bench(const BenchOptions& options);

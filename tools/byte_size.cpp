@@ -1,10 +1,10 @@
 #include "tools/byte_size.h"
 
-#include <CLI/CLI.hpp>
 #include <charconv>
 #include <string_view>
 
 namespace vek::tools {
+namespace {
 
 uint64_t take_byte_size(const char* option, const std::string& text) {
   struct Unit {
@@ -23,7 +23,15 @@ uint64_t take_byte_size(const char* option, const std::string& text) {
       return number << known.shift;
     }
   }
-  throw CLI::ValidationError(option, "'" + text + "' is no size such as 500k, 64MiB or 1GiB");
+  refuse(option, "'" + text + "' is no size such as 500k, 64MiB or 1GiB");
+}
+
+}  // namespace
+
+Option add_byte_size(Verb& verb, const char* name, uint64_t& target, const std::string& help) {
+  return verb.taken_by(
+      name, "SIZE",
+      [name, &target](const std::string& text) { target = take_byte_size(name, text); }, help);
 }
 
 }  // namespace vek::tools

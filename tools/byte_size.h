@@ -5,11 +5,13 @@
 #include <cstdint>
 #include <string>
 
+#include "tools/command_line.h"
+
 namespace vek::tools {
 
-// Of "500", "64KiB", "10MiB", "1GiB" (k, M, G for short); throws CLI::ValidationError for anything
-// else, and for nothing at all.
-uint64_t take_byte_size(const char* option, const std::string& text);
+// An option that takes "500", "64KiB", "10MiB", "1GiB" (k, M, G for short), and refuses anything
+// else and nothing at all.
+Option add_byte_size(Verb& verb, const char* name, uint64_t& target, const std::string& help);
 
 }  // namespace vek::tools
 

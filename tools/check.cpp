@@ -2,7 +2,6 @@
 
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cstring>
 #include <memory>
@@ -99,43 +98,40 @@ ExitStatus check(const CheckOptions& options) {
   return pages != ExitStatus::kGood ? pages : status_of(findings, options.strict);
 }
 
-void add_check(CLI::App& app, Action& action) {
+void add_check(CommandLine& line, Action& action) {
   const auto options = std::make_shared<CheckOptions>();
-  CLI::App* verb = app.add_subcommand(
-      "check", "Say everything that is wrong with a configuration directory, at once");
-  verb->add_option("DIR", options->config_dir, "Directory of .exp files")
-      ->required()
-      ->type_name("");
-  add_schema_options(*verb, options->schema_dir, options->type_system, SchemaRule::kAtMostOne,
+  Verb verb = line.add_verb("check",
+                            "Say everything that is wrong with a configuration directory, at once");
+  verb.text("DIR", "", options->config_dir, "Directory of .exp files").required();
+  add_schema_options(verb, options->schema_dir, options->type_system, SchemaRule::kAtMostOne,
                      "One of the two; with it rules that take nothing are found:");
-  verb->add_option("--pages", options->pages,
-                   "Page files, whose tags and values are compared with the configuration")
-      ->type_name("FILE");
-  const auto format = std::make_shared<std::string>("text");
-  CLI::Option* format_option =
-      verb->add_option("--format", *format, "For people, scripts, or build servers")
-          ->check(CLI::IsMember({"text", "json", "junit", "github"}).description(""))
-          ->capture_default_str()
-          ->type_name("text|json|junit|github");
-  add_json_options(*verb, options->json, "The same as --format json");
-  verb->get_option("--json")->excludes(format_option);
-  verb->add_flag("--strict", options->strict, "Exit status 3 when there are warnings");
-  verb->add_flag("--connect", options->connect,
-                 "Try to reach every destination, at once, for three seconds; nothing is sent");
-  add_color_option(*verb);
-  verb->footer(
+  verb.texts("--pages", "FILE", options->pages,
+             "Page files, whose tags and values are compared with the configuration");
+  Option format = verb.choice(
+      "--format", {"text", "json", "junit", "github"},
+      [options](const std::string& name) {
+        options->format = name == "json"     ? FindingFormat::kJson
+                          : name == "junit"  ? FindingFormat::kJunit
+                          : name == "github" ? FindingFormat::kGithub
+                                             : FindingFormat::kText;
+      },
+      "For people, scripts, or build servers");
+  format.shows_default("text");
+  add_json_options(verb, options->json, "The same as --format json").excludes(format);
+  verb.flag("--strict", options->strict, "Exit status 3 when there are warnings");
+  verb.flag("--connect", options->connect,
+            "Try to reach every destination, at once, for three seconds; nothing is sent");
+  add_color_option(verb);
+  verb.footer(
       "Nothing is sent. Where a destination needs Fluent Bit and its library is installed, a "
       "child\n"
       "process loads it and asks for its parameters. Exit status: 0 good, 1 errors,\n"
       "3 only warnings with --strict, 4 something cannot be read.");
-  verb->callback([options, format, &action] {
+  verb.when_read([options, &action] {
     for (const std::string& path : options->pages) {
-      if (path == "-")
-        throw CLI::ValidationError("--pages", "pages are read twice, so they need a name");
+      if (path == "-") refuse("--pages", "pages are read twice, so they need a name");
     }
-    if (*format == "json" || options->json.json) options->format = FindingFormat::kJson;
-    if (*format == "junit") options->format = FindingFormat::kJunit;
-    if (*format == "github") options->format = FindingFormat::kGithub;
+    if (options->json.json) options->format = FindingFormat::kJson;
     action = [options] { return check(*options); };
   });
 }

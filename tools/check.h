@@ -22,7 +22,7 @@ struct CheckOptions {
   JsonOptions json;
 };
 
-void add_check(CLI::App& app, Action& action);
+void add_check(CommandLine& line, Action& action);
 
 ExitStatus check(const CheckOptions& options);
 

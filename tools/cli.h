@@ -9,18 +9,15 @@
 
 #include <functional>
 
+#include "tools/command_line.h"
 #include "tools/exit_status.h"
-
-namespace CLI {
-class App;
-}
 
 namespace vek::tools {
 
 using Action = std::function<ExitStatus()>;
 
-// Adds one verb to the parser; when it is chosen, `action` is set.
-using AddVerb = void (*)(CLI::App& app, Action& action);
+// Adds one verb; when it is chosen, `action` is set.
+using AddVerb = void (*)(CommandLine& line, Action& action);
 
 // Parses and runs; never throws.
 ExitStatus run_command_line(int argc, const char* const* argv);

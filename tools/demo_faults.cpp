@@ -1,11 +1,11 @@
 #include "tools/demo_faults.h"
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
 #include <cstring>
 
 #include "data/page_view.h"
+#include "tools/command_line.h"
 #include "tools/suggest.h"
 
 namespace vek::tools {
@@ -51,7 +51,7 @@ FaultNames take_fault_names(const std::string& text) {
       const std::string guess = nearest(word, all);
       std::string hint = guess.empty() ? "; there are all" : "; did you mean '" + guess + "'?";
       for (size_t i = 0; guess.empty() && i + 1 < all.size(); ++i) hint += ", " + all[i];
-      throw CLI::ValidationError("--faults", "'" + std::string(word) + "' is no fault" + hint);
+      refuse("--faults", "'" + std::string(word) + "' is no fault" + hint);
     }
     names.insert(*known);
     more = comma != std::string_view::npos;

@@ -24,8 +24,7 @@ inline constexpr std::string_view kClockJump = "clock-jump";
 
 using FaultNames = std::set<std::string_view>;
 
-// Of a list such as "flipped-bit,clock-jump", or of "all"; throws CLI::ValidationError for a name
-// that is none.
+// Of a list such as "flipped-bit,clock-jump", or of "all"; refuses a name that is none.
 FaultNames take_fault_names(const std::string& text);
 
 struct PlacedFault {

@@ -2,7 +2,6 @@
 
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <memory>
 
@@ -92,19 +91,16 @@ ExitStatus doctor(const DoctorOptions& options) {
   return is_bad ? ExitStatus::kEnvironment : ExitStatus::kGood;
 }
 
-void add_doctor(CLI::App& app, Action& action) {
+void add_doctor(CommandLine& line, Action& action) {
   const auto options = std::make_shared<DoctorOptions>();
-  CLI::App* verb =
-      app.add_subcommand("doctor", "Say what of an installation works, and what mends the rest");
-  verb->add_option("--plugin", options->plugin, "Plug-in library (libfluentbit_exporter.so)")
-      ->required()
-      ->type_name("PATH");
-  verb->add_option("--config", options->config_dir, "Directory of .exp files to look at, too")
-      ->type_name("DIR");
-  add_json_options(*verb, options->json, "One JSON object");
-  add_color_option(*verb);
-  verb->footer("Libraries are loaded in child processes. Exit status 4 when something is bad.");
-  verb->callback([options, &action] { action = [options] { return doctor(*options); }; });
+  Verb verb = line.add_verb("doctor", "Say what of an installation works, and what mends the rest");
+  verb.text("--plugin", "PATH", options->plugin, "Plug-in library (libfluentbit_exporter.so)")
+      .required();
+  verb.text("--config", "DIR", options->config_dir, "Directory of .exp files to look at, too");
+  add_json_options(verb, options->json, "One JSON object");
+  add_color_option(verb);
+  verb.footer("Libraries are loaded in child processes. Exit status 4 when something is bad.");
+  verb.when_read([options, &action] { action = [options] { return doctor(*options); }; });
 }
 
 }  // namespace vek::tools

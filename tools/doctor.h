@@ -15,7 +15,7 @@ struct DoctorOptions {
   JsonOptions json;
 };
 
-void add_doctor(CLI::App& app, Action& action);
+void add_doctor(CommandLine& line, Action& action);
 
 ExitStatus doctor(const DoctorOptions& options);
 

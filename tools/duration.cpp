@@ -1,10 +1,10 @@
 #include "tools/duration.h"
 
-#include <CLI/CLI.hpp>
 #include <charconv>
 #include <string_view>
 
 namespace vek::tools {
+namespace {
 
 uint64_t take_duration(const char* option, const std::string& text) {
   struct Unit {
@@ -23,7 +23,15 @@ uint64_t take_duration(const char* option, const std::string& text) {
       return number * known.us;
     }
   }
-  throw CLI::ValidationError(option, "'" + text + "' is no time such as 500ms, 1s or 5m");
+  refuse(option, "'" + text + "' is no time such as 500ms, 1s or 5m");
+}
+
+}  // namespace
+
+Option add_duration(Verb& verb, const char* name, uint64_t& target_us, const std::string& help) {
+  return verb.taken_by(
+      name, "TIME",
+      [name, &target_us](const std::string& text) { target_us = take_duration(name, text); }, help);
 }
 
 }  // namespace vek::tools

@@ -5,11 +5,13 @@
 #include <cstdint>
 #include <string>
 
+#include "tools/command_line.h"
+
 namespace vek::tools {
 
-// Microseconds of "250us", "500ms", "1s", "5m", "1h"; throws CLI::ValidationError for anything
-// else, and for nothing at all.
-uint64_t take_duration(const char* option, const std::string& text);
+// An option that takes "250us", "500ms", "1s", "5m", "1h" as microseconds, and refuses anything
+// else and nothing at all.
+Option add_duration(Verb& verb, const char* name, uint64_t& target_us, const std::string& help);
 
 }  // namespace vek::tools
 

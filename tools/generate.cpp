@@ -1,6 +1,5 @@
 #include "tools/generate.h"
 
-#include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -14,7 +13,6 @@
 #include "tools/demo_streams.h"
 #include "tools/generate_report.h"
 #include "tools/text_file.h"
-#include "tools/whole_number.h"
 #include "utils/owned.h"
 
 namespace vek::tools {
@@ -124,35 +122,27 @@ ExitStatus generate(const GenerateOptions& options) {
   return ExitStatus::kGood;
 }
 
-void add_generate(CLI::App& app, Action& action) {
+void add_generate(CommandLine& line, Action& action) {
   const auto options = std::make_shared<GenerateOptions>();
-  CLI::App* verb = app.add_subcommand(
-      "generate", "Make a demonstration data set: schemas, pages and configuration");
-  verb->add_option("--output", options->output, "Directory to make it in")
-      ->required()
-      ->type_name("DIR");
-  verb->add_option("--seed", options->seed, "The same seed gives the same data")
-      ->check(whole_number(0, std::numeric_limits<uint64_t>::max()))
-      ->capture_default_str()
-      ->type_name("N");
-  verb->add_option("--pages", options->pages, "How many pages")
-      ->check(whole_number(1, 10'000'000))
-      ->capture_default_str()
-      ->type_name("N");
-  verb->add_flag("--force", options->force, "Write into a directory that is not empty");
-  verb->add_option_function<std::string>(
-          "--faults",
-          [options](const std::string& text) { options->faults = take_fault_names(text); },
-          "Put faults into the recordings, and say where: all, or a list with commas of\n"
-          "truncated-page, flipped-bit, unknown-schema, missing-chunk, reordered-chunk,\n"
-          "counter-wrap, clock-jump")
-      ->type_name("LIST");
-  add_json_options(*verb, options->json, "What was made, as one JSON object");
-  add_color_option(*verb);
-  verb->callback([options, &action] {
+  Verb verb =
+      line.add_verb("generate", "Make a demonstration data set: schemas, pages and configuration");
+  verb.text("--output", "DIR", options->output, "Directory to make it in").required();
+  verb.number("--seed", "N", options->seed, 0, std::numeric_limits<uint64_t>::max(),
+              "The same seed gives the same data")
+      .shows_default();
+  verb.number("--pages", "N", options->pages, 1, 10'000'000, "How many pages").shows_default();
+  verb.flag("--force", options->force, "Write into a directory that is not empty");
+  verb.taken_by(
+      "--faults", "LIST",
+      [options](const std::string& text) { options->faults = take_fault_names(text); },
+      "Put faults into the recordings, and say where: all, or a list with commas of\n"
+      "truncated-page, flipped-bit, unknown-schema, missing-chunk, reordered-chunk,\n"
+      "counter-wrap, clock-jump");
+  add_json_options(verb, options->json, "What was made, as one JSON object");
+  add_color_option(verb);
+  verb.when_read([options, &action] {
     if (!options->faults.empty() && options->pages < PageFaults::kLeastPages) {
-      throw CLI::ValidationError(
-          "--faults", "needs at least " + std::to_string(PageFaults::kLeastPages) + " pages");
+      refuse("--faults", "needs at least " + std::to_string(PageFaults::kLeastPages) + " pages");
     }
     action = [options] { return generate(*options); };
   });

@@ -20,7 +20,7 @@ struct GenerateOptions {
   JsonOptions json;
 };
 
-void add_generate(CLI::App& app, Action& action);
+void add_generate(CommandLine& line, Action& action);
 
 // Makes schemas/schema_<id>.json, type_system.json, pages.bin with config/ for it, streams.bin
 // with streams/ for it, and an empty records/ below `output`. The same seed and number of pages

@@ -1,6 +1,5 @@
 #include "tools/golden_test.h"
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <memory>
 
@@ -118,23 +117,21 @@ ExitStatus run_golden_tests(const GoldenTestOptions& options) {
   return ExitStatus::kEnvironment;
 }
 
-void add_test(CLI::App& app, Action& action) {
+void add_test(CommandLine& line, Action& action) {
   const auto options = std::make_shared<GoldenTestOptions>();
-  CLI::App* verb = app.add_subcommand(
+  Verb verb = line.add_verb(
       "test", "Compare what leaves with what is expected, for recordings with a configuration");
-  verb->add_option("DIR", options->cases,
-                   "Directories of *.bin, config/, schemas/ or type_system.json, and expected/")
-      ->required()
-      ->type_name("");
-  verb->add_flag("--accept", options->accept, "Write what leaves to expected/, and pass");
-  verb->add_option("--junit", options->junit, "Write the results for a build server, too")
-      ->type_name("FILE");
-  add_json_options(*verb, options->json, "One JSON object a case");
-  add_color_option(*verb);
-  verb->footer(
+  verb.texts("DIR", "", options->cases,
+             "Directories of *.bin, config/, schemas/ or type_system.json, and expected/")
+      .required();
+  verb.flag("--accept", options->accept, "Write what leaves to expected/, and pass");
+  verb.text("--junit", "FILE", options->junit, "Write the results for a build server, too");
+  add_json_options(verb, options->json, "One JSON object a case");
+  add_color_option(verb);
+  verb.footer(
       "Records stand in expected/NAME.ndjson, one a line, by destination. Rules that took\n"
       "nothing are listed. Exit status: 0 all passed, 1 not all, 4 something is missing.");
-  verb->callback([options, &action] { action = [options] { return run_golden_tests(*options); }; });
+  verb.when_read([options, &action] { action = [options] { return run_golden_tests(*options); }; });
 }
 
 }  // namespace vek::tools

@@ -24,7 +24,7 @@ struct GoldenTestOptions {
   JsonOptions json;
 };
 
-void add_test(CLI::App& app, Action& action);
+void add_test(CommandLine& line, Action& action);
 
 ExitStatus run_golden_tests(const GoldenTestOptions& options);
 

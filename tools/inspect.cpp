@@ -2,7 +2,6 @@
 
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <memory>
 #include <utility>
 
@@ -132,14 +131,12 @@ ExitStatus inspect(InspectOptions& options) {
   return inspection.status();
 }
 
-void add_inspect(CLI::App& app, Action& action) {
+void add_inspect(CommandLine& line, Action& action) {
   const auto options = std::make_shared<InspectOptions>();
-  CLI::App* verb =
-      app.add_subcommand("inspect", "Show what recorded pages hold, without a plug-in");
-  CLI::Option_group* views =
-      verb->add_option_group("Views", "One of them, instead of a summary of each file:");
+  Verb verb = line.add_verb("inspect", "Show what recorded pages hold, without a plug-in");
+  Verb views = verb.group("Views", "One of them, instead of a summary of each file:", 0, 1);
   const auto add_view = [&](const char* name, View view, const char* help) {
-    return views->add_flag_callback(
+    return views.flag(
         name, [options, view] { options->view = view; }, help);
   };
   add_view("--pages", View::kPages, "A line a page");
@@ -147,29 +144,25 @@ void add_inspect(CLI::App& app, Action& action) {
   add_view("--schemas", View::kSchemas,
            "The schemas that pages name, whether they are known, and what uses them");
   add_view("--hex", View::kHex, "Every byte, labelled by field, the first bad one marked");
-  CLI::Option* streams = add_view("--streams", View::kStreams,
+  const Option streams = add_view("--streams", View::kStreams,
                                   "Dictionary streams event by event, the dictionaries they make, "
                                   "and the aggregator's events");
-  views->require_option(0, 1);
-  verb->add_flag("--batch", options->batch,
-                 "With --streams: outermost lists as one, as with batch_mode = 1")
-      ->needs(streams);
-  verb->add_flag("--salvage", options->salvage,
-                 "Go on behind damage, and count what was lost there");
-  options->filter.add_options(*verb);
-  add_json_options(*verb, options->json, "One JSON object a line instead of columns");
-  add_schema_options(*verb, options->schema_dir, options->type_system, SchemaRule::kAtMostOne,
+  verb.flag("--batch", options->batch,
+            "With --streams: outermost lists as one, as with batch_mode = 1")
+      .needs(streams);
+  verb.flag("--salvage", options->salvage, "Go on behind damage, and count what was lost there");
+  options->filter.add_options(verb);
+  add_json_options(verb, options->json, "One JSON object a line instead of columns");
+  add_schema_options(verb, options->schema_dir, options->type_system, SchemaRule::kAtMostOne,
                      "One of the two; needed for --streams, and to see every block:");
-  add_color_option(*verb);
-  add_pages_option(*verb, options->pages)->required();
-  verb->callback([options, &action] {
+  add_color_option(verb);
+  add_pages_option(verb, options->pages).required();
+  verb.when_read([options, &action] {
     check_pages(options->pages);
     options->filter.check();
     if (options->view == View::kStreams && options->schema_dir.empty() &&
         options->type_system.empty()) {
-      throw CLI::ValidationError("--streams",
-                                 "needs --schema-dir or --type-system, which say how long events "
-                                 "are");
+      refuse("--streams", "needs --schema-dir or --type-system, which say how long events are");
     }
     action = [options] { return inspect(*options); };
   });

@@ -25,7 +25,7 @@ struct InspectOptions {
   std::vector<std::string> pages;  // files; "-" is standard input
 };
 
-void add_inspect(CLI::App& app, Action& action);
+void add_inspect(CommandLine& line, Action& action);
 
 // Data goes to standard output, damage and what the plug-in would refuse to standard error, too.
 ExitStatus inspect(InspectOptions& options);

@@ -30,7 +30,7 @@ void take_pages(const std::string& text, uint64_t& first, uint64_t& last) {
     }
   }
   if (!good) {
-    throw CLI::ValidationError("--page", "'" + text + "' is no page such as 7, and no 7-9 or 7-");
+    refuse("--page", "'" + text + "' is no page such as 7, and no 7-9 or 7-");
   }
 }
 
@@ -56,23 +56,19 @@ bool PageFilter::Words::take(std::string_view text) {
   return any;
 }
 
-void PageFilter::add_options(CLI::App& verb) {
-  verb.add_option_function<std::string>(
-          "--page", [this](const std::string& text) { take_pages(text, first_page_, last_page_); },
-          "Only this page of each file, or these: 7, 7-9, 7-")
-      ->type_name("N");
-  verb.add_option("--tag", tags_.wanted, "Only pages of this tag; '*' stands for anything")
-      ->type_name("TAG")
-      ->allow_extra_args(false);
-  verb.add_option("--source", sources_.wanted, "Only pages of this source; likewise")
-      ->type_name("ID")
-      ->allow_extra_args(false);
+void PageFilter::add_options(Verb& verb) {
+  verb.taken_by(
+      "--page", "N", [this](const std::string& text) { take_pages(text, first_page_, last_page_); },
+      "Only this page of each file, or these: 7, 7-9, 7-");
+  verb.texts("--tag", "TAG", tags_.wanted, "Only pages of this tag; '*' stands for anything")
+      .takes_one_each_time();
+  verb.texts("--source", "ID", sources_.wanted, "Only pages of this source; likewise")
+      .takes_one_each_time();
   add_time_window(verb, times_);
-  verb.add_option("--type", types_.wanted,
-                  "Only pages with blocks of this kind (counters, events, schemas) or with events "
-                  "of this type; likewise")
-      ->type_name("TYPE")
-      ->allow_extra_args(false);
+  verb.texts("--type", "TYPE", types_.wanted,
+             "Only pages with blocks of this kind (counters, events, schemas) or with events "
+             "of this type; likewise")
+      .takes_one_each_time();
 }
 
 bool PageFilter::passes(const InspectedPage& page) {

@@ -2,7 +2,6 @@
 #ifndef VEK_TOOLS_PAGE_FILTER_H
 #define VEK_TOOLS_PAGE_FILTER_H
 
-#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <set>
 #include <string>
@@ -16,7 +15,7 @@ namespace vek::tools {
 class PageFilter {
  public:
   // --page, --tag, --source, --from, --to, --type. Call check() from the verb's callback.
-  void add_options(CLI::App& verb);
+  void add_options(Verb& verb);
   void check() const { check_time_window(times_); }
 
   bool passes(const InspectedPage& page);

@@ -28,7 +28,7 @@ struct PreviewOptions {
   std::vector<std::string> pages;
 };
 
-void add_preview(CLI::App& app, Action& action);
+void add_preview(CommandLine& line, Action& action);
 
 ExitStatus preview(const PreviewOptions& options);
 

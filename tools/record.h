@@ -23,7 +23,7 @@ struct RecordOptions {
   JsonOptions json;
 };
 
-void add_record(CLI::App& app, Action& action);
+void add_record(CommandLine& line, Action& action);
 
 // The path of each finished file goes to standard output, counts to standard error. SIGINT and
 // SIGTERM end it well: what has arrived is written first.

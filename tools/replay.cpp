@@ -2,7 +2,6 @@
 
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
@@ -77,8 +76,7 @@ void check_options(const ReplayOptions& options) {
   check_pages(options.pages);
   const bool from_input = std::count(options.pages.begin(), options.pages.end(), "-") > 0;
   if (from_input && (options.repeat > 1 || options.loop)) {
-    throw CLI::ValidationError(options.loop ? "--loop" : "--repeat",
-                               "standard input ('-') can be read only once");
+    refuse(options.loop ? "--loop" : "--repeat", "standard input ('-') can be read only once");
   }
   check_time_window(options.times);
 }
@@ -133,29 +131,26 @@ ExitStatus replay(const ReplayOptions& options) {
   return report.status();
 }
 
-void add_replay(CLI::App& app, Action& action) {
+void add_replay(CommandLine& line, Action& action) {
   const auto options = std::make_shared<ReplayOptions>();
-  CLI::App* verb = app.add_subcommand(
-      "replay", "Send recorded pages through a plug-in, exactly as a collector does");
-  verb->add_option("--plugin", options->plugin, "Plug-in library (libfluentbit_exporter.so)")
-      ->required()
-      ->type_name("PATH");
-  verb->add_option("--config", options->config_dir, "Directory of .exp files")
-      ->required()
-      ->type_name("DIR");
-  add_schema_options(*verb, options->schema_dir, options->type_system, SchemaRule::kOne,
+  Verb verb =
+      line.add_verb("replay", "Send recorded pages through a plug-in, exactly as a collector does");
+  verb.text("--plugin", "PATH", options->plugin, "Plug-in library (libfluentbit_exporter.so)")
+      .required();
+  verb.text("--config", "DIR", options->config_dir, "Directory of .exp files").required();
+  add_schema_options(verb, options->schema_dir, options->type_system, SchemaRule::kOne,
                      "One of the two:");
-  add_replay_rounds(*verb, *options);
-  add_replay_pace(*verb, *options);
-  add_replay_times(*verb, *options);
-  add_json_options(*verb, options->json, "The summary as JSON, the last line of standard output");
-  add_color_option(*verb);
-  add_pages_option(*verb, options->pages)->required();
-  verb->footer(
+  add_replay_rounds(verb, *options);
+  add_replay_pace(verb, *options);
+  add_replay_times(verb, *options);
+  add_json_options(verb, options->json, "The summary as JSON, the last line of standard output");
+  add_color_option(verb);
+  add_pages_option(verb, options->pages).required();
+  verb.footer(
       "Records go to the destinations of DIR, the summary to standard error. It ends with a\n"
       "ledger: for each destination, records in = delivered + spooled + queued + dropped.\n"
       "Exit status 5 when something was dropped or a ledger does not balance.");
-  verb->callback([options, &action] {
+  verb.when_read([options, &action] {
     check_options(*options);
     action = [options] { return replay(*options); };
   });

@@ -27,7 +27,7 @@ struct ReplayOptions {
   std::vector<std::string> pages;  // files; "-" is standard input
 };
 
-void add_replay(CLI::App& app, Action& action);
+void add_replay(CommandLine& line, Action& action);
 
 // Every intact page is sent, also where a file is damaged further on. The summary, with a ledger of
 // every destination, goes to standard error; standard output belongs to the destinations. With

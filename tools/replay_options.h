@@ -2,16 +2,14 @@
 #ifndef VEK_TOOLS_REPLAY_OPTIONS_H
 #define VEK_TOOLS_REPLAY_OPTIONS_H
 
-#include <CLI/CLI.hpp>
-
 #include "tools/replay.h"
 
 namespace vek::tools {
 
 // The options refer to `options`, which outlives the parser.
-void add_replay_rounds(CLI::App& verb, ReplayOptions& options);  // --repeat, --loop
-void add_replay_pace(CLI::App& verb, ReplayOptions& options);    // --pace, --speed, --rate
-void add_replay_times(CLI::App& verb, ReplayOptions& options);   // --from, --to, --shift-time
+void add_replay_rounds(Verb& verb, ReplayOptions& options);  // --repeat, --loop
+void add_replay_pace(Verb& verb, ReplayOptions& options);    // --pace, --speed, --rate
+void add_replay_times(Verb& verb, ReplayOptions& options);   // --from, --to, --shift-time
 
 }  // namespace vek::tools
 

@@ -2,9 +2,10 @@
 #ifndef VEK_TOOLS_TIME_WINDOW_H
 #define VEK_TOOLS_TIME_WINDOW_H
 
-#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <optional>
+
+#include "tools/command_line.h"
 
 namespace vek::tools {
 
@@ -20,7 +21,7 @@ struct TimeWindow {
   }
 };
 
-void add_time_window(CLI::App& verb, TimeWindow& window);
+void add_time_window(Verb& verb, TimeWindow& window);
 // For the verb's callback.
 void check_time_window(const TimeWindow& window);
 
