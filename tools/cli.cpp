@@ -4,24 +4,27 @@
 #include <string>
 #include <vector>
 
-#include "tools/bench.h"
-#include "tools/check.h"
-#include "tools/console.h"
-#include "tools/doctor.h"
-#include "tools/generate.h"
-#include "tools/golden_test.h"
-#include "tools/inspect.h"
-#include "tools/plugin_log.h"
-#include "tools/preview.h"
-#include "tools/record.h"
-#include "tools/replay.h"
-#include "tools/signals.h"
-#include "tools/suggest.h"
+#include "tools/base/console.h"
+#include "tools/base/signals.h"
+#include "tools/base/suggest.h"
+#include "tools/bench/bench.h"
+#include "tools/check/check.h"
+#include "tools/doctor/doctor.h"
+#include "tools/generate/generate.h"
+#include "tools/golden/golden_test.h"
+#include "tools/inspect/inspect.h"
+#include "tools/plugin/plugin_log.h"
+#include "tools/preview/preview.h"
+#include "tools/record/record.h"
+#include "tools/replay/replay.h"
 #include "utils/logger.h"
 #include "utils/version.h"
 
 namespace vek::tools {
 namespace {
+
+// Adds one verb; when it is chosen, `action` is set.
+using AddVerb = void (*)(CommandLine& line, Action& action);
 
 constexpr AddVerb kVerbs[] = {add_bench,   add_check,  add_doctor, add_generate, add_inspect,
                               add_preview, add_record, add_replay, add_test};
