@@ -1,8 +1,11 @@
 #include "tools/command_line/command_line.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <charconv>
 #include <utility>
+
+#include "tools/base/suggest.h"
 
 namespace vek::tools {
 namespace {
@@ -15,6 +18,23 @@ CLI::Validator whole_number(uint64_t least, uint64_t most) {
     if (error == std::errc() && behind == end && value >= least && value <= most) return {};
     return "'" + text + "' is no whole number from " + std::to_string(least) + " to " +
            std::to_string(most);
+  };
+  return CLI::Validator(check, "");
+}
+
+std::string joined(const std::vector<std::string>& words, const char* between) {
+  std::string text;
+  for (const std::string& word : words) text += (text.empty() ? "" : between) + word;
+  return text;
+}
+
+CLI::Validator one_of(const std::vector<std::string>& words) {
+  const auto check = [words](const std::string& text) -> std::string {
+    if (std::find(words.begin(), words.end(), text) != words.end()) return {};
+    if (words.size() == 1) return "'" + text + "' is not '" + words.front() + "'";
+    const std::string guess = nearest(text, words);
+    return "'" + text + "' is none of " + joined(words, ", ") +
+           (guess.empty() ? "" : "; did you mean '" + guess + "'?");
   };
   return CLI::Validator(check, "");
 }
@@ -98,8 +118,8 @@ Option Verb::taken_by(const char* name, const char* value, TakeText take, const 
 Option Verb::choice(const char* name, const std::vector<std::string>& words, TakeText take,
                     const std::string& help) {
   return Option(app_->add_option_function<std::string>(name, std::move(take), help)
-                    ->check(CLI::IsMember(words).description(""))
-                    ->type_name(is_place(name) ? "" : CLI::detail::join(words, "|")));
+                    ->check(one_of(words))
+                    ->type_name(is_place(name) ? "" : joined(words, "|")));
 }
 
 Option Verb::flag(const char* name, bool& target, const std::string& help) {
