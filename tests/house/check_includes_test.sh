@@ -23,6 +23,7 @@ expect 1 data/schema.cpp '#include "counters/counters_schema.h"'
 expect 1 utils/a.h '#include "data/schema.h"'
 expect 1 counters/a.cpp '#include "data/type_system.h"'
 expect 1 raw_msgpack_api/a.cpp '#include "exporter/exp_config.h"'
+expect 0 tools/check/a.cpp '#include "raw_msgpack_api/parameter_check.h"'
 expect 1 tools/a.cpp '#include "raw_msgpack_api/engine.h"'
 expect 0 tools/check/a.cpp '#include "tools/config/configuration.h"'
 expect 0 tools/cli.cpp '#include "tools/check/check.h"'
@@ -32,4 +33,4 @@ expect 1 tools/base/a.cpp '#include "tools/config/configuration.h"'
 expect 1 tools/check/a.cpp '#include "tools/cli.h"'
 expect 1 data/a.cpp '#  include "exporter/exp_config.h"'
 expect 1 data/a.cpp '#include "schema.h"'
-echo "15 wrong ways refused or right ways taken"
+echo "16 wrong ways refused or right ways taken"

@@ -11,9 +11,11 @@
 #include "tools/check/connect_check.h"
 #include "tools/check/counter_set_check.h"
 #include "tools/check/destination_check.h"
+#include "tools/check/engine_parameter_check.h"
 #include "tools/check/field_set_check.h"
 #include "tools/check/page_tags_check.h"
 #include "tools/check/parameter_check.h"
+#include "tools/check/receiver_check.h"
 #include "tools/config/configuration.h"
 #include "tools/config/schema_catalog.h"
 #include "tools/conversion/preview_run.h"
@@ -34,7 +36,9 @@ void check_one(const ConfiguredDestination& destination, const SchemaCatalog& sc
   if (has_field_set || !config.fieldset) {
     check_field_set(has_field_set ? config.fieldset : "", schemas, findings, exported);
   }
-  if (destination.is_enabled()) check_receiver(destination, exported, findings);
+  if (!destination.is_enabled()) return;
+  check_parameter_files(destination, findings);
+  check_receiver(destination, exported, findings);
 }
 
 // Tags and values of a recording; the latter need schemas.
@@ -85,6 +89,7 @@ ExitStatus check(const CheckOptions& options) {
     check_one(destination, schemas, findings);
   }
   check_together(destinations, findings);
+  check_engine_parameters(destinations, findings);
   check_parameters(destinations, findings);
   if (options.connect) check_connections(destinations, findings);
   const ExitStatus pages = check_recording(options, destinations, schemas, findings);
@@ -123,9 +128,10 @@ void add_check(CommandLine& line, Action& action) {
             "Try to reach every destination, at once, for three seconds; nothing is sent");
   add_color_option(verb);
   verb.footer(
-      "Nothing is sent. Where a destination needs Fluent Bit and its library is installed, a "
-      "child\n"
-      "process loads it and asks for its parameters. Exit status: 0 good, 1 errors,\n"
+      "Nothing is sent. Where a destination needs Fluent Bit and one is installed, it is asked "
+      "for\n"
+      "its parameters: the library in a child process, or the program. Exit status: 0 good, 1 "
+      "errors,\n"
       "3 only warnings with --strict, 4 something cannot be read.");
   verb.when_read([options, &action] {
     for (const std::string& path : options->pages) {

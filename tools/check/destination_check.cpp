@@ -3,8 +3,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <map>
@@ -12,6 +10,7 @@
 #include <string_view>
 
 #include "exporter/layout_rule.h"
+#include "tools/base/lower_case.h"
 #include "tools/base/suggest.h"
 #include "utils/output_rules.h"
 
@@ -32,16 +31,9 @@ const std::vector<std::string>& common_outputs() {
   return names;
 }
 
-std::string lower(std::string_view text) {
-  std::string out(text);
-  std::transform(out.begin(), out.end(), out.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return out;
-}
-
 // Where the file output writes, which two destinations must not share.
 std::string written_file(const ConfiguredDestination& destination) {
-  if (lower(destination.output()) != "file") return {};
+  if (!same_word(destination.output(), kFileOutput)) return {};
   const std::string file = destination.parameter("file");
   return destination.parameter("path") + "/" + (file.empty() ? destination.parameter("tag") : file);
 }
@@ -51,53 +43,6 @@ std::string spool_of(const ConfiguredDestination& destination) {
   if (path.empty()) return {};
   const std::string alias = destination.parameter("alias");
   return path + "/" + (alias.empty() ? destination.output() : alias);
-}
-
-// Influx-style receivers give a name one kind of number for good, and reject the other.
-void check_one_kind_per_name(const ConfiguredDestination& destination,
-                             const ExportedNames& exported, Findings& findings) {
-  std::map<std::string, const ExportedName*> first;
-  for (const ExportedName& name : exported) {
-    const auto [other, is_new] = first.emplace(name.name, &name);
-    if (is_new || other->second->kind == name.kind) continue;
-    findings.error(destination.place_of("plugin_name"), "two-kinds",
-                   "'" + name.name + "' is " + value_kind_text(other->second->kind) + " in " +
-                       other->second->from + " and " + value_kind_text(name.kind) + " in " +
-                       name.from + "; " + destination.output() + " rejects the second",
-                   "give one of them an alias");
-  }
-}
-
-// Search engines read a dot as an object's member, and have a time of their own.
-void check_search_engine_names(const ConfiguredDestination& destination,
-                               const ExportedNames& exported, Findings& findings) {
-  const Place place = destination.place_of("plugin_name");
-  const auto is_exported = [&](const std::string& name) {
-    return std::any_of(exported.begin(), exported.end(),
-                       [&](const ExportedName& other) { return other.name == name; });
-  };
-  for (const ExportedName& name : exported) {
-    if (name.name == "@timestamp") {
-      findings.error(place, "reserved-name",
-                     "'@timestamp' is the time that " + std::string(destination.output()) +
-                         " adds to every record",
-                     "give the field in " + name.from + " an alias");
-    }
-    const size_t dot = name.name.find('.');
-    if (dot == std::string::npos) continue;
-    const std::string parent = name.name.substr(0, dot);
-    if (is_exported(parent)) {
-      findings.error(place, "dotted-name",
-                     "'" + name.name + "' makes '" + parent + "' an object, which '" + parent +
-                         "' as a value contradicts",
-                     "give one of them an alias");
-    } else if (destination.parameter("replace_dots").empty()) {
-      findings.warning(place, "dotted-name",
-                       "'" + name.name + "' in " + name.from + " becomes an object '" + parent +
-                           "' at the receiver",
-                       "plugin_Replace_Dots = on keeps it flat");
-    }
-  }
 }
 
 }  // namespace
@@ -119,8 +64,8 @@ bool check_file_of(const ConfiguredDestination& destination, const char* key, co
 
 void check_destination(const ConfiguredDestination& destination, Findings& findings) {
   const std::string output = destination.output();
-  const std::string guess = nearest(lower(output), common_outputs());
-  if (!guess.empty() && guess != lower(output)) {
+  const std::string guess = nearest(lower_case(output), common_outputs());
+  if (!guess.empty() && !same_word(guess, output)) {
     findings.warning(destination.place_of("plugin_name"), "unknown-output",
                      "'" + output + "' is no output that is known here",
                      "did you mean '" + guess + "'?");
@@ -171,28 +116,6 @@ void check_together(const std::vector<ConfiguredDestination>& destinations, Find
                          "log lines and ledgers tell them apart by name");
       }
     }
-  }
-}
-
-void check_values(const ConfiguredDestination& destination, const std::set<std::string>& not_finite,
-                  Findings& findings) {
-  const std::string output = lower(destination.output());
-  if (output != "influxdb" && output != "es" && output != "opensearch") return;
-  for (const std::string& name : not_finite) {
-    findings.warning(
-        destination.place_of("plugin_name"), "not-finite",
-        "'" + name + "' is NaN or infinite in some records, which " + output + " rejects",
-        "leave it out, or give it to an output that takes it");
-  }
-}
-
-void check_receiver(const ConfiguredDestination& destination, const ExportedNames& exported,
-                    Findings& findings) {
-  const std::string output = lower(destination.output());
-  if (output == "influxdb") check_one_kind_per_name(destination, exported, findings);
-  if (output == "es" || output == "opensearch") {
-    check_one_kind_per_name(destination, exported, findings);
-    check_search_engine_names(destination, exported, findings);
   }
 }
 

@@ -1,14 +1,10 @@
-// What is wrong with a destination as a whole: files that it names, and what its output is known to
-// make of records.
+// What is wrong with a destination as a whole, and with two together.
 #ifndef VEK_TOOLS_CHECK_DESTINATION_CHECK_H
 #define VEK_TOOLS_CHECK_DESTINATION_CHECK_H
 
-#include <set>
-#include <string>
 #include <vector>
 
 #include "tools/config/configuration.h"
-#include "tools/config/exported_names.h"
 #include "tools/config/finding.h"
 
 namespace vek::tools {
@@ -17,13 +13,6 @@ namespace vek::tools {
 void check_destination(const ConfiguredDestination& destination, Findings& findings);
 // Between destinations: names and files that two of them share.
 void check_together(const std::vector<ConfiguredDestination>& destinations, Findings& findings);
-// What receivers behind this output reject. Names are looked at only where schemas are known.
-void check_receiver(const ConfiguredDestination& destination, const ExportedNames& exported,
-                    Findings& findings);
-
-// What a recording's records hold that those receivers reject: values that are no numbers.
-void check_values(const ConfiguredDestination& destination, const std::set<std::string>& not_finite,
-                  Findings& findings);
 
 // False after a finding when the file that the key names cannot be read.
 bool check_file_of(const ConfiguredDestination& destination, const char* key, const char* path,

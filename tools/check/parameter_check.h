@@ -9,8 +9,9 @@
 
 namespace vek::tools {
 
-// Asks the library, in a child process, as the engine does at its start: whether it has the output,
-// and each parameter. Says nothing where there is no library, or no destination that needs it.
+// Asks the library, in a child process, or the program, whichever the engine would take: whether it
+// has the output, and each parameter. Says nothing where there is neither, or no destination that
+// needs it.
 void check_parameters(const std::vector<ConfiguredDestination>& destinations, Findings& findings);
 
 }  // namespace vek::tools

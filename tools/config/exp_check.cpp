@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "data/data_page.h"
+#include "tools/base/lower_case.h"
 #include "tools/base/suggest.h"
 
 namespace vek::tools {
@@ -33,13 +34,6 @@ std::string nearest_key_hint(std::string_view word) {
   return guess.empty() ? "keys are msgpack_data_layout, plugin_name, name, counterset, fieldset, "
                          "host, enable, port, batch_mode, source_tag and plugin_NAME"
                        : "did you mean " + in_quotes(guess) + "?";
-}
-
-std::string lower(std::string_view text) {
-  std::string out(text);
-  std::transform(out.begin(), out.end(), out.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return out;
 }
 
 }  // namespace
@@ -149,17 +143,20 @@ void ExpCheck::check_tags(const ExpLine& line) {
 
 void ExpCheck::check_parameter(const ExpLine& line) {
   if (line.parameter.empty()) {
-    findings_.error(at(line), "empty-parameter", "the parameter has no name; it is left out",
-                    "write 'plugin_NAME = value'");
+    findings_.error(
+        at(line), "empty-parameter",
+        std::string("the parameter has no name; ") +
+            (line.behind.starts_with('=') ? "it is left out" : "the destination will not start"),
+        "write 'plugin_NAME = value'");
     return;
   }
-  if (edit_distance(lower(line.parameter), "name") <= 1) {
+  if (edit_distance(lower_case(line.parameter), "name") <= 1) {
     findings_.warning(at(line), "near-key",
                       "this is a parameter " + in_quotes(line.parameter) + " of the output",
                       "did you mean 'plugin_name'?");
   }
-  check_repeated("plugin_" + lower(line.parameter), line);
-  places_["plugin_" + lower(line.parameter)] = at_value(line);
+  check_repeated("plugin_" + lower_case(line.parameter), line);
+  places_["plugin_" + lower_case(line.parameter)] = at_value(line);
   if (std::count(line.behind.begin(), line.behind.end(), '=') > 1) {
     findings_.error(at_value(line), "cut-value",
                     "the value ends at the second '=' and is " + in_quotes(line.value));

@@ -43,7 +43,8 @@ const char* value_kind_text(ValueKind kind) {
 void append_exported(const vek_counter_set_t& set, ExportedNames& out) {
   for (uint64_t i = 0; i < set.num_counters; ++i) {
     if (set.skip[i]) continue;
-    out.push_back({set.counters[i].name, kind_of_counter(set.counters[i].data_type), "counters"});
+    out.push_back({set.counters[i].name, kind_of_counter(set.counters[i].data_type),
+                   std::string(kFromCounters)});
   }
   for (uint64_t i = 0; i < set.num_meta; ++i) {
     const vek_counter_set_meta_element_t& meta = set.meta[i];
@@ -53,7 +54,7 @@ void append_exported(const vek_counter_set_t& set, ExportedNames& out) {
     if (meta.kind == VEK_META_BUILTIN_ALIAS && meta.builtin == VEK_META_TIMESTAMP) {
       kind = ValueKind::kInteger;
     }
-    out.push_back({meta.name, kind, "counters"});
+    out.push_back({meta.name, kind, std::string(kFromCounters)});
   }
 }
 

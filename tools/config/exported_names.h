@@ -3,6 +3,7 @@
 #define VEK_TOOLS_CONFIG_EXPORTED_NAMES_H
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "counters/counter_set.h"
@@ -12,10 +13,12 @@ namespace vek::tools {
 
 enum class ValueKind { kInteger, kReal, kText, kBoolean };
 
+inline constexpr std::string_view kFromCounters = "counters";
+
 struct ExportedName {
   std::string name;
   ValueKind kind;
-  std::string from;  // "counters", or the type of event
+  std::string from;  // kFromCounters, or the type of event
 };
 
 using ExportedNames = std::vector<ExportedName>;

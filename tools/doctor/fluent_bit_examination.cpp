@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <string_view>
 
+#include "tools/base/program_output.h"
 #include "tools/doctor/installation_checks.h"
 #include "tools/plugin/plugin_library.h"
 #include "utils/fluent_bit_search.h"
@@ -18,13 +19,6 @@ constexpr const char* kFluentBit = "fluent-bit";
 std::string text_of(const char* variable) {
   const char* text = std::getenv(variable);
   return text ? text : "";
-}
-
-std::string find_program(const SearchEnvironment& environment) {
-  for (const std::string& program : program_candidates({}, environment)) {
-    if (access(program.c_str(), X_OK) == 0) return program;
-  }
-  return {};
 }
 
 std::string built_in_names() {
@@ -62,7 +56,7 @@ void examine_fluent_bit(Diagnoses& out) {
                    advice_for_loader_error(reason)});
     break;
   }
-  const std::string program = find_program(environment);
+  const std::string program = first_program(program_candidates({}, environment));
   if (!program.empty()) {
     out.push_back({Health::kGood, kFluentBit, "the program is " + program, {}});
   } else if (!is_loadable) {

@@ -81,6 +81,14 @@ TEST_F(CheckTest, TheDemonstrationIsClean) {
   EXPECT_EQ(result.exit_code, 0) << result.standard_output;
 }
 
+TEST_F(CheckTest, AParameterThatIsNearlyAKeyIsBoth) {
+  EXPECT_THAT(findings_of_exp("plugin_nmae = x\n"),
+              ElementsAre("a.exp:1:1: warning[near-key]: this is a parameter 'nmae' of the output. "
+                          "hint: did you mean 'plugin_name'?",
+                          "a.exp:1:15: error[unknown-parameter]: output 'forward' has no parameter "
+                          "'nmae'."));
+}
+
 struct ExpCase {
   const char* line;
   const char* finding;  // behind "a.exp:"; empty: none
@@ -103,7 +111,7 @@ INSTANTIATE_TEST_SUITE_P(
         ExpCase{"name = x", ""}, ExpCase{"host:10.0.0.1", ""}, ExpCase{"host=x", ""},
         ExpCase{"plugin_Retry_Limit", ""}, ExpCase{"plugin_tls.verify = off", ""},
         ExpCase{"source_tag = a,b,counters", ""}, ExpCase{"port = 65535", ""},
-        ExpCase{"enable = 0", ""}, ExpCase{"plugin_path = /tmp", ""},
+        ExpCase{"enable = 0", ""}, ExpCase{"plugin_tag = /tmp", ""},
         ExpCase{"conterset = x",
                 "2:3: error[unknown-key]: 'conterset' is no key; the line has no effect. hint: did "
                 "you mean 'counterset'?"},
@@ -138,13 +146,13 @@ INSTANTIATE_TEST_SUITE_P(
         ExpCase{"source_tag = abcdefghijklmnopq",
                 "2:16: error[tag-too-long]: tags of pages have at most 16 characters, so no page "
                 "matches 'abcdefghijklmnopq'."},
-        ExpCase{"plugin_ = x",
+        ExpCase{"plugin_=x",
                 "2:3: error[empty-parameter]: the parameter has no name; it is left out. hint: "
                 "write 'plugin_NAME = value'"},
-        ExpCase{"plugin_nmae = x",
-                "2:3: warning[near-key]: this is a parameter 'nmae' of the output. hint: did you "
-                "mean 'plugin_name'?"},
-        ExpCase{"plugin_Query = a=b",
+        ExpCase{"plugin_ = x",
+                "2:3: error[empty-parameter]: the parameter has no name; the destination will not "
+                "start. hint: write 'plugin_NAME = value'"},
+        ExpCase{"plugin_Match = a=b",
                 "2:18: error[cut-value]: the value ends at the second '=' and is 'a'."},
         ExpCase{"plugin_name = kafak",
                 "2:17: warning[unknown-output]: 'kafak' is no output that is known here. hint: did "
@@ -293,6 +301,43 @@ TEST_F(CheckTest, SearchEnginesAndDotsAreKnown) {
   dir_.write("c/a.exp", "plugin_name = es\nplugin_Replace_Dots = on\nfieldset = " +
                             dir_.file("c/f") + "\ncounterset = " + dir_.file("c/none") + "\n");
   EXPECT_THAT(lines(check(with_schemas)), ElementsAre());
+}
+
+// An array of 75 elements is one thing to mend.
+TEST_F(CheckTest, DottedNamesOfOneObjectAreOneFinding) {
+  dir_.write("c/a.exp", "plugin_name = es\nfieldset = " + dir_.file("c/f") +
+                            "\ncounterset = " + dir_.file("c/none") + "\n");
+  dir_.write("c/none", "^(none)$\n");
+  dir_.write("c/f", "[alarm]\nports\n[link_state_change]\nport\n");
+  EXPECT_THAT(lines(check({"--schema-dir", demo("schemas")})),
+              ElementsAre("a.exp:1:15: warning[dotted-name]: 'port.guid' and 1 more in "
+                          "link_state_change become an object 'port' at the receiver. hint: "
+                          "plugin_Replace_Dots = on keeps them flat",
+                          "a.exp:1:15: warning[dotted-name]: 'ports.0' and 3 more in alarm become "
+                          "an object 'ports' at the receiver. hint: plugin_Replace_Dots = on keeps "
+                          "them flat"));
+}
+
+TEST_F(CheckTest, NamesThatARecordHasOfItsOwnAreSaid) {
+  const std::string types = dir_.write("ts.json", kTypeSystem);
+  dir_.write("c/f", "timestamp=^rx_bytes$\ntype=^tx_bytes$\n");
+  const std::string rest =
+      "counterset = " + dir_.file("c/f") + "\nfieldset = " + dir_.file("c/none") + "\n";
+  dir_.write("c/none", "[]\n-a\n");
+  dir_.write("c/a.exp", "plugin_name = stdout\n" + rest);
+  const std::string time =
+      "[reserved-name]: the counter 'timestamp' takes the place of the record's own 'timestamp'";
+  const std::string type =
+      "a.exp:2:14: warning[reserved-name]: the counter 'type' takes the place of the record's own "
+      "'type'. hint: give the counter an alias";
+  EXPECT_THAT(
+      lines(check({"--type-system", types})),
+      ElementsAre("a.exp:2:14: warning" + time + ". hint: give the counter an alias", type));
+  dir_.write("c/a.exp", "plugin_name = opensearch\n" + rest);
+  EXPECT_THAT(
+      lines(check({"--type-system", types})),
+      ElementsAre("a.exp:2:14: error" + time + ", which is a time. hint: give the counter an alias",
+                  type));
 }
 
 TEST_F(CheckTest, TagsAreComparedWithARecording) {

@@ -6,15 +6,10 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "tests/support/env_guard.h"
-#include "tests/support/temp_dir.h"
-#include "tools/check/parameter_check.h"
+#include "tests/tools/check/configuration_fixture.h"
 
 namespace vek::tools {
 namespace {
-
-using test::EnvGuard;
-using test::TempDir;
 
 // A socket on this machine; listening or, with a full queue, never answering.
 class Listener {
@@ -49,34 +44,14 @@ class Listener {
   std::vector<int> waiting_;
 };
 
-class ConnectCheckTest : public testing::Test {
+class ConnectCheckTest : public test::ConfigurationFixture {
  protected:
-  void destination(const std::string& name, const std::string& lines) {
-    dir_.write("config/" + name + ".exp", lines);
-  }
-  std::vector<ConfiguredDestination> read() {
-    std::vector<ConfiguredDestination> destinations;
-    Findings unused;
-    EXPECT_TRUE(read_configuration(dir_.file("config"), destinations, unused));
-    return destinations;
-  }
   std::vector<std::string> connect(std::chrono::milliseconds patience = std::chrono::seconds(3)) {
     Findings findings;
     const auto destinations = read();
     check_connections(destinations, findings, patience);
     return texts(findings);
   }
-  std::vector<std::string> texts(const Findings& findings) {
-    std::vector<std::string> all;
-    for (const Finding& finding : findings.sorted()) {
-      const std::string path = finding.place.path;
-      all.push_back(path.substr(path.rfind('/') + 1) + ":" + std::to_string(finding.place.line) +
-                    ": " + finding.code + ": " + finding.what);
-    }
-    return all;
-  }
-
-  TempDir dir_;
 };
 
 TEST_F(ConnectCheckTest, SaysWhichDestinationsCannotBeReached) {
@@ -119,36 +94,6 @@ TEST_F(ConnectCheckTest, AFileNeedsItsFolder) {
   EXPECT_EQ(connect(),
             (std::vector<std::string>{"a.exp:2: unwritable: '" + dir_.file("none") +
                                       "' cannot be written to: No such file or directory"}));
-}
-
-// ---- parameters, by a Fluent Bit that knows the output "fake"
-
-TEST_F(ConnectCheckTest, ParametersAreThoseThatTheInstalledLibraryKnows) {
-  const EnvGuard library("FLUENT_BIT_LIBRARY", VEK_FAKE_FLUENT_BIT_LIBRARY);
-  destination("a",
-              "plugin_name = fake\nplugin_tls.verify = on\nplugin_vek.depth = 5\n"
-              "plugin_say = x\nplugin_Sya = x\n");
-  destination("b", "plugin_name = fame\n");
-  destination("c", "plugin_name = forward\nplugin_sya = x\n");
-  destination("d", "plugin_name = forward\nplugin_vek.engine = library\n");
-  destination("e", "enable = 0\nplugin_name = fame\n");
-  Findings findings;
-  const auto destinations = read();
-  check_parameters(destinations, findings);
-  EXPECT_EQ(texts(findings),
-            (std::vector<std::string>{
-                "a.exp:5: unknown-parameter: the output 'fake' of the installed Fluent Bit has no "
-                "parameter 'Sya'",
-                "b.exp:1: no-such-output: the installed Fluent Bit has no output 'fame'",
-                "d.exp:1: no-such-output: the installed Fluent Bit has no output 'forward'"}));
-}
-
-TEST_F(ConnectCheckTest, WithoutALibraryNothingIsSaid) {
-  destination("a", "plugin_name = fame\nplugin_vek.engine_path = " + dir_.path() + "\n");
-  Findings findings;
-  const auto destinations = read();
-  check_parameters(destinations, findings);
-  EXPECT_TRUE(texts(findings).empty());
 }
 
 }  // namespace
