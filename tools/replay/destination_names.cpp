@@ -1,5 +1,6 @@
 #include "tools/replay/destination_names.h"
 
+#include <utility>
 #include <vector>
 
 #include "exporter/exp_config.h"
@@ -9,33 +10,34 @@
 namespace vek::tools {
 namespace {
 
-struct Enabled {
-  std::string name;
-  std::string output;
-};
+using Config = Owned<fluentbit_exporter_config_t, destroy_config>;
 
-std::vector<Enabled> enabled_destinations(const std::string& config_dir) {
-  std::vector<Enabled> enabled;
+std::vector<Config> enabled_destinations(const std::string& config_dir) {
+  std::vector<Config> enabled;
   std::vector<std::string> files;
   list_exp_files(config_dir, files);
   for (const std::string& file : files) {
-    const Owned<fluentbit_exporter_config_t, destroy_config> config(vek_create_exporter_config());
+    Config config(vek_create_exporter_config());
     if (!config || !read_exp_file(exp_file_path(config_dir, file), *config)) continue;
     if (config->enable == 0 || !config->name || !config->plugin_name) continue;
-    enabled.push_back({config->name, config->plugin_name});
+    enabled.push_back(std::move(config));
   }
   return enabled;
 }
 
 }  // namespace
 
-void name_destinations(const std::string& config_dir, EngineLedger& ledger) {
-  const std::vector<Enabled> enabled = enabled_destinations(config_dir);
+void complete_ledger(const std::string& config_dir, const OfferedRecords& offered,
+                     EngineLedger& ledger) {
+  const std::vector<Config> enabled = enabled_destinations(config_dir);
   if (ledger.size() > enabled.size()) return;  // fewer: connecting stops at one that fails
   for (size_t i = 0; i < ledger.size(); ++i) {
-    if (ledger[i].output != enabled[i].output) return;
+    if (ledger[i].output != enabled[i]->plugin_name) return;
   }
-  for (size_t i = 0; i < ledger.size(); ++i) ledger[i].name = enabled[i].name;
+  for (size_t i = 0; i < ledger.size(); ++i) {
+    ledger[i].name = enabled[i]->name;
+    add_filtered(*enabled[i], offered, ledger[i]);
+  }
 }
 
 }  // namespace vek::tools

@@ -159,6 +159,11 @@ std::string ledger_text(const EngineLedger& ledger) {
          std::to_string(entry.spooled), std::to_string(entry.queued),
          std::to_string(entry.dropped_sum()), std::to_string(entry.mended)},
         name_width, output_width);
+    if (entry.filtered) {
+      for (const auto& [reason, count] : *entry.filtered) {
+        out += "    filtered as " + reason + ": " + std::to_string(count) + "\n";
+      }
+    }
     for (const auto& [reason, count] : entry.dropped) {
       out += "    dropped as " + reason + ": " + std::to_string(count) + "\n";
     }
@@ -170,10 +175,15 @@ std::string ledger_text(const EngineLedger& ledger) {
 void write_ledger(const EngineLedger& ledger, JsonWriter& json) {
   json.begin_array();
   for (const DestinationAccount& entry : ledger) {
-    json.begin_object()
-        .member("name", entry.name)
-        .member("output", entry.output)
-        .member("in", entry.accepted)
+    json.begin_object().member("name", entry.name).member("output", entry.output).key("filtered");
+    if (entry.filtered) {
+      json.begin_object();
+      for (const auto& [reason, count] : *entry.filtered) json.member(reason, count);
+      json.end_object();
+    } else {
+      json.null();
+    }
+    json.member("in", entry.accepted)
         .member("delivered", entry.delivered)
         .member("spooled", entry.spooled)
         .member("queued", entry.queued);

@@ -21,6 +21,8 @@ struct DestinationAccount {
   std::string name;  // the output's name, or its "Alias"
   std::string output;
   bool finalized = false;
+  // By reason, records that its rules kept from it; none where that is not known.
+  std::optional<std::vector<std::pair<std::string, uint64_t>>> filtered;
   uint64_t accepted = 0;
   uint64_t delivered = 0;
   uint64_t spooled = 0;

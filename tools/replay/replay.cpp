@@ -125,7 +125,9 @@ ExitStatus replay(const ReplayOptions& options) {
   report.errors += plugin_log_counts().errors;
   report.endless = options.loop;
   report.destinations = read_engine_ledger(report.no_ledger);
-  if (report.destinations) name_destinations(options.config_dir, *report.destinations);
+  if (report.destinations) {
+    complete_ledger(options.config_dir, report.run.offered, *report.destinations);
+  }
   report.print();
   if (options.json.json) write_json(report.json(), options.json);
   return report.status();
@@ -148,7 +150,8 @@ void add_replay(CommandLine& line, Action& action) {
   add_pages_option(verb, options->pages).required();
   verb.footer(
       "Records go to the destinations of DIR, the summary to standard error. It ends with a\n"
-      "ledger: for each destination, records in = delivered + spooled + queued + dropped.\n"
+      "ledger: for each destination, records offered = filtered + in, and in = delivered +\n"
+      "spooled + queued + dropped.\n"
       "Exit status 5 when something was dropped or a ledger does not balance.");
   verb.when_read([options, &action] {
     check_options(*options);

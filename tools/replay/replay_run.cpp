@@ -107,7 +107,11 @@ bool ReplayRun::send_page() {
   ++ledger_.pages;
   ledger_.bytes += file_.image().size();
   ledger_.records += summary.records;
-  if (summary.holds_chunks) ++ledger_.chunk_pages;
+  if (summary.holds_chunks) {
+    ++ledger_.chunk_pages;
+    ledger_.offered.has_uncounted = true;
+  }
+  ledger_.offered.by_tag[std::string(PageView(file_.page()).tag_text())] += summary.records;
   progress_.update(ledger_.pages, ledger_.bytes);
   return true;
 }

@@ -10,6 +10,7 @@
 #include "tools/pages/page_file.h"
 #include "tools/plugin/plugin_schemas.h"
 #include "tools/plugin/plugin_session.h"
+#include "tools/replay/filtered_records.h"
 #include "tools/replay/pacer.h"
 #include "tools/replay/replay.h"
 #include "tools/replay/time_shift.h"
@@ -23,6 +24,7 @@ struct ReplayLedger {
   uint64_t failed_pages = 0;  // the plug-in said so, by its answer or in its log
   uint64_t records = 0;       // offered: counters blocks and events in the pages
   uint64_t chunk_pages = 0;   // pages whose records cannot be counted from outside
+  OfferedRecords offered;     // the same, by the pages' tags
   uint64_t damaged_files = 0;
   bool unreadable = false;  // the system failed to read a file
   bool interrupted = false;

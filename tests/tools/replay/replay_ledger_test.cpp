@@ -4,6 +4,8 @@
 #include <filesystem>
 
 #include "data/page_writer.h"
+#include "json/json.h"
+#include "json/json_owned.h"
 #include "tests/support/temp_dir.h"
 #include "tests/tools/tool_runner.h"
 
@@ -65,6 +67,36 @@ TEST_F(ReplayLedgerTest, NamesEachDestinationAsItsFileDoesAndBalances) {
   EXPECT_TRUE(
       has(result.standard_output, R"("dropped":{},"mended":0,"retried":0,"balances":true})"));
   EXPECT_TRUE(has(result.standard_output, R"("all_delivered":true,)"));
+}
+
+// Offered = filtered + in, for every destination.
+TEST_F(ReplayLedgerTest, SaysWhatEachDestinationFiltered) {
+  dir_.write("c/a.exp", "name = all\nplugin_name = null\n");
+  dir_.write("c/b.exp", "name = hall\nplugin_name = null\nsource_tag = hall_b\n");
+  dir_.write("c/c.exp", "name = few\nplugin_name = null\nsource_tag = hall_b,events\nfieldset = " +
+                            dir_.write("alarms", "[alarm]\ncode\n") + "\n");
+  const ChildResult result = replay(dir_.file("c"), {"--json"});
+  EXPECT_EQ(result.exit_code, 0) << result.standard_error;
+  EXPECT_TRUE(has(result.standard_error, "\n    filtered as source_tag: "))
+      << result.standard_error;
+  const JsonValue root(json_parse_string(result.standard_output.c_str()));
+  const JSON_Object* summary = json_value_get_object(root.get());
+  const JSON_Array* destinations = json_object_get_array(summary, "destinations");
+  ASSERT_EQ(json_array_get_count(destinations), 3u);
+  const std::vector<std::vector<std::string>> kReasons = {
+      {}, {"source_tag"}, {"source_tag", "not_exported"}};
+  for (size_t i = 0; i < kReasons.size(); ++i) {
+    const JSON_Object* destination = json_array_get_object(destinations, i);
+    const JSON_Object* filtered = json_object_get_object(destination, "filtered");
+    ASSERT_EQ(json_object_get_count(filtered), kReasons[i].size());
+    double sum = json_object_get_number(destination, "in");
+    EXPECT_GT(sum, 0);
+    for (const std::string& reason : kReasons[i]) {
+      EXPECT_GT(json_object_get_number(filtered, reason.c_str()), 0) << reason;
+      sum += json_object_get_number(filtered, reason.c_str());
+    }
+    EXPECT_EQ(sum, json_object_get_number(summary, "records_offered"));
+  }
 }
 
 TEST_F(ReplayLedgerTest, TheJsonIsOneLineAndIntegersCanBeText) {
