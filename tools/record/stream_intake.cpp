@@ -73,13 +73,21 @@ class StreamIntake : public PageIntake {
     if (got <= 0) return false;
     const auto size = static_cast<size_t>(got);
     if (client.pages.took(size, [&](Bytes page) { on_page(page); })) return true;
-    say_error("a connection sends no pages and is closed: %s", client.pages.problem().c_str());
+    say_error("%s: %s",
+              client.fd == STDIN_FILENO ? "standard input sends no pages"
+                                        : "a connection sends no pages and is closed",
+              client.pages.problem().c_str());
     client.is_over = true;
     return false;
   }
 
   void end(Client& client) {
     if (client.pages.pending() > 0) {
+      if (client.pages.problem().empty()) {
+        say_error("%s ends inside a page: its last %zu bytes are lost",
+                  client.fd == STDIN_FILENO ? "standard input" : "a connection",
+                  client.pages.pending());
+      }
       ++counts_.bad_inputs;
       counts_.lost_bytes += client.pages.pending();
     }

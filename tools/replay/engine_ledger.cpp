@@ -175,7 +175,16 @@ std::string ledger_text(const EngineLedger& ledger) {
 void write_ledger(const EngineLedger& ledger, JsonWriter& json) {
   json.begin_array();
   for (const DestinationAccount& entry : ledger) {
-    json.begin_object().member("name", entry.name).member("output", entry.output).key("filtered");
+    json.begin_object()
+        .member("name", entry.name)
+        .member("output", entry.output)
+        .member("in", entry.accepted)
+        .member("delivered", entry.delivered)
+        .member("spooled", entry.spooled)
+        .member("queued", entry.queued);
+    json.key("dropped").begin_object();
+    for (const auto& [reason, count] : entry.dropped) json.member(reason, count);
+    json.end_object().key("filtered");
     if (entry.filtered) {
       json.begin_object();
       for (const auto& [reason, count] : *entry.filtered) json.member(reason, count);
@@ -183,14 +192,7 @@ void write_ledger(const EngineLedger& ledger, JsonWriter& json) {
     } else {
       json.null();
     }
-    json.member("in", entry.accepted)
-        .member("delivered", entry.delivered)
-        .member("spooled", entry.spooled)
-        .member("queued", entry.queued);
-    json.key("dropped").begin_object();
-    for (const auto& [reason, count] : entry.dropped) json.member(reason, count);
-    json.end_object()
-        .member("mended", entry.mended)
+    json.member("mended", entry.mended)
         .member("retried", entry.retried)
         .member("balances", entry.balances())
         .end_object();
