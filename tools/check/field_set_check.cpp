@@ -25,8 +25,9 @@ struct SectionName {
 
 class FieldSetCheck : public FieldSetObserver {
  public:
-  FieldSetCheck(const std::string& path, Findings& findings, ExportedNames& exported)
-      : path_(path), findings_(findings), exported_(exported) {}
+  FieldSetCheck(const std::string& path, const SchemaCatalog& schemas, Findings& findings,
+                ExportedNames& exported)
+      : path_(path), schemas_(schemas), findings_(findings), exported_(exported) {}
 
   void on_field_set_line(const FieldSetLine& line) override {
     const Place place{path_, line.number, line.column};
@@ -49,6 +50,7 @@ class FieldSetCheck : public FieldSetObserver {
 
   void on_type(const std::string& type, bool of_interest, const std::string& entry,
                const field_set_t& field_set) override {
+    if (!schemas_.is_looked_at(type)) return;
     types_.insert(type);
     if (!entry.empty()) reached_.insert(entry);
     for (const field_t& field : field_set.fields) {
@@ -60,6 +62,7 @@ class FieldSetCheck : public FieldSetObserver {
 
   void on_field_token(const std::string& type, const std::string& token, const field_t& field,
                       FieldTokenEffect effect) override {
+    if (!schemas_.is_looked_at(type)) return;
     for (size_t i = 0; i < rules_.size(); ++i) {
       if (field_token_of(rules_[i].text) != token || !applies(i, type)) continue;
       note(rules_[i], field, effect);
@@ -150,6 +153,7 @@ class FieldSetCheck : public FieldSetObserver {
   }
 
   std::string path_;
+  const SchemaCatalog& schemas_;
   Findings& findings_;
   ExportedNames& exported_;
   std::vector<RuleLine> rules_;
@@ -167,7 +171,7 @@ void check_field_set(const std::string& path, const SchemaCatalog& schemas, Find
                      ExportedNames& exported) {
   const LogTap log;  // the same is said here, with the place
   FieldSet field_set;
-  FieldSetCheck check(path, findings, exported);
+  FieldSetCheck check(path, schemas, findings, exported);
   field_set.setObserver(&check);
   if (!path.empty()) {
     findings.looked_at(path);

@@ -64,6 +64,12 @@ void SchemaCatalog::load_file(const std::string& path, const std::string& id_tex
   findings.error({path}, "bad-schema", "is neither a counters schema nor an events schema");
 }
 
+void SchemaCatalog::keep(const std::set<const vek_counters_schema_t*>& counters,
+                         const std::set<std::string>& event_types) {
+  std::erase_if(counters_, [&](const auto* schema) { return !counters.contains(schema); });
+  event_types_ = event_types;
+}
+
 void SchemaCatalog::bind(FieldSet& field_set) const {
   const vek_exporter_schema_manager_t& record = schemas_.record();
   if (record.has_schema_manager) {

@@ -4,6 +4,8 @@
 #define VEK_TOOLS_CONFIG_SCHEMA_CATALOG_H
 
 #include <memory>
+#include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -23,6 +25,12 @@ class SchemaCatalog {
 
   bool is_loaded() const { return is_loaded_; }
   const std::vector<const vek_counters_schema_t*>& counters() const { return counters_; }
+  // From here on these are all that is looked at.
+  void keep(const std::set<const vek_counters_schema_t*>& counters,
+            const std::set<std::string>& event_types);
+  bool is_looked_at(const std::string& event_type) const {
+    return !event_types_ || event_types_->contains(event_type);
+  }
   // Gives the field set every events schema.
   void bind(FieldSet& field_set) const;
   const vek_exporter_schema_manager_t& record() const { return schemas_.record(); }
@@ -34,6 +42,7 @@ class SchemaCatalog {
   OwnSchemas schemas_;
   std::vector<std::shared_ptr<vek_counters_schema_t>> kept_;
   std::vector<const vek_counters_schema_t*> counters_;
+  std::optional<std::set<std::string>> event_types_;  // none: all
   bool is_loaded_ = false;
 };
 

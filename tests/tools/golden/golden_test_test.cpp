@@ -14,6 +14,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using testing::HasSubstr;
+using testing::Not;
 using testing::StartsWith;
 using Words = std::vector<std::string>;
 
@@ -87,6 +88,20 @@ TEST_F(GoldenTest, RulesThatNothingExercisesAreListed) {
   EXPECT_EQ(passed.exit_code, 0);
   EXPECT_THAT(passed.standard_output, HasSubstr("    never exercised: " + dir() +
                                                 "/config/f:2: 'no_such_counter' takes no"));
+}
+
+TEST_F(GoldenTest, RulesForWhatNoRecordingHoldsAreListed) {
+  temp_.write("case/config/a.exp",
+              "name = a\ncounterset = " + dir() + "/config/f\nfieldset = " + dir() + "/config/e\n");
+  temp_.write("case/config/e", "[alarm]\ncode\n");
+  EXPECT_THAT(test().standard_output, Not(HasSubstr("never exercised")));
+  const std::string idle = "    never exercised: " + dir() + "/config/e";
+  temp_.write("case/config/e", "[alarm]\ncode\n[opaque_event_128]\ndata\n");
+  EXPECT_THAT(test().standard_output,
+              HasSubstr(idle + ":3: the recordings have no event of the type "
+                               "'opaque_event_128'\n"));
+  fs::resize_file(dir() + "/pages.bin", 1560);  // one page of counters
+  EXPECT_THAT(test().standard_output, HasSubstr(idle + ": the recordings have no events\n"));
 }
 
 TEST_F(GoldenTest, WhatIsMissingIsNamed) {

@@ -232,6 +232,13 @@ TEST_F(RecordTest, WhatIsNoPageIsCountedAndMakesItBad) {
                   "\"summary\",\"pages\":1,\"bytes\":836,\"files\":1,\"removed_files\":0,"
                   "\"lost_pages\":0,\"inputs\":1,\"bad_inputs\":1,\"bad_bytes\":50}\n"))
       << result.standard_output;
+  EXPECT_TRUE(
+      has(result.standard_error,
+          "vektool: error: standard input ends inside a page: its last 50 bytes are lost\n"))
+      << result.standard_error;
+  setting.stdin_path = dir_.write("in.bin", std::string(2000, 'x'));
+  EXPECT_TRUE(has(run_tool({"record", "--output", out_, "-"}, setting).standard_error,
+                  "vektool: error: standard input sends no pages: the header says"));
 }
 
 int connect_to(const std::string& path) {

@@ -65,8 +65,8 @@ TEST_F(ReplayLedgerTest, NamesEachDestinationAsItsFileDoesAndBalances) {
   EXPECT_FALSE(has(result.standard_error, "  off  "));
   EXPECT_TRUE(has(result.standard_output, R"({"schema_version":1,"pages":40,)"));
   EXPECT_TRUE(has(result.standard_output, R"({"name":"first","output":"null","in":)"));
-  EXPECT_TRUE(
-      has(result.standard_output, R"("dropped":{},"mended":0,"retried":0,"balances":true})"));
+  EXPECT_TRUE(has(result.standard_output,
+                  R"("dropped":{},"filtered":{},"mended":0,"retried":0,"balances":true})"));
   EXPECT_TRUE(has(result.standard_output, R"("all_delivered":true,)"));
 }
 
