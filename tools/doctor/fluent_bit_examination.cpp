@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <string_view>
 
+#include "tools/base/harmless_text.h"
 #include "tools/base/program_output.h"
 #include "tools/doctor/installation_checks.h"
 #include "tools/plugin/plugin_library.h"
@@ -19,6 +20,13 @@ constexpr const char* kFluentBit = "fluent-bit";
 std::string text_of(const char* variable) {
   const char* text = std::getenv(variable);
   return text ? text : "";
+}
+
+// " (Fluent Bit v2.1.0)", or nothing.
+std::string version_of(const std::string& program) {
+  const ProgramOutput answer = run_program(program, {"--version"}, std::chrono::seconds(5));
+  const std::string line = answer.text.substr(0, answer.text.find('\n'));
+  return answer.problem.empty() && !line.empty() ? " (" + harmless(line) + ")" : "";
 }
 
 std::string built_in_names() {
@@ -58,7 +66,8 @@ void examine_fluent_bit(Diagnoses& out) {
   }
   const std::string program = first_program(program_candidates({}, environment));
   if (!program.empty()) {
-    out.push_back({Health::kGood, kFluentBit, "the program is " + program, {}});
+    out.push_back(
+        {Health::kGood, kFluentBit, "the program is " + program + version_of(program), {}});
   } else if (!is_loadable) {
     out.push_back({Health::kNote, kFluentBit,
                    "is not installed; " + built_in_names() + " work without it",

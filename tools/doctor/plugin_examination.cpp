@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <memory>
 
@@ -15,6 +16,7 @@
 #include "tools/plugin/plugin_library.h"
 #include "tools/plugin/plugin_log.h"
 #include "tools/plugin/plugin_session.h"
+#include "utils/build_record.h"
 
 namespace vek::tools {
 namespace {
@@ -38,6 +40,17 @@ std::string path_of(const void* address) {
   if (!dladdr(address, &info) || !info.dli_fname) return "an unknown file";
   std::array<char, PATH_MAX> real{};
   return realpath(info.dli_fname, real.data()) ? real.data() : info.dli_fname;
+}
+
+// What a library's own file says of how it was built.
+void examine_build(const char* part, const std::string& path, Diagnoses& out) {
+  std::string bytes;
+  std::string problem;
+  if (!read_text_file(path, bytes, problem)) return;
+  const size_t mark = bytes.find(VEK_BUILD_MARK);
+  if (mark == std::string::npos) return;
+  const char* options = bytes.c_str() + mark + std::strlen(VEK_BUILD_MARK);
+  out.push_back({Health::kGood, part, "built with " + std::string(options), {}});
 }
 
 void examine_entry_points(const PluginLibrary& library, Diagnoses& out) {
@@ -101,7 +114,9 @@ void* find_engine() {
 }
 
 void examine_engine_library(void* handle, Diagnoses& out) {
-  out.push_back({Health::kGood, kEngine, "found at " + path_of(dlsym(handle, "add_data")), {}});
+  const std::string path = path_of(dlsym(handle, "add_data"));
+  out.push_back({Health::kGood, kEngine, "found at " + path, {}});
+  examine_build(kEngine, path, out);
   std::string missing;
   for (const char* name : {"init", "add_data", "finalize"}) {
     if (!dlsym(handle, name)) missing += (missing.empty() ? "" : ", ") + std::string(name);
@@ -156,10 +171,8 @@ void examine_plugin(const std::string& plugin, Diagnoses& out) {
     return;
   }
   const vek_exporter_api_t& api = library->api();
-  out.push_back({Health::kGood,
-                 kPlugin,
-                 "loaded from " + path_of(reinterpret_cast<const void*>(api.init)),
-                 {}});
+  const std::string path = path_of(reinterpret_cast<const void*>(api.init));
+  out.push_back({Health::kGood, kPlugin, "loaded from " + path, {}});
   const auto version = library->find<const char*()>("vek_version_string");
   out.push_back({Health::kGood,
                  kPlugin,
@@ -167,6 +180,7 @@ void examine_plugin(const std::string& plugin, Diagnoses& out) {
                      (version ? version() : "unknown") + ", exporter interface " +
                      std::to_string(api.version),
                  {}});
+  examine_build(kPlugin, path, out);
   examine_entry_points(*library, out);
   examine_engine(*library, out);
 }

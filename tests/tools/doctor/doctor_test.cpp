@@ -43,6 +43,14 @@ TEST_F(DoctorTest, AWholeInstallationIsGood) {
               HasSubstr(std::string("good  engine         found at ") +
                         std::filesystem::canonical(VEK_ENGINE_PATH).string() + "\n"));
   EXPECT_THAT(result.standard_output, HasSubstr("good  engine         starts a destination\n"));
+  for (const char* part :
+       {"good  plug-in        built with ", "good  engine         built with "}) {
+    const size_t place = result.standard_output.find(part);
+    ASSERT_NE(place, std::string::npos) << part;
+    EXPECT_THAT(
+        result.standard_output.substr(place, result.standard_output.find('\n', place) - place),
+        testing::ContainsRegex("built with [A-Za-z]+ [0-9.]+, [A-Za-z]+, JSON: (own|parson)"));
+  }
   EXPECT_THAT(result.standard_output, HasSubstr("environment    FLUENT_BIT_EXPORT_API_SO="));
   EXPECT_THAT(result.standard_output, Not(HasSubstr("bad ")));
   EXPECT_TRUE(std::filesystem::is_empty(dir_.path()));
@@ -87,6 +95,16 @@ TEST_F(DoctorTest, AConfigurationIsListedWithoutItsSecrets) {
   EXPECT_THAT(result.standard_output, HasSubstr("a.exp: 'site' to forward\n"));
   EXPECT_THAT(result.standard_output, HasSubstr("bad   configuration  1 errors and 0 warnings\n"));
   EXPECT_THAT(result.standard_output, Not(HasSubstr("swordfish")));
+}
+
+TEST_F(DoctorTest, TheProgramsVersionIsShown) {
+  const std::string program = dir_.write("bin/fluent-bit", "#!/bin/sh\necho \"Fluent Bit $1\"\n");
+  std::filesystem::permissions(program, std::filesystem::perms::owner_all);
+  ToolSetting setting;
+  setting.environment = {{"PATH", dir_.file("bin") + ":/usr/bin:/bin"}};
+  EXPECT_THAT(
+      doctor(VEK_PLUGIN_PATH, {}, setting).standard_output,
+      HasSubstr("good  fluent-bit     the program is " + program + " (Fluent Bit --version)\n"));
 }
 
 TEST_F(DoctorTest, JsonHasTheSame) {
