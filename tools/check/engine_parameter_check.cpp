@@ -131,7 +131,9 @@ void check_parameter_files(const ConfiguredDestination& destination, Findings& f
     if (path.empty() || (one.output && !same_word(one.output, destination.output()))) continue;
     const std::string why = one.why_not(path);
     if (why.empty()) continue;
-    findings.error(destination.place_of(std::string("plugin_") + one.parameter), "cannot-open",
+    std::string key = "plugin_";
+    key += one.parameter;
+    findings.error(destination.place_of(key), "cannot-open",
                    "'" + path + "' cannot be used: " + why, one.hint);
   }
 }

@@ -103,10 +103,10 @@ void check_dotted_names(const ConfiguredDestination& destination, const Exported
     if (dot != std::string::npos) objects[{name.from, name.name.substr(0, dot)}].add(name);
   }
   for (const auto& [key, group] : objects) {
-    const std::string& parent = key.second;
+    const char* parent = key.second.c_str();
     const bool is_value =
         std::any_of(exported.begin(), exported.end(),
-                    [&parent = parent](const ExportedName& one) { return one.name == parent; });
+                    [parent](const ExportedName& one) { return one.name == parent; });
     if (is_value) {
       findings.error(place, "dotted-name",
                      group.text() + " makes '" + parent + "' an object, which '" + parent +
@@ -139,7 +139,7 @@ void check_receiver(const ConfiguredDestination& destination, const ExportedName
 
 void check_values(const ConfiguredDestination& destination, const std::set<std::string>& not_finite,
                   Findings& findings) {
-  const std::string output = destination.output();
+  const char* output = destination.output();
   if (!is_search_engine(output) && !same_word(output, "influxdb")) return;
   for (const std::string& name : not_finite) {
     findings.warning(
