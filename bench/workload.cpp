@@ -8,7 +8,7 @@
 #include <memory>
 #include <utility>
 
-#include "tools/allocation_count.h"
+#include "tools/bench/allocation_count.h"
 
 namespace vek::bench {
 namespace {

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "fuzz/support.h"
-#include "tools/page_file.h"
+#include "tools/pages/page_file.h"
 
 namespace {
 

@@ -137,12 +137,6 @@ std::unique_ptr<Destination> make_built_in(const DestinationKind& kind, const Se
   return kind.make(settings, parameters);
 }
 
-const DestinationKind* report_no_output(std::string_view name) {
-  VEK_LOGE("[raw msgpack API] there is no output '%.*s'; these work: %s",
-           static_cast<int>(name.size()), name.data(), built_in_names().c_str());
-  return nullptr;
-}
-
 // False after an error line. `out` stays empty where no spool is wanted.
 bool open_spool(const SpoolConfig& config, std::unique_ptr<Spool>& out) {
   if (!config.is_wanted()) return true;
@@ -157,8 +151,10 @@ std::unique_ptr<Context> make_context(const Target& target, const Parameters& pa
   const auto engines = engines_to_try(parameters, kind != nullptr);
   if (!engines) return nullptr;
   const bool is_built_in = engines->front() == Engine::kBuiltin;
-  if (is_built_in && !kind) kind = report_no_output(target.plugin);
-  if (is_built_in && !kind) return nullptr;
+  if (is_built_in && !kind) {
+    report_no_output(target.plugin);
+    return nullptr;
+  }
   const std::string_view name = kind ? kind->name : target.plugin;
   const auto settings = read_settings(parameters, {name, target.host, target.port, target.kind});
   if (!settings) return nullptr;

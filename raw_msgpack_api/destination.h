@@ -41,8 +41,6 @@ struct DestinationKind {
 
 // Null when no built-in destination has this name, in any case.
 const DestinationKind* find_destination(std::string_view name);
-// "stdout_raw, stdout, ...", for messages.
-std::string built_in_names();
 
 extern const DestinationKind kNullDestination;
 extern const DestinationKind kStdoutDestination;

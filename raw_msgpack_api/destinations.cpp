@@ -1,5 +1,4 @@
 #include <array>
-#include <string>
 
 #include "raw_msgpack_api/destination.h"
 #include "utils/output_rules.h"
@@ -19,15 +18,6 @@ const DestinationKind* find_destination(std::string_view name) {
     if (equals_ignoring_case(kind->name, name)) return kind;
   }
   return nullptr;
-}
-
-std::string built_in_names() {
-  std::string names;
-  for (const DestinationKind* kind : kDestinations) {
-    if (!names.empty()) names += ", ";
-    names += kind->name;
-  }
-  return names;
 }
 
 }  // namespace vek::engine

@@ -1,6 +1,7 @@
 #include "raw_msgpack_api/engine_choice.h"
 
 #include "utils/logger.h"
+#include "utils/output_rules.h"
 
 namespace vek::engine {
 
@@ -29,6 +30,20 @@ std::optional<std::vector<Engine>> engines_to_try(const Parameters& parameters, 
       "process",
       static_cast<int>(wanted.size()), wanted.data());
   return std::nullopt;
+}
+
+std::string built_in_names() {
+  std::string names;
+  for (const std::string_view name : kBuiltInOutputs) {
+    if (!names.empty()) names += ", ";
+    names += name;
+  }
+  return names;
+}
+
+void report_no_output(std::string_view name) {
+  VEK_LOGE("[raw msgpack API] there is no output '%.*s'; these work: %s",
+           static_cast<int>(name.size()), name.data(), built_in_names().c_str());
 }
 
 }  // namespace vek::engine

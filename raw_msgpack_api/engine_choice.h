@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -20,6 +21,11 @@ enum class Engine : uint8_t { kBuiltin, kLibrary, kProcess };
 std::optional<std::vector<Engine>> engines_to_try(const Parameters& parameters, bool is_built_in);
 
 const char* engine_name(Engine engine);
+
+// "stdout_raw, stdout, ...", for messages.
+std::string built_in_names();
+// The error line of an output that should be built in, and is not.
+void report_no_output(std::string_view name);
 
 }  // namespace vek::engine
 

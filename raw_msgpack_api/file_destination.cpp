@@ -13,6 +13,7 @@
 #include <cstring>
 
 #include "raw_msgpack_api/destination.h"
+#include "raw_msgpack_api/file_config.h"
 #include "raw_msgpack_api/socket.h"
 #include "raw_msgpack_api/stream_destination.h"
 #include "utils/logger.h"
@@ -85,42 +86,24 @@ int open_file(const std::string& path) {
   return fd;
 }
 
-// Empty when neither a folder nor a name is given.
-std::string file_path(const Settings& settings, const Parameters& parameters) {
-  const std::string folder(parameters.text("path", ""));
-  const std::string_view file = parameters.text("file", "");
-  if (folder.empty()) return std::string(file);
-  const std::string name(file.empty() ? std::string_view(settings.tag) : file);
-  return folder.ends_with('/') ? folder + name : folder + '/' + name;
-}
-
-std::unique_ptr<RecordFormat> make_format(std::string_view format) {
-  if (equals_ignoring_case(format, "json")) return std::make_unique<JsonLines>();
-  if (equals_ignoring_case(format, "msgpack")) return std::make_unique<MsgpackRecords>();
-  VEK_LOGE("[raw msgpack API] output 'file' has no format '%.*s'; use 'json' or 'msgpack'",
-           static_cast<int>(format.size()), format.data());
-  return nullptr;
-}
-
 std::unique_ptr<Destination> make(const Settings& settings, const Parameters& parameters) {
-  auto format = make_format(parameters.text("format", "json"));
-  if (!format) return nullptr;
-  const std::string path = file_path(settings, parameters);
-  if (path.empty()) {
-    VEK_LOGE("[raw msgpack API] output 'file' needs plugin_path or plugin_file");
-    return nullptr;
+  const auto config = read_file_config(settings, parameters);
+  if (!config) return nullptr;
+  std::unique_ptr<RecordFormat> format;
+  if (config->is_json) {
+    format = std::make_unique<JsonLines>();
+  } else {
+    format = std::make_unique<MsgpackRecords>();
   }
-  Socket file(open_file(path));
+  Socket file(open_file(config->path));
   if (!file) return nullptr;
   auto sink = std::make_unique<FileSink>(file.fd());
   (void)file.release();
   return std::make_unique<StreamDestination>(settings.name, std::move(format), std::move(sink));
 }
 
-constexpr std::array<std::string_view, 3> kParameters = {"path", "file", "format"};
-
 }  // namespace
 
-constinit const DestinationKind kFileDestination = {kFileOutput, kParameters, make};
+constinit const DestinationKind kFileDestination = {kFileOutput, kFileParameters, make};
 
 }  // namespace vek::engine

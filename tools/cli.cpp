@@ -1,50 +1,33 @@
 #include "tools/cli.h"
 
-#include <CLI/CLI.hpp>
 #include <exception>
 #include <string>
 #include <vector>
 
-#include "tools/bench.h"
-#include "tools/check.h"
-#include "tools/console.h"
-#include "tools/doctor.h"
-#include "tools/generate.h"
-#include "tools/golden_test.h"
-#include "tools/inspect.h"
-#include "tools/plugin_log.h"
-#include "tools/preview.h"
-#include "tools/record.h"
-#include "tools/replay.h"
-#include "tools/signals.h"
-#include "tools/suggest.h"
+#include "tools/base/console.h"
+#include "tools/base/signals.h"
+#include "tools/base/suggest.h"
+#include "tools/bench/bench.h"
+#include "tools/check/check.h"
+#include "tools/doctor/doctor.h"
+#include "tools/generate/generate.h"
+#include "tools/golden/golden_test.h"
+#include "tools/inspect/inspect.h"
+#include "tools/plugin/plugin_log.h"
+#include "tools/preview/preview.h"
+#include "tools/record/record.h"
+#include "tools/replay/replay.h"
 #include "utils/logger.h"
 #include "utils/version.h"
 
 namespace vek::tools {
 namespace {
 
+// Adds one verb; when it is chosen, `action` is set.
+using AddVerb = void (*)(CommandLine& line, Action& action);
+
 constexpr AddVerb kVerbs[] = {add_bench,   add_check,  add_doctor, add_generate, add_inspect,
                               add_preview, add_record, add_replay, add_test};
-
-std::vector<std::string> verb_names(CLI::App& app) {
-  std::vector<std::string> names;
-  for (const CLI::App* verb : app.get_subcommands([](CLI::App*) { return true; })) {
-    names.push_back(verb->get_name());
-  }
-  return names;
-}
-
-// "--name" of every option of a verb, those in option groups included.
-void collect_options(CLI::App& app, std::vector<std::string>& names) {
-  for (const CLI::Option* option : app.get_options()) {
-    for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
-  }
-  for (CLI::App* group :
-       app.get_subcommands([](CLI::App* sub) { return sub->get_name().empty(); })) {
-    collect_options(*group, names);
-  }
-}
 
 std::string did_you_mean(const std::string& word, const std::vector<std::string>& names) {
   const std::string guess = nearest(word, names);
@@ -59,35 +42,32 @@ ExitStatus usage_error(const std::string& message, const std::string& help_of) {
 
 // A mistyped option often shows as another complaint (its value becomes a page file, a required
 // option is missing), so it is looked for first.
-ExitStatus explain_parse_error(CLI::App& app, const CLI::ParseError& error) {
-  for (CLI::App* verb : app.get_subcommands()) {
-    const std::string help_of = verb->get_name() + " ";
-    for (const std::string& word : verb->remaining()) {
-      if (!word.starts_with("-") || word == "-" || word == "--") continue;
-      const std::string option = word.substr(0, word.find('='));
-      std::vector<std::string> names;
-      collect_options(*verb, names);
-      return usage_error(
-          verb->get_name() + ": unknown option '" + option + "'" + did_you_mean(option, names),
-          help_of);
-    }
-    return usage_error(verb->get_name() + ": " + error.what(), help_of);
+ExitStatus explain(const CommandLine::Wrong& wrong) {
+  if (wrong.verb.empty()) return usage_error(wrong.complaint, "");
+  const std::string help_of = wrong.verb + " ";
+  for (const std::string& word : wrong.left_over) {
+    if (!word.starts_with("-") || word == "-" || word == "--") continue;
+    const std::string option = word.substr(0, word.find('='));
+    return usage_error(
+        wrong.verb + ": unknown option '" + option + "'" + did_you_mean(option, wrong.options),
+        help_of);
   }
-  return usage_error(error.what(), "");
+  return usage_error(wrong.verb + ": " + wrong.complaint, help_of);
 }
 
-// What stands before the verb: the verb itself, or one of the tool's own two options. CLI11 would
-// report a mistyped verb as a missing one.
-bool answered_by_first_word(CLI::App& app, int argc, const char* const* argv, ExitStatus& status) {
+// What stands before the verb: the verb itself, or one of the tool's own two options. The parser
+// would report a mistyped verb as a missing one.
+bool answered_by_first_word(const CommandLine& line, int argc, const char* const* argv,
+                            ExitStatus& status) {
   const std::string word = argc > 1 ? argv[1] : "";
-  const std::vector<std::string> verbs = verb_names(app);
+  const std::vector<std::string> verbs = line.verb_names();
   if (word == "help") {
-    write_output(app.help());
+    write_output(line.help());
     return true;
   }
   if (word.empty()) {
     say_error("no command given");
-    say("%s", app.help().c_str());
+    say("%s", line.help().c_str());
     status = ExitStatus::kUsage;
     return true;
   }
@@ -104,28 +84,30 @@ bool answered_by_first_word(CLI::App& app, int argc, const char* const* argv, Ex
 }
 
 ExitStatus parse_and_run(int argc, const char* const* argv) {
-  CLI::App app(
+  const std::string version = std::string("vektool ") + vek_version_string();
+  CommandLine line(
+      "vektool",
       "Works with telemetry data pages and with the configuration of an exporter plug-in.\n"
       "Exit status: 0 good, 1 what was looked at is bad, 2 wrong usage, 3 only warnings with\n"
-      "--strict, 4 something in the environment is missing, 5 not everything was delivered.");
-  app.name("vektool");
-  app.set_version_flag("--version", std::string("vektool ") + vek_version_string());
-  app.require_subcommand(1);
+      "--strict, 4 something in the environment is missing, 5 not everything was delivered.",
+      version);
   Action action;
-  for (const AddVerb add : kVerbs) add(app, action);
+  for (const AddVerb add : kVerbs) add(line, action);
 
   ExitStatus status = ExitStatus::kGood;
-  if (answered_by_first_word(app, argc, argv, status)) return status;
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::CallForVersion& version) {
-    write_output(std::string(version.what()) + "\n");
-    return ExitStatus::kGood;
-  } catch (const CLI::CallForHelp&) {
-    write_output(app.help());
-    return ExitStatus::kGood;
-  } catch (const CLI::ParseError& error) {
-    return explain_parse_error(app, error);
+  if (answered_by_first_word(line, argc, argv, status)) return status;
+  CommandLine::Wrong wrong;
+  switch (line.read(argc, argv, wrong)) {
+    case CommandLine::Outcome::kVersion:
+      write_output(version + "\n");
+      return ExitStatus::kGood;
+    case CommandLine::Outcome::kHelp:
+      write_output(line.help());
+      return ExitStatus::kGood;
+    case CommandLine::Outcome::kWrong:
+      return explain(wrong);
+    case CommandLine::Outcome::kGood:
+      break;
   }
   return action();
 }

@@ -1,26 +1,15 @@
 // The command line: verbs, their options, help, and what a wrong command line gets.
 //
-// A verb lives in a file of its own and adds itself with one function; cli.cpp lists them. Parsing
-// only chooses an action, which then runs outside the parser. Help goes to standard output; every
-// parser error goes to standard error, suggests the nearest name where there is one, and ends with
-// ExitStatus::kUsage.
+// A verb lives in a folder of its own and adds itself with one function; cli.cpp lists them.
+// Parsing only chooses an action, which then runs outside the parser. Help goes to standard output;
+// every parser error goes to standard error, suggests the nearest name where there is one, and ends
+// with ExitStatus::kUsage.
 #ifndef VEK_TOOLS_CLI_H
 #define VEK_TOOLS_CLI_H
 
-#include <functional>
-
-#include "tools/exit_status.h"
-
-namespace CLI {
-class App;
-}
+#include "tools/base/exit_status.h"
 
 namespace vek::tools {
-
-using Action = std::function<ExitStatus()>;
-
-// Adds one verb to the parser; when it is chosen, `action` is set.
-using AddVerb = void (*)(CLI::App& app, Action& action);
 
 // Parses and runs; never throws.
 ExitStatus run_command_line(int argc, const char* const* argv);

@@ -1,0 +1,20 @@
+// What is wrong with a field-set file, told by the plug-in's own reading of it.
+#ifndef VEK_TOOLS_CHECK_FIELD_SET_CHECK_H
+#define VEK_TOOLS_CHECK_FIELD_SET_CHECK_H
+
+#include <string>
+
+#include "tools/config/exported_names.h"
+#include "tools/config/finding.h"
+#include "tools/config/schema_catalog.h"
+
+namespace vek::tools {
+
+// Syntax always, what rules take where schemas are known. `exported` gets what leaves; with an
+// empty path that is every field.
+void check_field_set(const std::string& path, const SchemaCatalog& schemas, Findings& findings,
+                     ExportedNames& exported);
+
+}  // namespace vek::tools
+
+#endif  // VEK_TOOLS_CHECK_FIELD_SET_CHECK_H
