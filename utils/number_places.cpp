@@ -68,7 +68,8 @@ void NumberPlaces::append(uint32_t in, NumberRead read, const char* record, uint
   if (lane == 0) quads_.emplace_back();
   details_.push_back({read, 0});
   quads_.back().in[lane] = in;
-  quads_.back().up[lane] = read.up;
+  quads_.back().skip[lane] = static_cast<uint8_t>(read.down - read.up);
+  quads_.back().up[lane] = read.down;
   renew(index, record, out);
 }
 
@@ -114,6 +115,7 @@ void NumberPlaces::fill_last_quad(size_t changed) noexcept {
     quad.tail[lane] = quad.tail[last];
     quad.in[lane] = quad.in[last];
     quad.out[lane] = quad.out[last];
+    quad.skip[lane] = quad.skip[last];
     quad.up[lane] = quad.up[last];
     quad.shift[lane] = quad.shift[last];
   }
@@ -164,11 +166,17 @@ char* NumberPlaces::write_anew(char* p, const char* bytes, size_t index) const n
                              : put_uint(p, value >> read.down);
 }
 
+// The value in the highest bits of a word, with nothing below.
+[[gnu::always_inline]] inline uint64_t NumberPlaces::value_at(const Quad& quad, size_t lane,
+                                                              const char* bytes) noexcept {
+  return load_unaligned<uint64_t>(bytes + quad.in[lane]) >> quad.skip[lane] << quad.up[lane];
+}
+
 size_t NumberPlaces::first_misfit(const char* bytes, size_t first) const noexcept {
   for (;; ++first) {
     const Quad& quad = quads_[first / kLanes];
     const size_t lane = first % kLanes;
-    const uint64_t value = load_unaligned<uint64_t>(bytes + quad.in[lane]) << quad.up[lane];
+    const uint64_t value = value_at(quad, lane, bytes);
     if (static_cast<int64_t>(value - quad.least[lane]) > quad.span[lane]) return first;
   }
 }
@@ -180,7 +188,7 @@ bool NumberPlaces::write_quads_baseline(const Quad* begin, const Quad* end, char
   bool fit = true;
   for (const Quad* quad = begin; quad != end; ++quad) {
     for (size_t lane = 0; lane < kLanes; ++lane) {
-      const uint64_t value = load_unaligned<uint64_t>(bytes + quad->in[lane]) << quad->up[lane];
+      const uint64_t value = value_at(*quad, lane, bytes);
       const uint64_t word = __builtin_bswap64(value << quad->shift[lane]) | quad->tail[lane];
       std::memcpy(record + quad->out[lane], &word, kWord);
       fit &= static_cast<int64_t>(value - quad->least[lane]) <= quad->span[lane];
@@ -214,7 +222,7 @@ template <typename Word>
   for (const Quad* quad = begin; quad != end; ++quad) {
     const auto read = [&](size_t lane) { return load_unaligned<int64_t>(bytes + quad->in[lane]); };
     __m256i words = _mm256_set_epi64x(read(3), read(2), read(1), read(0));
-    words = _mm256_sllv_epi64(words, widen(quad->up));
+    words = _mm256_sllv_epi64(_mm256_srlv_epi64(words, widen(quad->skip)), widen(quad->up));
     const __m256i above = _mm256_sub_epi64(words, load(quad->least));
     misfits = _mm256_or_si256(misfits, _mm256_cmpgt_epi64(above, load(quad->span)));
     words = _mm256_sllv_epi64(words, widen(quad->shift));

@@ -56,14 +56,16 @@ class NumberPlaces {
     uint64_t tail[kLanes];   // what stands behind the number, in the bytes that it leaves of a word
     uint32_t in[kLanes];
     uint32_t out[kLanes];   // of the number's own bytes
-    uint8_t up[kLanes];     // shift to the highest bits
-    uint8_t shift[kLanes];  // past the bytes that are not written
+    uint8_t skip[kLanes];   // shift down, past what is read below the value
+    uint8_t up[kLanes];     // then to the highest bits
+    uint8_t shift[kLanes];  // and past the bytes that are not written
   };
   struct Detail {
     NumberRead read;
     uint8_t lead;  // bytes before the number's own
   };
 
+  static uint64_t value_at(const Quad& quad, size_t lane, const char* bytes) noexcept;
   uint32_t out(size_t index) const { return quads_[index / kLanes].out[index % kLanes]; }
   uint8_t own_bytes(size_t index) const;
   size_t first_from(uint32_t place) const noexcept;

@@ -163,7 +163,8 @@ TEST(CountersSchemaJson, OfNullIsNull) {
 // text would have another's identifier.
 TEST(CountersSchemaJson, SurvivesEveryFailingAllocation) {
   if (!FailAllocation::available()) GTEST_SKIP();
-  const Schema schema = make_schema({{"a"}, {"b"}});
+  const std::vector<std::vector<CounterSpec>> groups = {{{"a"}}, {{"b"}}};
+  const Schema schema = make_schema(groups);
   schema->groups[1]->provider_name = strdup("a provider whose name needs memory");
   const JsonText whole(vek_counters_schema_serialize(schema.get()));
   std::vector<std::string> messages;

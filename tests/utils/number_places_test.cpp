@@ -41,8 +41,8 @@ constexpr uint64_t kValues[] = {0,
                                 0xffff'ffff'7fff'ffff,
                                 0xffff'ffff'ffff'ffff};
 
-// Five numbers of one width, so that a whole group of four and a part of one are written; `in` says
-// how far apart they lie, and the last one ends with the input.
+// Five numbers of one width, so that a whole group of four and a part of one are written, so many
+// bytes apart. The last one ends with the input, so that it is read with what stands before it.
 class Numbers {
  public:
   Numbers(Width width, NumberRead read, uint64_t apart) : bytes_(4 * apart + width.bytes, '\x5a') {
@@ -53,13 +53,14 @@ class Numbers {
       out.number(apart * i, width.bytes, read);
       offsets_[i] = apart * i;
     }
+    out.text("what stands behind the last one");
     out.finish();
   }
 
-  std::string with(const Width& width, uint64_t value, bool only_one) const {
+  std::string with(const Width& width, uint64_t value, bool only_two) const {
     std::string bytes = bytes_;
     for (size_t i = 0; i < 5; ++i) {
-      const uint64_t here = only_one && i != 3 ? i : value;
+      const uint64_t here = only_two && i < 3 ? i : value;
       std::memcpy(&bytes[offsets_[i]], &here, width.bytes);
     }
     return bytes;
@@ -89,8 +90,8 @@ TEST(NumberPlaces, TakeEveryValueOfEveryWidthWhereverItIsRead) {
         for (const uint64_t to : kValues) {
           SCOPED_TRACE(testing::Message() << int{width.bytes} << " bytes, signed "
                                           << width.is_signed << ": " << from << " to " << to);
-          const std::string one = numbers.with(width, from, /*only_one=*/true);
-          const std::string other = numbers.with(width, to, /*only_one=*/true);
+          const std::string one = numbers.with(width, from, /*only_two=*/true);
+          const std::string other = numbers.with(width, to, /*only_two=*/true);
           expect_rewritten(numbers.head(), numbers.body(), input_of(one), input_of(other));
           if (testing::Test::HasFatalFailure()) return;
         }
@@ -105,8 +106,8 @@ TEST(NumberPlaces, TakeEveryReal) {
     const Numbers numbers(width, read, 11);
     for (const uint64_t from : kValues) {
       for (const uint64_t to : kValues) {
-        const std::string one = numbers.with(width, from, /*only_one=*/false);
-        const std::string other = numbers.with(width, to, /*only_one=*/false);
+        const std::string one = numbers.with(width, from, /*only_two=*/false);
+        const std::string other = numbers.with(width, to, /*only_two=*/false);
         expect_rewritten(numbers.head(), numbers.body(), input_of(one), input_of(other));
         if (testing::Test::HasFatalFailure()) return;
       }
