@@ -15,6 +15,8 @@ struct Goal {
   // cannot be predicted are as cheap as others there, so it is another ratio; it must not get
   // worse.
   double least_by_instructions;
+  // The same for ours / floor, where the floor is a conversion and counts instructions, too.
+  double most_by_instructions = 0;
 };
 
 std::optional<Goal> goal_of(std::string_view workload);

@@ -47,6 +47,7 @@ class Table {
   };
 
   double least_times_plain(const Goal& goal) const;
+  double most_times_floor(const Goal& goal) const;
   // 0 without both of the workloads that it takes.
   double growth() const;
   const Row* find(std::string_view workload) const;

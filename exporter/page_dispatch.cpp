@@ -23,13 +23,14 @@ bool FluentBitExporter::exportDataPage(const vek_data_page_t* page,
                                        const vek_exporter_schema_manager_t* schema_manager) {
   if (!page) return false;
   const PageView view(page);
+  const std::string_view tag = view.tag_text();
   bool exported = false;
-  if (view.tag_text() == kOpaqueTag) {
+  if (tag == kOpaqueTag) {
     exported = exportOpaqueDataPage(page, schema_manager);
     if (!exported) {
       VEK_LOGE("[Fluent Bit Exporter] export for vek opaque event data page failed");
     }
-  } else if (view.tag_text().starts_with(kDictionaryTagPrefix)) {
+  } else if (tag.starts_with(kDictionaryTagPrefix)) {
     exported = exportDictionaryDataPage(page, schema_manager);
     if (!exported) VEK_LOGE("[Fluent Bit Exporter] export for dictionary page failed");
   } else if (schema_manager && schema_manager->has_schema_manager) {
