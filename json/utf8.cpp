@@ -1,5 +1,3 @@
-#ifndef VEK_HAVE_PARSON
-
 #include "json/utf8.h"
 
 #include <cstddef>
@@ -64,5 +62,3 @@ void append_utf8(std::string& text, uint32_t code_point) {
 }
 
 }  // namespace vek::json
-
-#endif  // VEK_HAVE_PARSON

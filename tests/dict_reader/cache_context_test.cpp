@@ -7,31 +7,13 @@
 #include <limits>
 
 #include "dict_reader/dictionary_stream_writer.h"
-#include "tests/support/fail_allocation.h"
-#include "tests/support/log_capture.h"
+#include "tests/dict_reader/cache_context_fixture.h"
 
 namespace vek::test {
 namespace {
 
-using CachedEvent = CacheContext::CachedEvent;
-using EventItem = CacheContext::EventItem;
-using KeptEvent = std::unique_ptr<CachedEvent, CachedEvent::Deleter>;
-using Texts = std::vector<std::string>;
 using Handler = bool (CacheContext::*)(uint32_t, const void*, uint32_t);
 using EndHandler = bool (CacheContext::*)(const void*, uint32_t);
-
-// "<type> <key id> <name> <data size>"
-std::string text_of(const EventItem& item) {
-  return std::string(python_event_type_to_string(item.type)).substr(7) + " " +
-         std::to_string(item.key_id) + " " + (item.name ? *item.name : "-") + " " +
-         std::to_string(item.data_size);
-}
-
-Texts texts_of(const CachedEvent& event) {
-  Texts texts;
-  for (const EventItem* item : event.items) texts.push_back(text_of(*item));
-  return texts;
-}
 
 std::string data_of(const EventItem& item) {
   return {reinterpret_cast<const char*>(item.data.get()), item.data_size};
@@ -53,61 +35,6 @@ const NamedHandler kValueHandlers[] = {
 const NamedHandler kStartHandlers[] = {
     {"OnNewDict", &CacheContext::OnNewDict, "DICT_START"},
     {"OnNewList", &CacheContext::OnNewList, "LIST_START"},
-};
-
-class CacheContextTest : public testing::Test {
- protected:
-  // Events are noted down; kept ones stay with the test.
-  bool receive(CachedEvent* event) {
-    ++sent_;
-    timestamp_ = event->timestamp;
-    index_ = event->index;
-    items_ = texts_of(*event);
-    address_ = event;
-    if (!answer_) return false;
-    if (keep_) {
-      kept_.emplace_back(event);
-    } else {
-      CachedEvent::Deleter()(event);
-    }
-    return true;
-  }
-
-  bool id(uint32_t key_id, const std::string& name) {
-    return context_.OnID(key_id, name.data(), static_cast<uint32_t>(name.size()));
-  }
-  bool begin(uint64_t timestamp = 7) { return context_.OnNewCollection(&timestamp, 8); }
-  bool string(uint32_t key_id, const std::string& value) {
-    return context_.OnString(key_id, value.data(), static_cast<uint32_t>(value.size()));
-  }
-  bool real(uint32_t key_id, double value) { return context_.OnDouble(key_id, &value, 8); }
-  bool whole(uint32_t key_id, int64_t value) { return context_.OnLong(key_id, &value, 8); }
-  bool dict(uint32_t key_id = kNoKeyId) { return context_.OnNewDict(key_id, nullptr, 0); }
-  bool list(uint32_t key_id = kNoKeyId) { return context_.OnNewList(key_id, nullptr, 0); }
-  bool end_dict() { return context_.OnEndDict(nullptr, 0); }
-  bool end_list() { return context_.OnEndList(nullptr, 0); }
-  // The keys of the index are 1 ("one") and 2 ("two"); 3 ("three") is not among them.
-  void announce() { ASSERT_TRUE(id(1, "one") && id(2, "two") && id(3, "three")); }
-  Texts errors() {
-    Texts texts = log_.errors();
-    log_.clear();
-    return texts;
-  }
-
-  LogCapture log_;
-  unsigned sent_ = 0;
-  unsigned started_ = 0;
-  bool answer_ = true;
-  bool keep_ = false;
-  uint64_t timestamp_ = 0;
-  std::string index_;
-  Texts items_;
-  const CachedEvent* address_ = nullptr;
-  std::set<std::string> index_keys_{"one", "two"};
-  std::function<bool(CachedEvent*)> send_ = [this](CachedEvent* event) { return receive(event); };
-  std::function<void()> start_ = [this] { ++started_; };
-  CacheContext context_{index_keys_, send_, start_};
-  std::vector<KeptEvent> kept_;  // goes before the context
 };
 
 TEST_F(CacheContextTest, SendsACollectionAsTheEventsItArrivedIn) {
@@ -487,72 +414,6 @@ TEST_F(CacheContextTest, AThrowingReceiverLeavesTheContextReady) {
     EXPECT_THROW(context.OnEndDict(nullptr, 0), int);
   }
   EXPECT_EQ(errors(), Texts{});
-}
-
-// ---- memory
-
-// One more of a stream of like collections: values vary, lengths stay below what was seen.
-void likeCollection(CacheContext& context, int64_t turn, const std::string& text) {
-  const auto time = static_cast<uint64_t>(turn);
-  ASSERT_TRUE(context.OnNewCollection(&time, 8));
-  ASSERT_TRUE(context.OnNewDict(kNoKeyId, nullptr, 0));
-  ASSERT_TRUE(context.OnString(1, text.data(), static_cast<uint32_t>(text.size())));
-  ASSERT_TRUE(context.OnNewList(3, nullptr, 0));
-  for (int i = 0; i < 100; ++i) ASSERT_TRUE(context.OnLong(3, &turn, 8));
-  ASSERT_TRUE(context.OnEndList(nullptr, 0));
-  const double real = 1.5;
-  ASSERT_TRUE(context.OnDouble(2, &real, 8));
-  ASSERT_TRUE(context.OnEndDict(nullptr, 0));
-}
-
-TEST_F(CacheContextTest, AStreamOfLikeCollectionsAllocatesNothing) {
-  if (!FailAllocation::available()) GTEST_SKIP() << "the allocator belongs to a sanitizer";
-  announce();
-  KeptEvent last;
-  std::function<bool(CachedEvent*)> keep_last = [&last](CachedEvent* event) {
-    last.reset(event);  // two events are alive at a time
-    return true;
-  };
-  CacheContext context(index_keys_, keep_last, start_);
-  for (const auto& [key_id, name] :
-       {std::pair(1u, "one"), std::pair(2u, "two"), std::pair(3u, "three")}) {
-    ASSERT_TRUE(context.OnID(key_id, name, static_cast<uint32_t>(std::strlen(name))));
-  }
-  const std::string text(1000, 'x');
-  for (int64_t i = 0; i < 3; ++i) likeCollection(context, i, text);
-  const std::string shorter(900, 'y');
-  log_.clear();
-  FailAllocation failing(1);
-  for (int64_t i = 3; i < 50; ++i) likeCollection(context, i, shorter);
-  EXPECT_FALSE(failing.disarm());
-  EXPECT_EQ(last->index, shorter + "_1.500000");
-  last.reset();
-}
-
-TEST_F(CacheContextTest, AFailedAllocationLosesNothingThatWasThere) {
-  if (!FailAllocation::available()) GTEST_SKIP() << "the allocator belongs to a sanitizer";
-  for (unsigned n = 1;; ++n) {
-    CacheContext context(index_keys_, send_, start_);
-    const unsigned before = sent_;
-    const std::string text(100, 'x');
-    const uint64_t time = 1;
-    FailAllocation failing(n);
-    try {
-      context.OnID(1, "one", 3);
-      context.OnNewCollection(&time, 8);
-      context.OnNewDict(kNoKeyId, nullptr, 0);
-      context.OnString(1, text.data(), 100);
-    } catch (const std::bad_alloc&) {
-    }
-    const bool failed = failing.disarm();
-    ASSERT_TRUE(context.OnNewCollection(&time, 8));
-    ASSERT_TRUE(context.OnNewDict(kNoKeyId, nullptr, 0));
-    ASSERT_TRUE(context.OnString(1, text.data(), 100));
-    ASSERT_TRUE(context.OnEndDict(nullptr, 0));
-    EXPECT_EQ(sent_, before + 1);
-    EXPECT_EQ(items_.size(), 4u);
-    if (!failed) break;
-  }
 }
 
 // ---- through the reader
