@@ -133,8 +133,9 @@ void check_parameter_files(const ConfiguredDestination& destination, Findings& f
     if (why.empty()) continue;
     std::string key = "plugin_";
     key += one.parameter;
-    findings.error(destination.place_of(key), "cannot-open",
-                   "'" + path + "' cannot be used: " + why, one.hint);
+    std::string what = "'";
+    what.append(path).append("' cannot be used: ").append(why);
+    findings.error(destination.place_of(key), "cannot-open", what, one.hint);
   }
 }
 

@@ -110,14 +110,14 @@ Option Verb::number(const char* name, const char* value, uint64_t& target, uint6
       app_->add_option(name, target, help)->check(whole_number(least, most))->type_name(value));
 }
 
-Option Verb::taken_by(const char* name, const char* value, TakeText take, const std::string& help) {
-  return Option(
-      app_->add_option_function<std::string>(name, std::move(take), help)->type_name(value));
+Option Verb::taken_by(const char* name, const char* value, const TakeText& take,
+                      const std::string& help) {
+  return Option(app_->add_option_function<std::string>(name, take, help)->type_name(value));
 }
 
-Option Verb::choice(const char* name, const std::vector<std::string>& words, TakeText take,
+Option Verb::choice(const char* name, const std::vector<std::string>& words, const TakeText& take,
                     const std::string& help) {
-  return Option(app_->add_option_function<std::string>(name, std::move(take), help)
+  return Option(app_->add_option_function<std::string>(name, take, help)
                     ->check(one_of(words))
                     ->type_name(is_place(name) ? "" : joined(words, "|")));
 }

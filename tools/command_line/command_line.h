@@ -56,9 +56,10 @@ class Verb {
   Option number(const char* name, const char* value, uint64_t& target, uint64_t least,
                 uint64_t most, const std::string& help);
   // `take` may refuse() what it is given.
-  Option taken_by(const char* name, const char* value, TakeText take, const std::string& help);
+  Option taken_by(const char* name, const char* value, const TakeText& take,
+                  const std::string& help);
   // One of these words, which are also the name of its value.
-  Option choice(const char* name, const std::vector<std::string>& words, TakeText take,
+  Option choice(const char* name, const std::vector<std::string>& words, const TakeText& take,
                 const std::string& help);
   Option flag(const char* name, bool& target, const std::string& help);
   Option flag(const char* name, std::function<void()> take, const std::string& help);

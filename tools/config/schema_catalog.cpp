@@ -47,7 +47,7 @@ void SchemaCatalog::load_file(const std::string& path, const std::string& id_tex
                               Findings& findings) {
   findings.looked_at(path);
   uint8_t bytes[VEK_SCHEMA_ID_SIZE] = {};
-  if (id_text.size() != 2 * VEK_SCHEMA_ID_SIZE ||
+  if (id_text.size() != size_t{2} * VEK_SCHEMA_ID_SIZE ||
       vek_schema_from_id_string(id_text.c_str(), bytes) != 1) {
     findings.warning({path}, "schema-name", "'" + id_text + "' is no identifier of 32 digits",
                      "no page can name this file");

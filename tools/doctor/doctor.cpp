@@ -51,9 +51,11 @@ std::string as_text(const Diagnoses& all, bool coloured) {
     health.resize(4, ' ');
     std::string part = one.part;
     part.resize(std::max<size_t>(part.size(), 13), ' ');
-    out += (coloured ? colour : "") + health + (coloured ? "\033[0m" : "") + "  " + part + "  " +
-           one.what + "\n";
-    if (!one.mend.empty()) out += "                     mend: " + one.mend + "\n";
+    if (coloured) out += colour;
+    out += health;
+    if (coloured) out += "\033[0m";
+    out.append("  ").append(part).append("  ").append(one.what).append("\n");
+    if (!one.mend.empty()) out.append("                     mend: ").append(one.mend).append("\n");
   }
   return out;
 }
