@@ -172,13 +172,16 @@ char* NumberPlaces::write_anew(char* p, const char* bytes, size_t index) const n
   return load_unaligned<uint64_t>(bytes + quad.in[lane]) >> quad.skip[lane] << quad.up[lane];
 }
 
-size_t NumberPlaces::first_misfit(const char* bytes, size_t first) const noexcept {
-  for (;; ++first) {
-    const Quad& quad = quads_[first / kLanes];
-    const size_t lane = first % kLanes;
+// The values are read again, and a producer may have changed them since: when all fit now, what was
+// written of them is no use either, from the first one on.
+size_t NumberPlaces::first_misfit(const char* bytes, size_t begin, size_t end) const noexcept {
+  for (size_t index = begin; index < end; ++index) {
+    const Quad& quad = quads_[index / kLanes];
+    const size_t lane = index % kLanes;
     const uint64_t value = value_at(quad, lane, bytes);
-    if (static_cast<int64_t>(value - quad.least[lane]) > quad.span[lane]) return first;
+    if (static_cast<int64_t>(value - quad.least[lane]) > quad.span[lane]) return index;
   }
+  return begin;
 }
 
 // Words overlap what stands behind a number, which is why they carry it, and are written in order:

@@ -27,7 +27,8 @@ class NumberPlaces {
   uint32_t end(size_t index) const;
 
   // Writes those from `first` on, in their order, until one does not have the size of its place;
-  // that one's index, or size(). What stands at its place and behind it is no use then.
+  // that one's index, or size(). What stands at its place and behind it is no use then. Values may
+  // change meanwhile: the index is then that of any number that was just written.
   size_t write(char* record, const char* bytes, size_t first) const noexcept {
     return write_by(g_write_quads, record, bytes, first);
   }
@@ -80,7 +81,7 @@ class NumberPlaces {
   static WriteQuads* const g_write_quads;
   size_t write_by(WriteQuads* write_quads, char* record, const char* bytes,
                   size_t first) const noexcept;
-  size_t first_misfit(const char* bytes, size_t first) const noexcept;
+  size_t first_misfit(const char* bytes, size_t begin, size_t end) const noexcept;
 
   std::vector<Quad> quads_;
   std::vector<Detail> details_;
@@ -96,7 +97,7 @@ class NumberPlaces {
   for (size_t quad = first / kLanes; quad < count; quad += kQuadsAtATime) {
     const size_t end = std::min(count, quad + kQuadsAtATime);
     if (!write_quads(all + quad, all + end, record, bytes)) [[unlikely]] {
-      return first_misfit(bytes, kLanes * quad);
+      return first_misfit(bytes, kLanes * quad, std::min(size(), kLanes * end));
     }
   }
   return size();

@@ -94,12 +94,15 @@ bool RecordPlaces::rewrite_baseline(const PlanInput& input) noexcept {
 
 [[gnu::always_inline]] inline bool RecordPlaces::rewrite_numbers(bool is_modern,
                                                                  const char* bytes) noexcept {
-  for (size_t at = 0;;) {
+  // A number needs another size once. More often than that, a producer is still changing the page.
+  size_t at = 0;
+  for (size_t tries = 0; tries <= numbers_.size(); ++tries) {
     at = is_modern ? numbers_.write(record_, bytes, at)
                    : numbers_.write_baseline(record_, bytes, at);
     if (at == numbers_.size()) return true;
     if (!resize(at, bytes)) return false;
   }
+  return false;
 }
 
 // Gives a number the size of another value; it is written afterwards.

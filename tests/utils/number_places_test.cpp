@@ -2,8 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
 #include <cstring>
 #include <string>
+#include <thread>
 
 #include "tests/utils/record_rewriting.h"
 
@@ -114,6 +117,55 @@ TEST(NumberPlaces, TakeEveryReal) {
     }
   }
 }
+
+// A race on purpose, which ThreadSanitizer would rightly tell of.
+#if !defined(__SANITIZE_THREAD__)
+TEST(NumberPlaces, OfAPageThatIsStillWrittenMakeRecordsThatAreWhole) {
+  constexpr size_t kCount = 8;
+  constexpr uint64_t kSmall = 5;
+  constexpr uint64_t kLarge = 0x1'0000'0000'0000;
+  PlanSection head;
+  PlanSection body;
+  alignas(8) uint64_t values[kCount] = {};
+  PlanSectionWriter(head, sizeof(values)).finish();
+  PlanSectionWriter out(body, sizeof(values));
+  for (size_t i = 0; i < kCount; ++i) out.number(i * 8, 8, NumberRead::integer(8, false));
+  out.finish();
+  PlanInput input;
+  input.bytes = reinterpret_cast<const char*>(values);
+  const auto packed_with = [&](uint64_t value) {
+    values[kCount - 1] = value;
+    return packed_anew(head, body, input);
+  };
+  const std::string large = packed_with(kLarge);
+  const std::string small = packed_with(kSmall);
+
+  std::atomic<bool> is_over = false;
+  std::thread producer([&] {
+    const std::atomic_ref<uint64_t> last(values[kCount - 1]);
+    while (!is_over) {
+      for (int i = 0; i < 100; ++i) last.store(i % 2 == 0 ? kLarge : kSmall);
+    }
+  });
+  MsgpackBuffer buffer;
+  size_t rewritten = 0;
+  size_t others = 0;
+  const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(300);
+  while (std::chrono::steady_clock::now() < end) {
+    const size_t size = pack_record(buffer, head, body, input, 4096);
+    RecordPlaces places;
+    if (!places.learn(head, body, input, buffer.data(), size, buffer.capacity())) continue;
+    for (int i = 0; i < 1000 && places.rewrite(input); ++i) {
+      ++rewritten;
+      others += places.record() != large && places.record() != small ? 1 : 0;
+    }
+  }
+  is_over = true;
+  producer.join();
+  EXPECT_GT(rewritten, 0);
+  EXPECT_EQ(others, 0);
+}
+#endif
 
 }  // namespace
 }  // namespace vek::test
