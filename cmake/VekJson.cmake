@@ -37,6 +37,8 @@ if(VEK_HAVE_PARSON)
   # Each folder sees the header; only the json folder links the library.
   target_include_directories(vek_options SYSTEM INTERFACE
     $<TARGET_PROPERTY:${VEK_JSON_TARGET},INTERFACE_INCLUDE_DIRECTORIES>)
+  # A shared one in a prefix of its own is found there by what is installed, too.
+  set(CMAKE_INSTALL_RPATH_USE_LINK_PATH ON)
   message(STATUS "JSON library: installed parson (${VEK_JSON_TARGET})")
 else()
   message(STATUS "JSON library: built in (json/)")

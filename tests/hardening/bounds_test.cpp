@@ -50,6 +50,8 @@ void on_small_stack(const std::function<void()>& work) {
   pthread_attr_init(&attributes);
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
   constexpr size_t kStack = 1 << 20;  // sanitizers' frames are larger
+#elif defined(VEK_HAVE_PARSON)
+  constexpr size_t kStack = 1 << 20;  // an installed parson calls itself 2048 times
 #else
   constexpr size_t kStack = 64 << 10;
 #endif

@@ -47,9 +47,11 @@ awk '/^VEK_API/ { text = ""; on = 1 } on { text = text " " $0 }
 "$cc" -std=gnu11 -I . $(pkg-config --cflags msgpack) "$dir/records.c" -o "$dir/records"
 "$dir/records" >"$out/records.txt"
 
-# Functions and data of ours; what templates leave behind is no promise.
-nm -DS --defined-only "$plugin" |
-  awk 'NF == 4 && ($3 ~ /^[TDBR]$/ || $4 ~ /^_ZTV/) &&
+# Functions and data of ours, and the one of the JSON library, which a shared parson may bring; what
+# templates leave behind is no promise.
+nm -DS "$plugin" |
+  awk '$1 == "U" && $2 == "json_free_serialized_string" { print $2 }
+       NF == 4 && ($3 ~ /^[TDBR]$/ || $4 ~ /^_ZTV/) &&
        $4 !~ /^_ZTVN?S|^_ZN?K?S|ExporterSwitcherI/ {
          size = $3 == "T" ? "" : " " $2; sub(/ 0+/, " 0x", size); print $4 size }' |
   sort -u >"$out/symbols.txt"

@@ -12,7 +12,18 @@ complain() {
 
 has_dynamic() { readelf -dW "$1" | grep -q "$2"; }
 imports() { readelf --dyn-syms -W "$1" | grep -q " UND $2"; }
-search_path() { readelf -dW "$1" | sed -n 's/.*(\(RUNPATH\|RPATH\)).*\[\(.*\)\]/\1 \2/p'; }
+# Without the folder of a shared parson, which may lie where the loader does not look.
+search_path() {
+  local kept="" folder parson
+  local all
+  all=$(readelf -dW "$1" | sed -n 's/.*(\(RUNPATH\|RPATH\)).*\[\(.*\)\]/\1 \2/p')
+  parson=$(readelf -dW "$1" | sed -n 's/.*(NEEDED).*\[\(libparson\.so.*\)\]/\1/p')
+  IFS=: read -ra folders <<<"${all#* }"
+  for folder in "${folders[@]}"; do
+    [ -n "$parson" ] && [ -e "$folder/$parson" ] || kept+=${kept:+:}$folder
+  done
+  echo "${kept:+${all%% *} }$kept"
+}
 
 for file in "$plugin" "$engine" "$tool"; do
   segments=$(readelf -lW "$file")
