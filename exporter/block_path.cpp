@@ -1,5 +1,7 @@
 #include "exporter/block_path.h"
 
+#include <cstring>
+
 #include "schema_manager/schema_manager.h"
 
 namespace vek {
@@ -33,13 +35,18 @@ void SchemaManagerPath::on_schemas_block(FieldSet* field_set) {
 // Asked for every block: a schema file that arrives late counts from the next block on.
 BoundCounterSet SchemaManagerPath::counter_set() {
   if (!manager_) return {};
-  // Made once for a run of pages of one schema: the text in it takes memory.
-  data::SchemaId& id = exporter_.page_schema_id_;
-  if (vek_compare_schema_id(id.bytes(), schema_id_) != 0) id = data::SchemaId(schema_id_);
-  const auto schema = manager_->getCountersSchema(id);
-  if (!schema) return {};
+  // Looked for once for a run of pages of one schema.
+  auto& found = exporter_.page_schema_;
+  if (found.manager != manager_->serial() ||
+      std::memcmp(found.id.data(), schema_id_, found.id.size()) != 0) {
+    const auto schema = manager_->getCountersSchema(data::SchemaId(schema_id_));
+    if (!schema) return {};
+    found.manager = manager_->serial();
+    found.schema = schema.get();  // which the manager keeps
+    std::memcpy(found.id.data(), schema_id_, found.id.size());
+  }
   const BoundCounterSet counters =
-      exporter_.csets_.get_for_page(schema.get(), exporter_.counterset_file_);
+      exporter_.csets_.get_for_page(found.schema, exporter_.counterset_file_);
   exporter_.counter_set_ = counters.set;
   return counters;
 }

@@ -42,7 +42,7 @@ void FluentBitExporter::exportCountersBlock(const PageView& page, Bytes block, B
     return;
   }
   send(pack_counters_block(*counters.packer, block.data(), counters.set, page.source_id.data(),
-                           layout()));
+                           record_layout_));
 }
 
 }  // namespace vek

@@ -94,10 +94,9 @@ void FluentBitExporter::packEvents(EventPlan& plan, const vek_event_header_t& he
                                    const char* source) {
   const uint64_t size = plan.record_size();
   const std::string_view source_text = source;
-  const RecordLayout record_layout = layout();
   for (; size > 0 && !events.empty(); events = events.subspan(size)) {
-    send(
-        FieldSet::packNextEvent(plan, events.data(), header.timestamp, source_text, record_layout));
+    send(FieldSet::packNextEvent(plan, events.data(), header.timestamp, source_text,
+                                 record_layout_));
   }
 }
 

@@ -92,14 +92,16 @@ void FluentBitExporter::updateSetsWithTypeSystem(const vek_type_system_t* type_s
   if (type_system->num_schemas != 0) createFieldSet(type_system, fieldset_file_);
 }
 
-RecordLayout FluentBitExporter::layout() const {
-  return msgpack_data_layout_ ? layout_named(msgpack_data_layout_.get()) : RecordLayout::kFlbStd;
+void FluentBitExporter::setLayout(const char* name) {
+  msgpack_data_layout_ = copyOf(name);
+  record_layout_ =
+      msgpack_data_layout_ ? layout_named(msgpack_data_layout_.get()) : RecordLayout::kFlbStd;
 }
 
 void FluentBitExporter::setPluginWithDefaultHostAndPort(const char* plugin) {
   plugin_name_ = copyOf(plugin);
   host_ = copyOf("localhost");
-  msgpack_data_layout_ = copyOf(kStandardLayout.data());
+  setLayout(kStandardLayout.data());
   port_ = defaultPort(textOf(plugin_name_));
 }
 
@@ -123,7 +125,7 @@ void FluentBitExporter::setMsgpackDataLayout(const char* layout) {
         "[Fluent Bit Exporter] Msgpack data layout should be   flb_std' or 'custom', "
         "provided '%s'.",
         name);
-    msgpack_data_layout_ = copyOf(kStandardLayout.data());
+    setLayout(kStandardLayout.data());
     VEK_LOGI("[Fluent Bit Exporter] Using '%s' layout'.", kStandardLayout.data());
   } else if (!custom_layout_allowed_) {
     if (custom) {
@@ -133,10 +135,10 @@ void FluentBitExporter::setMsgpackDataLayout(const char* layout) {
           name, plugin);
     }
     VEK_LOGI("[Fluent Bit Exporter] Setting 'flb_std' msgpack data layout.");
-    msgpack_data_layout_ = copyOf(kStandardLayout.data());
+    setLayout(kStandardLayout.data());
   } else {
     VEK_LOGI("[Fluent Bit Exporter] Setting '%s' msgpack data layout.", name);
-    msgpack_data_layout_ = copyOf(name);
+    setLayout(name);
     if (!msgpack_data_layout_) {
       VEK_LOGE("[Fluent Bit Exporter] out of memory: '%s' layout is not set", name);
     }

@@ -13,6 +13,7 @@
 
 #include <msgpack.h>
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -24,6 +25,7 @@
 #include "data/exporter_schema_manager.h"
 #include "data/opaque_events_extractor.h"
 #include "data/page_view.h"
+#include "data/schema_id.h"
 #include "data/type_system.h"
 #include "dict_reader/data_dict.h"
 #include "dict_reader/dict_reader.h"
@@ -34,6 +36,7 @@
 #include "utils/export_parameters.h"
 #include "utils/msgpack_buffer.h"
 #include "utils/owned.h"
+#include "utils/record_layout.h"
 #include "utils/string_array.h"
 
 namespace vek {
@@ -122,7 +125,14 @@ class VEK_API FluentBitExporter {
   friend class TypeSystemPath;
   friend class SchemaManagerPath;
 
-  RecordLayout layout() const;
+  // The counters schema that a manager had for the last page.
+  struct PageSchema {
+    uint64_t manager = 0;  // its serial number; 0: none
+    std::array<uint8_t, VEK_SCHEMA_ID_SIZE> id{};
+    const vek_counters_schema_t* schema = nullptr;
+  };
+
+  void setLayout(const char* name);
   bool passesSourceTags(const PageView& page) const;
   bool exportOpaqueDataPage(const vek_data_page_t* page,
                             const vek_exporter_schema_manager_t* schema_manager);
@@ -146,7 +156,8 @@ class VEK_API FluentBitExporter {
   uint16_t port_ = 24224;
   const fluentbit_export_parameters_t* export_params_ = nullptr;  // borrowed
   CString msgpack_data_layout_;
-  void* flb_ctx_ = nullptr;  // null while not connected
+  RecordLayout record_layout_ = RecordLayout::kFlbStd;  // that it names
+  void* flb_ctx_ = nullptr;                             // null while not connected
   RawMsgpackApi api_;
   vek_counter_set_t* counter_set_ = nullptr;  // in use; belongs to csets_
   uint64_t fluent_bit_checks_ = 0;
@@ -155,7 +166,7 @@ class VEK_API FluentBitExporter {
   bool connected_ = false;
   const char* counterset_file_ = nullptr;  // borrowed
   CounterSetCache csets_;
-  data::SchemaId page_schema_id_;        // of the last page over a schema manager
+  PageSchema page_schema_;
   const char* fieldset_file_ = nullptr;  // borrowed
   std::unique_ptr<FieldSet> field_set_;
   vek_schema_block_t last_schemas_block_{};  // of the page at hand

@@ -1,6 +1,7 @@
 #include "schema_manager/schema_manager.h"
 
 #include <algorithm>
+#include <atomic>
 #include <stdexcept>
 #include <utility>
 
@@ -15,6 +16,11 @@ namespace {
 
 std::string schemaPath(const std::string& dir, const data::SchemaId& id) {
   return dir + "/schema_" + id.str() + ".json";
+}
+
+uint64_t nextSerial() {
+  static std::atomic<uint64_t> last = 0;
+  return ++last;
 }
 
 std::shared_ptr<vek_schema_t> makeBuiltinSchema() {
@@ -49,7 +55,7 @@ data::SchemaId eventsSchemaId(const vek_schema_t& schema) {
 
 }  // namespace
 
-SchemaManager::SchemaManager() : builtin_(makeBuiltinSchema()) {}
+SchemaManager::SchemaManager() : serial_(nextSerial()), builtin_(makeBuiltinSchema()) {}
 
 void SchemaManager::setSchemaDir(const std::string& dir) {
   const std::lock_guard<std::mutex> lock(mutex_);

@@ -7,6 +7,7 @@
 #ifndef VEK_SCHEMA_MANAGER_SCHEMA_MANAGER_H
 #define VEK_SCHEMA_MANAGER_SCHEMA_MANAGER_H
 
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -26,10 +27,13 @@ class VEK_API SchemaManager {
   // Throws std::runtime_error when the built-in schema cannot be made.
   SchemaManager();
 
+  // No other manager of this process has it, or had it.
+  uint64_t serial() const { return serial_; }
+
   void setSchemaDir(const std::string& dir);
   const vek_schema_t* getBuiltinSchema() const;
 
-  // Empty, with a line at most every ten seconds, when nothing is found.
+  // Empty, with a line at most every ten seconds, when nothing is found. What was found once stays.
   std::shared_ptr<vek_counters_schema_t> getCountersSchema(const data::SchemaId& id);
   std::shared_ptr<vek_schema_t> getEventsSchema(const data::SchemaId& id);
 
@@ -49,6 +53,7 @@ class VEK_API SchemaManager {
   std::shared_ptr<vek_schema_t> tryLoadEventsSchema(const data::SchemaId& id);
 
  private:
+  const uint64_t serial_;
   std::string schema_dir_;
   std::mutex mutex_;                       // guards everything below, and schema_dir_
   std::shared_ptr<vek_schema_t> builtin_;  // parent of every schema loaded from a file

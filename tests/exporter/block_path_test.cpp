@@ -1,6 +1,9 @@
 #include "exporter/block_path.h"
 
+#include <memory>
+#include <optional>
 #include <string>
+#include <utility>
 
 #include "tests/exporter/page_fixture.h"
 
@@ -95,6 +98,18 @@ TEST_F(PageTest, FindsASchemaFileThatArrivesBetweenTwoPages) {
   vek_schema_id_to_schema_string(pageOf(image)->schema_id, id);
   dir_.write(std::string("schema_") + id + ".json", countersDocument({"rx", "tx"}));
   EXPECT_TRUE(exportPage(image, record));
+  EXPECT_THAT(records(), ElementsAre(kRecord));
+}
+
+TEST_F(PageTest, TakesNoSchemaOfAnEarlierManagerAtTheSamePlace) {
+  std::optional<SchemaManager> manager(std::in_place);
+  manager->appendTypeSystem(std::shared_ptr<const vek_type_system_t>(typeSystem({"rx", "tx"})));
+  vek_exporter_schema_manager_t record{};
+  vek_exporter_schema_manager_from_manager(&*manager, &record);
+  EXPECT_TRUE(exportPage(countersPage(), record));
+  EXPECT_THAT(records(), ElementsAre(kRecord));
+  manager.emplace();
+  EXPECT_TRUE(exportPage(countersPage(), record));
   EXPECT_THAT(records(), ElementsAre(kRecord));
 }
 
