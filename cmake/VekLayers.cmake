@@ -17,11 +17,7 @@ function(vek_layer folder)
   set_target_properties(vek_${folder} PROPERTIES
     CXX_VISIBILITY_PRESET hidden C_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
   target_link_libraries(vek_${folder} PUBLIC vek_options ${ARG_LINK})
-  if(VEK_SANITIZE)
-    # Faster to build. As shipped, every file includes what it uses.
-    target_precompile_headers(vek_${folder} PRIVATE
-      <algorithm> <functional> <map> <memory> <string> <vector>)
-  endif()
+  vek_precompile_product(vek_${folder} layers)
   set_property(GLOBAL APPEND PROPERTY VEK_LAYERS vek_${folder})
 endfunction()
 

@@ -45,11 +45,11 @@ inline std::string hex_id(const uint8_t* id) {
 }
 
 inline std::string golden(const std::string& name) {
-  return read_file(std::string(VEK_TEST_DATA_DIR) + "/golden/" + name + ".json");
+  return read_file(std::string(VEK_SOURCE_DIR) + "/tests/data/golden/" + name + ".json");
 }
 
 inline std::string golden_path(const std::string& name) {
-  return std::string(VEK_TEST_DATA_DIR) + "/golden/" + name + ".json";
+  return std::string(VEK_SOURCE_DIR) + "/tests/data/golden/" + name + ".json";
 }
 
 // A minimal events schema document around the text of its "types" array's elements.

@@ -28,7 +28,8 @@ class NodeReceiver {
     if (child_ == 0) {
       prctl(PR_SET_PDEATHSIG, SIGKILL);
       dup2(ends[1], STDOUT_FILENO);
-      const std::string script = std::string(VEK_TEST_DATA_DIR) + "/node_receiver.js";
+      const std::string script =
+          std::string(VEK_SOURCE_DIR) + "/tests/raw_msgpack_api/node_receiver.js";
       execlp("node", "node", script.c_str(), package, options.c_str(), nullptr);
       _exit(127);
     }
