@@ -26,11 +26,9 @@ const vek_counters_schema_t* schema() {
 std::string record_of(const vek_counter_set_t& set) {
   const uint64_t extent = vek_counter_set_block_extent(&set);
   const std::unique_ptr<uint8_t[]> block(new uint8_t[extent]());
-  msgpack_sbuffer record;
-  vek_counter_block_to_msgpack_filtered(&record, block.get(), &set, "source", "flb_std");
-  std::string bytes(record.data ? record.data : "", record.size);
-  msgpack_sbuffer_destroy(&record);
-  return bytes;
+  vek::RecordBuffer record;
+  vek_counter_block_to_msgpack_filtered(record.get(), block.get(), &set, "source", "flb_std");
+  return vek::fuzz::bytes_of(record);
 }
 
 vek::fuzz::CounterSet read(const vek::fuzz::InputFile& file, size_t size) {

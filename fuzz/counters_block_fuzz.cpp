@@ -26,20 +26,14 @@ void require_consistent(const vek_counter_set_t& set) {
   require(shown == set.num_shown_meta, "shown meta fields are counted");
 }
 
-std::string taken(msgpack_sbuffer& buffer) {
-  std::string bytes(buffer.data ? buffer.data : "", buffer.size);
-  msgpack_sbuffer_destroy(&buffer);
-  return bytes;
-}
-
 void require_plain(const vek_counter_set_t& set, vek::RecordPacker& packer, const uint8_t* block,
                    const char* source, const char* layout) {
-  msgpack_sbuffer plain;
-  vek::test::plain_pack(&plain, block, &set, source, layout);
-  const std::string expected = taken(plain);
-  msgpack_sbuffer ours;
-  vek_counter_block_to_msgpack_filtered(&ours, block, &set, source, layout);
-  require(taken(ours) == expected, "packed by plan as plainly");
+  vek::RecordBuffer plain;
+  vek::test::plain_pack(plain.get(), block, &set, source, layout);
+  const std::string expected = vek::fuzz::bytes_of(plain);
+  vek::RecordBuffer ours;
+  vek_counter_block_to_msgpack_filtered(ours.get(), block, &set, source, layout);
+  require(vek::fuzz::bytes_of(ours) == expected, "packed by plan as plainly");
   require(vek::pack_counters_block(packer, block, &set, source ? source : std::string_view(),
                                    vek::layout_named(layout)) == expected,
           "packed out of the record before it as plainly");

@@ -48,11 +48,10 @@ void pack(const Schema& schema) {
   const uint64_t extent = vek_counter_set_block_extent(set.get());
   if (extent > kLargestBlock) return;
   const std::unique_ptr<uint8_t[]> block(new uint8_t[extent]());
-  msgpack_sbuffer record;
-  vek_counter_block_to_msgpack_filtered(&record, block.get(), set.get(), "source", "flb_std");
-  if (record.size > 0 && knows_all_types(*set))
-    vek::fuzz::require_sound_record({record.data, record.size});
-  msgpack_sbuffer_destroy(&record);
+  vek::RecordBuffer record;
+  vek_counter_block_to_msgpack_filtered(record.get(), block.get(), set.get(), "source", "flb_std");
+  const std::string bytes = vek::fuzz::bytes_of(record);
+  if (!bytes.empty() && knows_all_types(*set)) vek::fuzz::require_sound_record(bytes);
 }
 
 }  // namespace

@@ -11,7 +11,6 @@
 #include <cstdarg>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <memory>
@@ -23,51 +22,27 @@
 #include "dict_reader/dict_msgpack.h"
 #include "dict_reader/dict_reader.h"
 #include "dict_reader/dictionary_stream_writer.h"
+#include "fuzz/records.h"
+#include "fuzz/support.h"
 #include "raw_msgpack_api/msgpack_token.h"
 #include "utils/logger.h"
 
 namespace {
 
+using vek::fuzz::bytes_of;
+using vek::fuzz::require;
+using vek::fuzz::Supply;
 using Image = std::vector<uint8_t>;
 
 constexpr uint64_t kTimestamp = 1'000'000;
 constexpr size_t kMostSteps = 2000;
 constexpr size_t kMostDepth = 64;
 
-void require(bool holds) {
-  if (!holds) std::abort();
+uint32_t number(Supply& supply) {
+  uint32_t value = 0;
+  for (int i = 0; i < 4; ++i) value = value << 8 | supply.byte();
+  return value;
 }
-
-// The input as a supply of numbers; zeros when it is used up.
-class Supply {
- public:
-  Supply(const uint8_t* data, size_t size) : data_(data), size_(size) {}
-  bool empty() const { return at_ == size_; }
-  uint8_t byte() { return empty() ? 0 : data_[at_++]; }
-  uint32_t number() {
-    uint32_t value = 0;
-    for (int i = 0; i < 4; ++i) value = value << 8 | byte();
-    return value;
-  }
-
- private:
-  const uint8_t* data_;
-  size_t size_;
-  size_t at_ = 0;
-};
-
-class Record {
- public:
-  Record() { msgpack_sbuffer_init(&buffer_); }
-  ~Record() { msgpack_sbuffer_destroy(&buffer_); }
-  Record(const Record&) = delete;
-  Record& operator=(const Record&) = delete;
-  msgpack_sbuffer* buffer() { return &buffer_; }
-  std::string bytes() const { return {buffer_.data ? buffer_.data : "", buffer_.size}; }
-
- private:
-  msgpack_sbuffer buffer_{};
-};
 
 // A tree as the steps that write it: the model, which knows nothing of streams.
 struct Node {
@@ -93,8 +68,7 @@ void build(Supply& supply, size_t depth, size_t& steps, Node& container) {
     child.kind = "sdltfn{["[step % 9];
     child.name = "k" + std::to_string(step / 16);
     if (child.kind == 's') child.text.assign(length(supply), static_cast<char>(supply.byte()));
-    if (child.kind == 'd' || child.kind == 'l')
-      child.number = static_cast<int32_t>(supply.number());
+    if (child.kind == 'd' || child.kind == 'l') child.number = static_cast<int32_t>(number(supply));
     if (child.kind == '{' || child.kind == '[') {
       if (depth == kMostDepth) continue;
       build(supply, depth + 1, steps, child);
@@ -144,13 +118,13 @@ void pack(msgpack_packer& packer, const Node& node) {
 }
 
 std::string record_of(const Node& root) {
-  Record record;
+  vek::RecordBuffer record;
   msgpack_packer packer;
-  msgpack_packer_init(&packer, record.buffer(), msgpack_sbuffer_write);
+  msgpack_packer_init(&packer, record.get(), msgpack_sbuffer_write);
   msgpack_pack_array(&packer, 2);
   msgpack_pack_double(&packer, static_cast<double>(kTimestamp) / 1e6);
   pack(packer, root);
-  return record.bytes();
+  return bytes_of(record);
 }
 
 bool write(vek::DictionaryStreamWriter& writer, const Node& node, bool root) {
@@ -192,15 +166,15 @@ struct Outcome {
 };
 
 bool on_record(dict_reader_user_ctx* context, const void* record, size_t size) {
-  require(record != nullptr);
+  require(record != nullptr, "a record has bytes");
   reinterpret_cast<Outcome*>(context)->records.emplace_back(static_cast<const char*>(record), size);
   return true;
 }
 
 bool on_dictionary(dict_reader_user_ctx* context, const data_dict_message_t* message) {
-  Record record;
-  require(data_dict_pack_and_delete(message, record.buffer()) != 0);
-  return on_record(context, record.buffer()->data, record.buffer()->size);
+  vek::RecordBuffer record;
+  require(data_dict_pack_and_delete(message, record.get()) != 0, "a message is packed");
+  return on_record(context, record.get()->data, record.get()->size);
 }
 
 std::string* g_lines = nullptr;
@@ -246,7 +220,8 @@ std::vector<std::string> records_of(const std::vector<Image>& pages,
                                     const vek_exporter_schema_manager_t& lookup,
                                     bool send_root_only = true) {
   const Outcome trees = outcome_of(pages, lookup, send_root_only, false);
-  require(outcome_of(pages, lookup, send_root_only, true) == trees);
+  require(outcome_of(pages, lookup, send_root_only, true) == trees,
+          "packed as they arrive, dictionaries are what they are as trees");
   return trees.records;
 }
 
@@ -257,8 +232,11 @@ size_t cached(const std::vector<Image>& pages, const vek_exporter_schema_manager
   std::vector<std::unique_ptr<Event, Event::Deleter>> kept;
   size_t sent = 0;
   std::function<bool(Event*)> send = [&](Event* event) {
-    require(!event->items.empty() && event->items[0]->type == PYTHON_NEW_COLLECTION);
-    for (const auto* item : event->items) require(item->data_size <= item->capacity);
+    require(!event->items.empty() && event->items[0]->type == PYTHON_NEW_COLLECTION,
+            "a collection begins with its first event");
+    for (const auto* item : event->items) {
+      require(item->data_size <= item->capacity, "an item holds its data");
+    }
     if (sent++ % 2 == 0) return false;
     kept.emplace_back(event);
     return true;
@@ -275,8 +253,9 @@ size_t cached(const std::vector<Image>& pages, const vek_exporter_schema_manager
 void require_whole(const std::string& record) {
   const vek::engine::Bytes bytes(reinterpret_cast<const uint8_t*>(record.data()), record.size());
   size_t size = 0;
-  require(vek::engine::skip_object(bytes, size) == vek::engine::TokenStatus::kOk);
-  require(size == record.size());
+  require(vek::engine::skip_object(bytes, size) == vek::engine::TokenStatus::kOk,
+          "a record is a msgpack value");
+  require(size == record.size(), "nothing is behind it");
 }
 
 // Bytes behind the header change; so do the lengths that the header tells, to smaller ones.
@@ -284,7 +263,7 @@ bool tell_lies(Supply& supply, std::vector<Image>& pages) {
   bool lied = false;
   while (!supply.empty()) {
     Image& image = pages[supply.byte() % pages.size()];
-    const uint32_t where = supply.number();
+    const uint32_t where = number(supply);
     const uint8_t what = supply.byte();
     lied = true;
     if (what == 0xFF) {
@@ -303,10 +282,7 @@ bool tell_lies(Supply& supply, std::vector<Image>& pages) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   vek_set_log_level(0);
   if (size < 4) return 0;
-  // The last byte says how much of the input tells lies.
-  const size_t program = size - 1 - (size - 1) * data[size - 1] / 256;
-  Supply supply(data, program);
-  Supply lies(data + program, size - 1 - program);
+  auto [supply, lies] = vek::fuzz::split(data, size);
 
   const uint8_t shape = supply.byte();
   vek::DictionaryStreamWriter writer({.source_id = "fuzz",
@@ -324,7 +300,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   for (const int64_t change : {0, 0, 1, 200, 0}) {
     Node like = root;
     change_values(like, change);
-    require(writer.new_collection(kTimestamp) && write(writer, like, true));
+    require(writer.new_collection(kTimestamp) && write(writer, like, true), "a tree is written");
     expected.push_back(record_of(like));
   }
   std::vector<Image> pages = writer.take_pages();
@@ -332,11 +308,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   vek_exporter_schema_manager_t lookup{};
   lookup.find_event_type = find_type;
   lookup.context = const_cast<vek_type_definition_t*>(writer.schema().type());
-  require(records_of(pages, lookup) == expected);
+  require(records_of(pages, lookup) == expected, "dictionaries leave as they were sent");
   // Every other input goes to the cache context as well, and every other pair of them sends what is
   // below the root: no input does everything, so that there can be more of them.
   const bool caches = size % 2 == 0;
-  if (caches) require(cached(pages, lookup) == expected.size());
+  if (caches) require(cached(pages, lookup) == expected.size(), "every collection is cached");
 
   if (!tell_lies(lies, pages)) return 0;
   for (const std::string& record : records_of(pages, lookup, size % 4 < 2)) require_whole(record);

@@ -17,12 +17,6 @@ using vek::fuzz::require;
 using vek::test::PlainFieldSet;
 using vek::test::PlainType;
 
-std::string taken(msgpack_sbuffer& buffer) {
-  std::string bytes(buffer.data ? buffer.data : "", buffer.size);
-  msgpack_sbuffer_destroy(&buffer);
-  return bytes;
-}
-
 void require_consistent(const std::vector<vek::field_t>& fields, uint64_t record_size) {
   for (const vek::field_t& field : fields) {
     require(field.offset <= record_size, "a field begins inside its record");
@@ -33,13 +27,12 @@ void require_consistent(const std::vector<vek::field_t>& fields, uint64_t record
 void require_plain(vek::FieldSet& set, PlainFieldSet& plain, const PlainType& type,
                    const uint8_t* event, const vek_event_header_t& header, const char* source,
                    const char* layout) {
-  msgpack_sbuffer expected_buffer;
-  msgpack_sbuffer_init(&expected_buffer);
-  plain.pack(&expected_buffer, type, event, header.timestamp, source, layout);
-  const std::string expected = taken(expected_buffer);
-  msgpack_sbuffer ours;
-  set.MsgPackToSimpleBuffer(&ours, event, &header, source, layout);
-  require(taken(ours) == expected, "packed by plan as plainly");
+  vek::RecordBuffer packed_plainly;
+  plain.pack(packed_plainly.get(), type, event, header.timestamp, source, layout);
+  const std::string expected = vek::fuzz::bytes_of(packed_plainly);
+  vek::RecordBuffer ours;
+  set.MsgPackToSimpleBuffer(ours.get(), event, &header, source, layout);
+  require(vek::fuzz::bytes_of(ours) == expected, "packed by plan as plainly");
   vek::EventPlan* plan = set.findPlan(&header);
   require(plan != nullptr, "the type has a plan");
   require(vek::FieldSet::packNextEvent(*plan, event, header.timestamp,

@@ -34,11 +34,11 @@ void check_type(vek::FieldSet& set, const vek::test::PlainType& plain, uint16_t 
   vek_event_header_t header{};
   header.type_index = index;
   const std::unique_ptr<uint8_t[]> event(new uint8_t[plain.size]());
-  msgpack_sbuffer record;
-  set.MsgPackToSimpleBuffer(&record, event.get(), &header, "source", "flb_std");
-  require((record.size > 0) == (plain.num_included > 0), "types with fields make records");
-  if (record.size > 0) vek::fuzz::require_sound_record({record.data, record.size});
-  msgpack_sbuffer_destroy(&record);
+  vek::RecordBuffer record;
+  set.MsgPackToSimpleBuffer(record.get(), event.get(), &header, "source", "flb_std");
+  const std::string bytes = vek::fuzz::bytes_of(record);
+  require(bytes.empty() == (plain.num_included == 0), "types with fields make records");
+  if (!bytes.empty()) vek::fuzz::require_sound_record(bytes);
 }
 
 }  // namespace

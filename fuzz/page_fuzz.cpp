@@ -12,6 +12,7 @@
 
 #include "data/page_writer.h"
 #include "exporter/fluentbit_exporter.h"
+#include "exporter/record_buffer.h"
 #include "fuzz/generated.h"
 #include "fuzz/records.h"
 #include "fuzz/support.h"
@@ -34,19 +35,6 @@ constexpr size_t kLargestPage = 1 << 16;
 struct Page {
   Image image;
   Texts records;
-};
-
-class Record {
- public:
-  Record() { msgpack_sbuffer_init(&buffer_); }
-  ~Record() { msgpack_sbuffer_destroy(&buffer_); }
-  Record(const Record&) = delete;
-  Record& operator=(const Record&) = delete;
-  msgpack_sbuffer* get() { return &buffer_; }
-  std::string bytes() const { return {buffer_.data ? buffer_.data : "", buffer_.size}; }
-
- private:
-  msgpack_sbuffer buffer_;
 };
 
 // Builds blocks and, beside them, what each of them has to become.
@@ -84,8 +72,8 @@ class Builder {
     write(writer);
     append(vek::Bytes(writer.finish()).subspan(VEK_PAGE_HEADER_SIZE));
   }
-  void note(const Record& record) {
-    if (const std::string bytes = record.bytes(); !bytes.empty()) records_.push_back(bytes);
+  void note(vek::RecordBuffer& record) {
+    if (const auto bytes = vek::fuzz::bytes_of(record); !bytes.empty()) records_.push_back(bytes);
   }
 
   void schemas_block() {
@@ -103,7 +91,7 @@ class Builder {
     const Image events = values(type.size * count);
     written([&](vek::PageWriter& writer) { writer.events_block(time, 0, index, count, events); });
     for (uint8_t i = 0; type.size > 0 && i < count; ++i) {
-      Record record;
+      vek::RecordBuffer record;
       plain_.pack(record.get(), type, events.data() + i * type.size, time, kSource, "flb_std");
       note(record);
     }
@@ -116,7 +104,7 @@ class Builder {
     written([&](vek::PageWriter& writer) { writer.counters_block(time, bytes); });
     if (vek_counters_schema_number_of_counters(types_.counters_schema) == 0) return;
     const Image& here = block();
-    Record record;
+    vek::RecordBuffer record;
     vek::test::plain_pack(record.get(), here.data() + here.size() - bytes.size() - 16, set_.get(),
                           kSource, "flb_std");
     note(record);

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "exporter/raw_msgpack_api.h"
+#include "exporter/record_buffer.h"
 
 namespace vek::fuzz {
 
@@ -32,6 +33,10 @@ class Records {
 };
 
 void require_sound_record(std::string_view record);
+
+inline std::string bytes_of(vek::RecordBuffer& record) {
+  return {record.get()->data ? record.get()->data : "", record.get()->size};
+}
 
 }  // namespace vek::fuzz
 
