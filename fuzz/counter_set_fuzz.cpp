@@ -4,11 +4,11 @@
 #include <string>
 
 #include "counters/counter_set.h"
+#include "counters/counter_set_observer.h"
 #include "counters/counters_msgpack.h"
 #include "fuzz/generated.h"
 #include "fuzz/records.h"
 #include "fuzz/support.h"
-#include "utils/logger.h"
 
 namespace {
 
@@ -31,18 +31,37 @@ std::string record_of(const vek_counter_set_t& set) {
   return vek::fuzz::bytes_of(record);
 }
 
-vek::fuzz::CounterSet read(const vek::fuzz::InputFile& file, size_t size) {
+class Lines : public vek::CounterSetObserver {
+ public:
+  void on_counter_set_line(const vek::CounterSetLine& line) override {
+    require(line.number == ++lines_, "lines come in order");
+    require(line.column >= 1, "columns begin with 1");
+    tokens_ += line.kind == vek::CounterSetLineKind::kToken;
+  }
+  void on_counter_token(uint64_t token, uint64_t counter, vek::CounterTokenEffect) override {
+    require(token < tokens_, "a token is a line's");
+    require(counter < vek_counters_schema_number_of_counters(schema()), "and the schema's counter");
+  }
+
+ private:
+  size_t lines_ = 0;
+  uint64_t tokens_ = 0;
+};
+
+vek::fuzz::CounterSet read(const vek::fuzz::InputFile& file, size_t size,
+                           vek::CounterSetObserver* observer) {
   const vek::fuzz::Budget budget(size);
-  return vek::fuzz::CounterSet(vek_schema_to_counter_set(schema(), file.path()));
+  return vek::fuzz::CounterSet(vek::make_counter_set(schema(), file.path(), observer));
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  vek_set_log_level(0);
+  vek::fuzz::choose_log_level(size);
   const vek::fuzz::InputFile file({reinterpret_cast<const char*>(data), size});
   schema();
-  const auto set = read(file, size);
+  Lines lines;
+  const auto set = read(file, size, &lines);
   require(set != nullptr, "there is a set");
   uint64_t exported = 0;
   for (uint64_t i = 0; i < set->num_counters; ++i) exported += set->skip[i] == 0;
@@ -52,6 +71,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   require(shown == set->num_shown_meta, "shown meta fields are counted");
   const std::string record = record_of(*set);
   if (!record.empty()) vek::fuzz::require_sound_record(record);
-  require(record_of(*read(file, size)) == record, "read again, it is the same set");
+  require(record_of(*read(file, size, nullptr)) == record, "read again, it is the same set");
   return 0;
 }

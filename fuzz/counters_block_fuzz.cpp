@@ -10,7 +10,6 @@
 #include "fuzz/records.h"
 #include "fuzz/support.h"
 #include "tests/counters/plain_packer.h"
-#include "utils/logger.h"
 #include "utils/record_packer.h"
 
 namespace {
@@ -43,7 +42,7 @@ void require_plain(const vek_counter_set_t& set, vek::RecordPacker& packer, cons
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  vek_set_log_level(0);
+  vek::fuzz::choose_log_level(size);
   vek::fuzz::Supply supply(data, size);
   const auto schema = vek::fuzz::counters_schema(supply);
   const vek::fuzz::InputFile rules(vek::fuzz::rule_lines(supply));

@@ -9,7 +9,6 @@
 #include "fuzz/records.h"
 #include "fuzz/schema_documents.h"
 #include "fuzz/support.h"
-#include "utils/logger.h"
 
 namespace {
 
@@ -57,7 +56,7 @@ void pack(const Schema& schema) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  vek_set_log_level(0);
+  vek::fuzz::choose_log_level(size);
   const std::string text(data, data + size);
   const vek::fuzz::Budget budget(size, vek::fuzz::kDocumentFactor);
   const Schema schema(vek_counters_schema_deserialize(text.c_str()));

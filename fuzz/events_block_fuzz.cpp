@@ -9,7 +9,6 @@
 #include "fuzz/records.h"
 #include "fuzz/support.h"
 #include "tests/field_set/plain_events.h"
-#include "utils/logger.h"
 
 namespace {
 
@@ -44,7 +43,7 @@ void require_plain(vek::FieldSet& set, PlainFieldSet& plain, const PlainType& ty
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  vek_set_log_level(0);
+  vek::fuzz::choose_log_level(size);
   vek::fuzz::Supply supply(data, size);
   const auto types = vek::fuzz::type_system(supply, {.counters = 1, .types = 4, .fields = 7});
   const vek_schema_t& schema = *types->schemas[0];

@@ -4,7 +4,6 @@
 #include "data/type_system.h"
 #include "fuzz/schema_documents.h"
 #include "fuzz/support.h"
-#include "utils/logger.h"
 
 using vek::JsonValue;
 using vek::fuzz::require;
@@ -38,16 +37,32 @@ void add(const std::string& text, vek_type_system_t* types) {
   require(index == 0 && types->num_schemas == 1, "the schema is the first");
 }
 
+// As a file, alone and into a type system.
+void load(const std::string& text, vek_type_system_t* types) {
+  const vek::fuzz::InputFile file(text);
+  const vek::OwnedSchema alone(vek_schema_load_from_file(file.path(), types->builtin));
+  const vek_schema_t* among = vek_type_system_load_schema(types, file.path());
+  require((among != nullptr) == (types->num_schemas == 1), "what is loaded is there");
+  if (!among) return;
+  require(alone != nullptr, "what a type system takes is a schema by itself");
+  for (unsigned i = 0; i < among->num_types; ++i) {
+    const vek::JsonText one(vek_type_definition_serialize(alone->types[i], size_t{i} % 2 == 0));
+    const vek::JsonText other(vek_type_definition_serialize(among->types[i], size_t{i} % 2 == 0));
+    require(one && other && std::string_view(one.get()) == other.get(), "with the same types");
+  }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  vek_set_log_level(0);
+  vek::fuzz::choose_log_level(size);
   const std::string text(data, data + size);
   const vek::Owned<vek_type_system_t, vek_destroy_type_system> types(vek_create_type_system());
   {
     const vek::fuzz::Budget budget(size, vek::fuzz::kDocumentFactor);
     if (vek::fuzz::is_utf8(text)) check(text);
-    add(text, types.get());
+    // One in four as a file, the others as received.
+    size % 4 == 0 ? load(text, types.get()) : add(text, types.get());
   }
   // Outside of the budget: a few arrays of arrays are many fields. Limits of their own bound them.
   if (types->num_schemas == 0) return 0;

@@ -7,7 +7,6 @@
 
 #include "exporter/exp_file_reader.h"
 #include "fuzz/support.h"
-#include "utils/logger.h"
 #include "utils/owned.h"
 
 namespace {
@@ -67,7 +66,7 @@ Config read(std::string_view contents, vek::ExpFileObserver* observer) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  vek_set_log_level(0);
+  vek::fuzz::choose_log_level(size);
   const std::string_view contents(reinterpret_cast<const char*>(data), size);
   Observer observer;
   const Config config = read(contents, &observer);

@@ -4,11 +4,11 @@
 #include <string>
 
 #include "field_set/field_set.h"
+#include "field_set/field_set_observer.h"
 #include "fuzz/generated.h"
 #include "fuzz/records.h"
 #include "fuzz/support.h"
 #include "tests/field_set/plain_events.h"
-#include "utils/logger.h"
 
 namespace {
 
@@ -22,6 +22,36 @@ const vek_type_system_t* types() {
     return vek::fuzz::type_system(supply);
   }();
   return made.get();
+}
+
+// Keeps the lines that it is told of.
+class Lines : public vek::FieldSetObserver {
+ public:
+  void on_field_set_line(const vek::FieldSetLine& line) override {
+    const vek::fuzz::OffTheBooks own;
+    require(line.number > last_, "lines come in order");
+    require(line.column >= 1 && !line.text.empty(), "a line has a place, and says something");
+    last_ = line.number;
+    all.emplace_back(line.text);
+  }
+  void on_type(const std::string&, bool, const std::string&, const vek::field_set_t&) override {}
+  void on_field_token(const std::string&, const std::string&, const vek::field_t&,
+                      vek::FieldTokenEffect) override {}
+  std::vector<std::string> all;
+
+ private:
+  size_t last_ = 0;
+};
+
+// A file, and its lines handed over, are the same.
+void require_same_by_lines(const vek::FieldSet& set, const std::vector<std::string>& lines) {
+  vek::FieldSet by_lines;
+  by_lines.initializeFromLines(types(), lines);
+  require(by_lines.tokens_by_type() == set.tokens_by_type(), "lines make the file's tokens");
+  require(by_lines.meta_fields_aliases_by_type() == set.meta_fields_aliases_by_type() &&
+              by_lines.meta_fields_constants_by_type() == set.meta_fields_constants_by_type(),
+          "and its meta fields");
+  require(by_lines.types_of_interest() == set.types_of_interest(), "for the same types");
 }
 
 void check_type(vek::FieldSet& set, const vek::test::PlainType& plain, uint16_t index) {
@@ -44,17 +74,21 @@ void check_type(vek::FieldSet& set, const vek::test::PlainType& plain, uint16_t 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  vek_set_log_level(0);
+  vek::fuzz::choose_log_level(size);
   const vek_schema_t& schema = *types()->schemas[0];
   const vek::fuzz::InputFile file({reinterpret_cast<const char*>(data), size});
   vek::FieldSet set;
+  Lines lines;
+  set.setObserver(&lines);
   {
     const vek::fuzz::Budget budget(size, 40);  // each line goes to each type that its section names
     require(set.LoadFromFile(file.path()), "the file is read");
   }
+  set.setObserver(nullptr);
   vek::test::PlainFieldSet plain({set.tokens_by_type(), set.meta_fields_aliases_by_type(),
                                   set.meta_fields_constants_by_type(), set.types_of_interest()});
   set.updateWithNewSchemas(types(), false);
+  if (size % 4 == 0) require_same_by_lines(set, lines.all);
   vek_schema_block_t block{};
   block.length = VEK_BLOCK_HEADER_SIZE + VEK_SCHEMA_ID_SIZE;
   std::copy_n(schema.digest, VEK_SCHEMA_ID_SIZE, block.schema_ids[0]);

@@ -11,7 +11,6 @@
 #include "fuzz/support.h"
 #include "raw_msgpack_api/ack_reader.h"
 #include "raw_msgpack_api/forward_handshake.h"
-#include "utils/logger.h"
 
 namespace {
 
@@ -127,7 +126,7 @@ void handshake(Bytes bytes) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  vek_set_log_level(0);
+  vek::fuzz::choose_log_level(size);
   if (size == 0) return 0;
   const Bytes rest(data + 1, size - 1);
   proof();                                   // and the library's own memory

@@ -10,7 +10,6 @@
 
 #include "data/opaque_events_extractor.h"
 #include "fuzz/support.h"
-#include "utils/logger.h"
 #include "utils/owned.h"
 
 namespace {
@@ -123,7 +122,7 @@ std::vector<std::string> extract(const std::vector<Page>& pages, size_t size, bo
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  vek_set_log_level(0);
+  vek::fuzz::choose_log_level(size);
   const auto pages = pages_of({reinterpret_cast<const char*>(data), size});
   require(extract(pages, size, true) == extract(pages, size, false));
   return 0;

@@ -20,7 +20,6 @@
 #include "schema_manager/schema_manager.h"
 #include "tests/counters/plain_packer.h"
 #include "tests/field_set/plain_events.h"
-#include "utils/logger.h"
 
 namespace {
 
@@ -186,7 +185,7 @@ void tell_lie(Supply& lies, Image& image) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  vek_set_log_level(0);
+  vek::fuzz::choose_log_level(size);
   auto [program, lies] = vek::fuzz::split(data, size);
   const std::shared_ptr<vek_type_system_t> types(vek::fuzz::type_system(program, {4, 4, 6}));
   const Page page = Builder(program, *types).build();

@@ -9,7 +9,6 @@
 #include "raw_msgpack_api/record_events.h"
 #include "raw_msgpack_api/record_json.h"
 #include "raw_msgpack_api/record_walk.h"
-#include "utils/logger.h"
 
 namespace {
 
@@ -65,7 +64,7 @@ void check(const RecordWalk& walk, Bytes input) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  vek_set_log_level(0);
+  vek::fuzz::choose_log_level(size);
   const Bytes input(data, size);
   const vek::fuzz::Budget budget(size, 32);  // the texts: a byte can become twelve characters
   RecordWalk walk(input);

@@ -14,9 +14,9 @@
 #include <filesystem>
 #include <string>
 
+#include "fuzz/support.h"
 #include "raw_msgpack_api/spool.h"
 #include "raw_msgpack_api/spool_format.h"
-#include "utils/logger.h"
 
 namespace {
 
@@ -99,7 +99,7 @@ uint64_t load_and_settle(Spool& spool, size_t batch_to_stop_at) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  vek_set_log_level(0);
+  vek::fuzz::choose_log_level(size);
   lay_out(data, size);
   {
     const auto spool = open_spool();

@@ -4,11 +4,13 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <vector>
 
 #include "json/utf8.h"
+#include "utils/logger.h"
 
 namespace vek::fuzz {
 namespace {
@@ -26,7 +28,19 @@ int take_file() {
   return fd;
 }
 
+__attribute__((format(printf, 2, 3))) void write_to_nobody(int, const char* format, ...) {
+  char line[512];
+  va_list arguments;
+  va_start(arguments, format);
+  std::vsnprintf(line, sizeof line, format, arguments);
+  va_end(arguments);
+}
+
 }  // namespace
+
+void choose_log_level(size_t input_size) {
+  vek_set_log_func(write_to_nobody, input_size % 8 == 7 ? VEK_LOG_DEBUG : 0);
+}
 
 void require(bool holds, const char* claim) {
   if (holds) return;

@@ -13,6 +13,9 @@ namespace vek::fuzz {
 // Ends the program, with the claim on standard error, when it does not hold.
 void require(bool holds, const char* claim);
 
+// Of one input in eight every line is written, though nobody reads it; of the others none.
+void choose_log_level(size_t input_size);
+
 // The input as a supply of numbers; zeros when it is used up.
 class Supply {
  public:

@@ -7,7 +7,6 @@
 #include "fuzz/schema_documents.h"
 #include "fuzz/support.h"
 #include "schema_manager/schema_manager.h"
-#include "utils/logger.h"
 
 namespace {
 
@@ -55,7 +54,7 @@ void manage(const std::string& text) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  vek_set_log_level(0);
+  vek::fuzz::choose_log_level(size);
   const std::string text(data, data + size);
   TypeSystem types;
   {
