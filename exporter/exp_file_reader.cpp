@@ -1,8 +1,5 @@
 #include "exporter/exp_file_reader.h"
 
-#include <dirent.h>
-#include <sys/stat.h>
-
 #include <array>
 #include <cstdio>
 #include <cstdlib>
@@ -10,16 +7,10 @@
 
 #include "utils/input_file.h"
 #include "utils/logger.h"
-#include "utils/owned.h"
 #include "utils/strings.h"
 
 namespace vek {
 namespace {
-
-using Directory = Owned<DIR, closedir>;
-
-constexpr std::string_view kSuffix = ".exp";
-constexpr size_t kMaxPathSize = 128;  // terminator included; longer paths are cut
 
 // The order matters: "plugin_name" stands before the "plugin_" parameters, "name" behind it.
 constexpr std::array<std::string_view, 11> kKeys = {"msgpack_data_layout",
@@ -47,15 +38,6 @@ int* number_member(std::string_view key, fluentbit_exporter_config_t& config) {
   if (key == "enable") return &config.enable;
   if (key == "port") return &config.port;
   return key == "batch_mode" ? &config.batch_mode : nullptr;
-}
-
-bool isDirectory(const std::string& dir, const dirent& entry) {
-  if (entry.d_type == DT_DIR) return true;
-  // Some file systems do not tell, and a link tells nothing about what it leads to.
-  if (entry.d_type != DT_UNKNOWN && entry.d_type != DT_LNK) return false;
-  struct stat status {};
-  const std::string path = dir + "/" + entry.d_name;
-  return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
 // False when memory ran out.
@@ -173,21 +155,6 @@ class LineTaker {
 }  // namespace
 
 std::span<const std::string_view> exp_keys() { return kKeys; }
-
-bool list_exp_files(const std::string& dir, std::vector<std::string>& names) {
-  const Directory directory(opendir(dir.c_str()));
-  if (!directory) return false;
-  names.clear();
-  while (const dirent* entry = readdir(directory.get())) {
-    if (!std::string_view(entry->d_name).ends_with(kSuffix)) continue;
-    if (!isDirectory(dir, *entry)) names.emplace_back(entry->d_name);
-  }
-  return true;
-}
-
-std::string exp_file_path(const std::string& dir, const std::string& name) {
-  return (dir + "/" + name).substr(0, kMaxPathSize - 1);
-}
 
 bool read_exp_file(const std::string& path, fluentbit_exporter_config_t& config,
                    ExpFileObserver* observer) {

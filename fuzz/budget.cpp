@@ -37,6 +37,10 @@ constexpr int64_t kMostMicroseconds = VEK_OWN_ALLOCATOR ? 100'000 : 1'000'000;
 thread_local bool counts = false;
 thread_local int64_t current = 0;
 thread_local int64_t peak = 0;
+// Of the thread whose allocations fail.
+[[maybe_unused]] thread_local unsigned countdown = 0;  // 0: none does
+thread_local bool fails_all = false;
+thread_local bool failed = false;
 
 void took(size_t size) {
   if (!counts) return;
@@ -47,6 +51,14 @@ void took(size_t size) {
 // Blocks from before the budget are released in it too; those never make room for more than it has.
 void gave(size_t size) {
   if (counts) current -= static_cast<int64_t>(size);
+}
+
+[[maybe_unused]] bool fails_now() {
+  if (countdown == 0 || --countdown > 0) return false;
+  if (fails_all) countdown = 1;
+  failed = true;
+  errno = ENOMEM;
+  return true;
 }
 
 int64_t cpu_us() {
@@ -85,6 +97,16 @@ Budget::~Budget() {
   std::abort();
 }
 
+FailAllocation::FailAllocation(unsigned n, bool and_all_behind) {
+  countdown = n;
+  fails_all = and_all_behind;
+  failed = false;
+}
+
+FailAllocation::~FailAllocation() { countdown = 0; }
+
+bool FailAllocation::has_failed() { return failed; }
+
 OffTheBooks::OffTheBooks() : before_(counts) { counts = false; }
 OffTheBooks::~OffTheBooks() { counts = before_; }
 
@@ -100,12 +122,14 @@ void* __libc_realloc(void* block, size_t size);
 void __libc_free(void* block);
 
 void* malloc(size_t size) noexcept {
+  if (fails_now()) return nullptr;
   void* block = __libc_malloc(size);
   if (block) took(malloc_usable_size(block));
   return block;
 }
 
 void* calloc(size_t count, size_t size) noexcept {
+  if (fails_now()) return nullptr;
   void* block = __libc_calloc(count, size);
   if (block) took(malloc_usable_size(block));
   return block;
@@ -113,6 +137,7 @@ void* calloc(size_t count, size_t size) noexcept {
 
 void* realloc(void* block, size_t size) noexcept {
   const size_t before = block ? malloc_usable_size(block) : 0;
+  if (fails_now()) return nullptr;
   void* moved = __libc_realloc(block, size);
   if (!moved) return moved;
   gave(before);

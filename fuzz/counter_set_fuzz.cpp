@@ -63,6 +63,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   Lines lines;
   const auto set = read(file, size, &lines);
   require(set != nullptr, "there is a set");
+  vek::fuzz::survives_without_memory(
+      size, [&] { vek::fuzz::CounterSet(vek::make_counter_set(schema(), file.path(), nullptr)); });
   uint64_t exported = 0;
   for (uint64_t i = 0; i < set->num_counters; ++i) exported += set->skip[i] == 0;
   require(exported == set->num_exported, "exported counters are counted");

@@ -53,6 +53,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 
   const uint64_t extent = vek_counter_set_block_extent(set.get());
   require(extent <= 16 + uint64_t{schema->size_of_counters}, "a block of the schema is enough");
+  vek::fuzz::survives_without_memory(size, [&] {
+    const vek::fuzz::CounterSet other(vek_schema_to_counter_set(schema.get(), rules.path()));
+    const std::unique_ptr<uint8_t[]> block(new (std::nothrow) uint8_t[extent]());
+    if (!other || !block) return;
+    vek::RecordBuffer record;
+    vek_counter_block_to_msgpack_filtered(record.get(), block.get(), other.get(), "", "flb_std");
+    vek::RecordPacker without;
+    vek::pack_counters_block(without, block.get(), other.get(), "", vek::layout_named("flb_std"));
+  });
   vek::RecordPacker packer;
   for (int round = 0; round < (supply.empty() ? 2 : 4); ++round) {
     const std::unique_ptr<uint8_t[]> block(new uint8_t[extent]());

@@ -58,6 +58,10 @@ void pack(const Schema& schema) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   vek::fuzz::choose_log_level(size);
   const std::string text(data, data + size);
+  vek::fuzz::survives_without_memory(size, [&] {
+    const Schema again(vek_counters_schema_deserialize(text.c_str()));
+    const JsonText written(again ? vek_counters_schema_serialize(again.get()) : nullptr);
+  });
   const vek::fuzz::Budget budget(size, vek::fuzz::kDocumentFactor);
   const Schema schema(vek_counters_schema_deserialize(text.c_str()));
   if (!schema) return 0;

@@ -226,6 +226,26 @@ std::vector<std::string> records_of(const std::vector<Image>& pages,
   return trees.records;
 }
 
+bool take_record(dict_reader_user_ctx*, const void*, size_t) { return true; }
+
+bool take_dictionary(dict_reader_user_ctx*, const data_dict_message_t* message) {
+  vek::RecordBuffer record;
+  data_dict_pack_and_delete(message, record.get());
+  return true;
+}
+
+void read_without_memory(const std::vector<Image>& pages,
+                         const vek_exporter_schema_manager_t& lookup, bool packs) try {
+  data_dict_reader_user_t user = {take_dictionary, nullptr, true, true};
+  unsigned char any_application[VEK_APP_ID_SIZE] = {};
+  DataDictionaryReader reader(&user, any_application, DataDictionaryReader::kTreeDecoder);
+  if (!reader.IsReady()) return;
+  if (packs) reader.PackRecords(take_record);
+  each_page(pages, [&](const vek_data_page_t* page) { reader.ReadPage(page, &lookup); });
+} catch (const std::bad_alloc&) {
+  return;  // of what is made before the pages are read
+}
+
 // How many collections the cache context sends. Every other one is kept till the end.
 size_t cached(const std::vector<Image>& pages, const vek_exporter_schema_manager_t& lookup) {
   using Event = CacheContext::CachedEvent;
@@ -315,6 +335,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   // below the root: no input does everything, so that there can be more of them.
   const bool caches = size % 2 == 0;
   if (caches) require(cached(pages, lookup) == expected.size(), "every collection is cached");
+
+  for (const bool packs : {true, false}) {
+    vek::fuzz::survives_without_memory(size, [&] { read_without_memory(pages, lookup, packs); });
+  }
 
   if (!tell_lies(lies, pages)) return 0;
   for (const std::string& record : records_of(pages, lookup, size % 4 < 2)) require_whole(record);

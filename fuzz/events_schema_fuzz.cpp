@@ -35,6 +35,10 @@ void add(const std::string& text, vek_type_system_t* types) {
   }
   if (index == VEK_MAX_SCHEMAS) return;  // a counters schema
   require(index == 0 && types->num_schemas == 1, "the schema is the first");
+  index = 1;
+  require(vek_type_system_add_schema_from_serialized_json(types, text.c_str(), &index) == 0 &&
+              index == 0 && types->num_schemas == 1,
+          "the same document again is the same schema");
 }
 
 // As a file, alone and into a type system.
@@ -52,6 +56,18 @@ void load(const std::string& text, vek_type_system_t* types) {
   }
 }
 
+void use_without_memory(const std::string& text, vek_type_system_t* types) {
+  const JsonValue json(json_parse_string(text.c_str()));
+  const vek::OwnedSchema schema(vek_schema_from_json(json.get()));
+  if (schema) {
+    const JsonValue written(vek_schema_jsonify(schema.get()));
+    if (schema->num_types > 0) {
+      const vek::JsonText type(vek_type_definition_serialize(schema->types[0], true));
+    }
+  }
+  vek_type_system_add_schema_from_serialized_json(types, text.c_str(), nullptr);
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -64,6 +80,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     // One in four as a file, the others as received.
     size % 4 == 0 ? load(text, types.get()) : add(text, types.get());
   }
+  vek::fuzz::survives_without_memory(size, [&] { use_without_memory(text, types.get()); });
   // Outside of the budget: a few arrays of arrays are many fields. Limits of their own bound them.
   if (types->num_schemas == 0) return 0;
   vek::fuzz::require_renderable(*types->schemas[0]);

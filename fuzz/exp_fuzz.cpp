@@ -2,6 +2,7 @@
 // by a file that says it in the plainest way.
 #include <algorithm>
 #include <cctype>
+#include <cstdlib>
 #include <string>
 #include <string_view>
 
@@ -20,10 +21,29 @@ class Observer : public vek::ExpFileObserver {
     require(line.number == ++lines_, "lines come in order");
     require(line.column >= 1, "columns begin with 1");
     require(line.text.find('#') == std::string_view::npos, "a comment is no text");
+    require(line.key.empty() || std::ranges::count(vek::exp_keys(), line.key) == 1,
+            "what takes a line is a key");
+    if (line.kind == vek::ExpKeyKind::kText && !line.key.empty()) require_taken_alone(line);
   }
   size_t lines() const { return lines_; }
 
  private:
+  // By the entry that hosts give single lines to.
+  static void require_taken_alone(const vek::ExpLine& line) {
+    const vek::fuzz::OffTheBooks own;
+    const std::string key(line.key);
+    std::string text(line.text);
+    char* value = nullptr;
+    require(!vek::take_exp_text(text.data(), (key + '-' + text).c_str(), &value),
+            "by no other key");
+    int number = 0;
+    require(!vek::take_exp_number(text.data(), (key + '-' + text).c_str(), &number),
+            "nor a number");
+    require(vek::take_exp_text(text.data(), key.c_str(), &value), "a key takes its line");
+    require((value ? std::string_view(value) : "") == line.value, "with the same value");
+    std::free(value);
+  }
+
   size_t lines_ = 0;
 };
 
@@ -54,6 +74,13 @@ std::string text_of(const fluentbit_exporter_config_t& config) {
   return text;
 }
 
+// Whatever comes of it.
+void read_into(const std::string& path, fluentbit_exporter_config_t& config) try {
+  vek::read_exp_file(path, config, nullptr);
+} catch (const std::bad_alloc&) {
+  return;  // the plug-in's entry points catch it
+}
+
 Config read(std::string_view contents, vek::ExpFileObserver* observer) {
   const vek::fuzz::InputFile file(contents);
   Config config(vek_create_exporter_config());
@@ -73,6 +100,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const auto newlines = static_cast<size_t>(std::count(contents.begin(), contents.end(), '\n'));
   require(observer.lines() == newlines + (size > 0 && contents.back() != '\n'),
           "every line is told");
+  const vek::fuzz::InputFile file(contents);
+  const std::string path = file.path();
+  vek::fuzz::survives_without_memory(size, [&] {
+    const Config other(vek_create_exporter_config());
+    if (other) read_into(path, *other);
+  });
   const std::string plain = text_of(*config);
   const Config again = read(plain, nullptr);
   require(text_of(*again) == plain, "said plainly, it is the same configuration");

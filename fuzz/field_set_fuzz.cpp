@@ -89,6 +89,25 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
                                   set.meta_fields_constants_by_type(), set.types_of_interest()});
   set.updateWithNewSchemas(types(), false);
   if (size % 4 == 0) require_same_by_lines(set, lines.all);
+  if (size % 4 == 3) {
+    vek::FieldSet none;
+    require(!none.initializeFromFile(types(), "/proc/self/none.fset") &&
+                !none.initializeFromFile(&schema, "/proc/self/none.fset") &&
+                none.tokens_by_type().empty(),
+            "a file that is not there makes nothing");
+  }
+  if (size % 4 == 2) {
+    vek::FieldSet by_schema;
+    by_schema.initializeFromLines(&schema, lines.all);
+    vek::FieldSet at_once;
+    require(at_once.initializeFromFile(&schema, file.path()), "the file is read for one schema");
+    require(at_once.tokens_by_type() == by_schema.tokens_by_type(), "as its lines are");
+  }
+  if (size % 4 == 1) {
+    vek::FieldSet at_once;
+    require(at_once.initializeFromFile(types(), file.path()), "the file is read and bound at once");
+    require(at_once.tokens_by_type() == set.tokens_by_type(), "which makes the same tokens");
+  }
   vek_schema_block_t block{};
   block.length = VEK_BLOCK_HEADER_SIZE + VEK_SCHEMA_ID_SIZE;
   std::copy_n(schema.digest, VEK_SCHEMA_ID_SIZE, block.schema_ids[0]);

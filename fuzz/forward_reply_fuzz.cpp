@@ -75,7 +75,10 @@ std::string packed(std::string_view text) {
 }
 
 const std::string& salt() {
-  static const std::string made(32, 'a');
+  static const std::string made = [] {
+    require(ForwardHandshake::make_salt() != ForwardHandshake::make_salt(), "no salt comes twice");
+    return std::string(32, 'a');
+  }();
   return made;
 }
 
@@ -105,6 +108,7 @@ void handshake(Bytes bytes) {
     const vek::fuzz::OffTheBooks own;
     said = with_proof(bytes);
   }
+  require(credentials.fit(), "PING has room for them");
   ForwardHandshake ours(credentials, salt());
   int sent = 0;
   for (const char& byte : said) {

@@ -47,8 +47,10 @@ const std::string& folder() {
 }
 
 std::string file_name(uint8_t choice) {
-  constexpr std::array<const char*, 4> kOthers = {"cursor", "0000000000000001.seg.damaged",
-                                                  "notes.txt", "lock"};
+  constexpr std::array<const char*, 6> kOthers = {
+      "cursor", "0000000000000001.seg.damaged", "notes.txt",
+      "lock",   "0000000000000x01.seg",         "ffffffffffffffff.seg"};
+  if (choice >= 0xf8) return "notes." + std::to_string(choice);
   if (choice >= 0xf0) return kOthers[choice % kOthers.size()];
   return vek::engine::spool::segment_name(choice);
 }

@@ -88,6 +88,33 @@ class OffTheBooks {
   bool before_;
 };
 
+// While it lives, the n-th allocation of this thread fails (the first is 1), and those behind it
+// too with `and_all_behind`. Nothing fails under sanitizers, which bring an allocator of their own.
+class FailAllocation {
+ public:
+  explicit FailAllocation(unsigned n, bool and_all_behind);
+  ~FailAllocation();
+  FailAllocation(const FailAllocation&) = delete;
+  FailAllocation& operator=(const FailAllocation&) = delete;
+  static bool has_failed();
+};
+
+// The work survives that any of its allocations fails. For one input in sixteen: it is as many
+// runs.
+template <typename Work>
+void survives_without_memory(size_t input_size, Work work) {
+  constexpr unsigned kMostRuns = 2000;
+  if (input_size % 16 != 5) return;
+  bool failed = true;
+  for (unsigned n = 1; failed && n < kMostRuns; ++n) {
+    for (const bool and_all_behind : {false, true}) {
+      const FailAllocation failing(n, and_all_behind);
+      work();
+      failed = FailAllocation::has_failed();
+    }
+  }
+}
+
 // No byte of it ends a line, moves a terminal's cursor, or is broken UTF-8.
 void require_printable(std::string_view text, const char* claim);
 

@@ -30,6 +30,10 @@ void check(const vek_type_system_t* types) {
   const JsonText rewritten(vek_type_system_serialize(again.get(), true));
   require(rewritten && std::string_view(written.get()) == rewritten.get(),
           "it is written the same again");
+  const JsonText compact(vek_type_system_serialize(types, false));
+  const TypeSystem of_compact(vek_type_system_deserialize(compact.get()));
+  require(of_compact && of_compact->num_schemas == again->num_schemas,
+          "without white space it is accepted too");
 }
 
 void use(const vek_type_system_t* types) {
@@ -63,6 +67,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (types && vek::fuzz::is_utf8(text)) check(types.get());
     manage(text);
   }
+  vek::fuzz::survives_without_memory(size, [&] {
+    const TypeSystem again(vek_type_system_deserialize(text.c_str()));
+    const JsonText written(again ? vek_type_system_serialize(again.get(), true) : nullptr);
+  });
   if (types) use(types.get());  // outside of the budget: limits of their own bound it
   return 0;
 }

@@ -247,6 +247,68 @@ TEST(StreamPlan, KnownEventsAreRefusedWhereTheyAreNotWhole) {
   }
 }
 
+// Sends events of these types, each of which claims so many bytes of data.
+void claim(StreamPages& pages, std::initializer_list<python_event_type_t> types, uint32_t size) {
+  for (const python_event_type_t type : types) {
+    vek_opaque_event_t header{};
+    header.second_word = packDictEventWord(type, 1);
+    header.data_size = size;
+    pages.writer.event(header, {});
+  }
+}
+
+TEST(StreamPlan, KnownContainersAreRefusedWhereTheirDataIsNotThere) {
+  const auto dictionary = [](StreamPages& pages) {
+    pages.collection(1);
+    pages.id(1, "a");
+    pages.dict();
+    claim(pages, {PYTHON_DICT_START, PYTHON_DICT_END, PYTHON_LIST_START, PYTHON_LIST_END}, 20);
+    for (int i = 0; i < 5; ++i) pages.boolean(1, true);
+    pages.end_dict();
+    pages.writer.next_page();
+  };
+  for (const uint32_t event_size : {64u, 128u}) {
+    StreamPages known("s", "dict_");
+    for (int i = 0; i < 3; ++i) dictionary(known);
+    StreamPages last("s", "dict_", event_size);
+    dictionary(last);
+    std::vector<ReadPage> pages = pagesOf(known);
+    for (ReadPage& page : pagesOf(last)) pages.push_back(std::move(page));
+    const Outcome outcome = readByBoth(pages, {});
+    EXPECT_EQ(outcome.pages.back(), event_size == 128);
+    EXPECT_THAT(outcome.records, SizeIs(event_size == 128 ? 4 : 3));
+  }
+}
+
+// Nor does one that rests let data through that is not there.
+TEST(StreamPlan, EventsAreRefusedWhereTheirDataIsNotThereWhileItRests) {
+  constexpr python_event_type_t kValues[] = {PYTHON_BOOL_TRUE, PYTHON_BOOL_FALSE, PYTHON_NONE};
+  for (const auto type : {PYTHON_STRING, PYTHON_NONE, PYTHON_DICT_START, PYTHON_LIST_START}) {
+    for (const uint32_t too_many : {0u, 1u}) {
+      StreamPages stream("s", "dict_", 64);
+      stream.collection(1);
+      stream.id(1, "a");
+      // No value is like the one before it: from the fifth dictionary on the plan rests.
+      for (size_t i = 0; i < 5; ++i) {
+        stream.dict();
+        for (int k = 0; k < 10; ++k) stream.event(kValues[i % 3], 1, {});
+        stream.end_dict();
+        stream.collection(i + 2);
+      }
+      stream.writer.next_page();
+      stream.dict();
+      claim(stream, {type}, stream.writer.capacity() + too_many);
+      if (type == PYTHON_DICT_START) stream.end_dict();
+      if (type == PYTHON_LIST_START) stream.end_list();
+      stream.end_dict();
+      for (int i = 0; i < 5; ++i) stream.collection(9);  // a window behind it is in the page
+      const Outcome outcome = readByBoth(pagesOf(stream), {});
+      EXPECT_EQ(outcome.pages.back(), too_many == 0) << type;
+      EXPECT_THAT(outcome.records, SizeIs(too_many ? 5 : 6)) << type;
+    }
+  }
+}
+
 // The plan by itself, of events with nothing but a header.
 class PlanUnderTest {
  public:

@@ -30,6 +30,8 @@ def engine(names):
 
 SPOOL = engine("Spool*:SegmentName*:SegmentHeader*:Frame.*:Cursor*:PrivateFolder*:RecordQueueSpool*")
 
+STREAM = Test("tests/dict_reader_test", filter="Stream*")
+
 TARGETS = {
     "data/byte_reader.h": [DATA],
     "data/page_view.cpp": [DATA, EXPORTER],
@@ -44,6 +46,8 @@ TARGETS = {
     "data/opaque_meta.cpp": [DATA, replay("opaque")],
     "data/opaque_page_walk.cpp": [DATA, replay("opaque")],
     "data/opaque_payload.cpp": [DATA, replay("opaque")],
+    "dict_reader/stream_plan.cpp": [STREAM],
+    "dict_reader/stream_run.cpp": [STREAM],
     "json/lexer.cpp": [JSON, replay("json")],
     "json/parser.cpp": [JSON, replay("json")],
     "json/utf8.cpp": [JSON, replay("json")],
