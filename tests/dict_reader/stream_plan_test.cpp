@@ -181,6 +181,31 @@ TEST(StreamPlan, ContainersComeAndGo) {
   }
 }
 
+// What was learned inside one container is not there for what follows behind it: in a list there
+// are no keys, in a dictionary there are.
+TEST(StreamPlan, WhatIsLearnedInsideAContainerIsNotFollowedBehindIt) {
+  const Sent value = {PYTHON_LONG, 1, bytes_of(uint64_t{300})};
+  const Sent begins[] = {{PYTHON_LIST_START, 1}, {PYTHON_DICT_START, 1}};
+  const Sent ends[] = {{PYTHON_LIST_END}, {PYTHON_DICT_END}};
+  for (const size_t outer : {0, 1}) {
+    for (const size_t inner : {0, 1}) {
+      const Dictionary within = {begins[inner], value, ends[inner]};
+      Dictionary plain(60, value);
+      plain.insert(plain.begin(), {{PYTHON_DICT_START}, begins[outer]});
+      plain.insert(plain.end(), {ends[outer], {PYTHON_DICT_END}});
+      Dictionary inside = plain;
+      inside.insert(inside.begin() + 30, within.begin(), within.end());
+      Dictionary behind = plain;
+      behind.insert(behind.end() - 1, within.begin(), within.end());
+      Stream stream;
+      for (const Dictionary* each : {&plain, &inside, &plain, &behind, &inside, &behind}) {
+        stream.send(*each);
+      }
+      stream.expectRecordsOfBoth();
+    }
+  }
+}
+
 // Those that there is no room for yet begin without a step, and so do those with long keys.
 TEST(StreamPlan, ContainersWithoutAStep) {
   for (size_t depth = 1; depth < 40; ++depth) {
