@@ -140,16 +140,16 @@ class CounterPlanBuilder {
       case VEK_DATA_TYPE_UINT64:
       case VEK_DATA_TYPE_BIT64:
         if (is_guid_name(name_of(counter))) {
-          out.value(StepValue::kHex, counter.offset);
+          out.hex(counter.offset);
         } else {
-          out.number(counter.offset, 8, NumberRead::integer(8, false));
+          out.number(counter.offset, NumberRead::integer(8, false));
         }
         break;
       case VEK_DATA_TYPE_INT64:
-        out.number(counter.offset, 8, NumberRead::integer(8, true));
+        out.number(counter.offset, NumberRead::integer(8, true));
         break;
       case VEK_DATA_TYPE_FP64:
-        out.number(counter.offset, 8, NumberRead::float64());
+        out.number(counter.offset, NumberRead::float64());
         break;
       case VEK_DATA_TYPE_STRING:
         // Without a NUL the text ends where the next counter begins.

@@ -24,46 +24,38 @@ const FieldSet::NameMap& pairsOf(const std::map<std::string, FieldSet::NameMap>&
   return found == table.end() ? none : found->second;
 }
 
-// Bytes of a field that goes out as a number and how they are read; none for other fields.
-struct NumberField {
-  uint8_t width;
-  NumberRead read;
-};
-
-std::optional<NumberField> number_of(uint32_t field_type) {
-  const auto integer = [](uint8_t width, bool is_signed) {
-    return NumberField{width, NumberRead::integer(width, is_signed)};
-  };
+// How a field that goes out as a number is read; none for other fields.
+std::optional<NumberRead> number_of(uint32_t field_type) {
   switch (field_type) {
     case VEK_TYPE_INT8:
-      return integer(1, true);
+      return NumberRead::integer(1, true);
     case VEK_TYPE_UINT8:
-      return integer(1, false);
+      return NumberRead::integer(1, false);
     case VEK_TYPE_SHORT:
     case VEK_TYPE_INT16:
-      return integer(2, true);
+      return NumberRead::integer(2, true);
     case VEK_TYPE_UNSIGNED_SHORT:
     case VEK_TYPE_UINT16:
-      return integer(2, false);
+      return NumberRead::integer(2, false);
     case VEK_TYPE_INT:
     case VEK_TYPE_INT32:
-      return integer(4, true);
+      return NumberRead::integer(4, true);
     case VEK_TYPE_UNSIGNED_INT:
     case VEK_TYPE_UINT32:
-      return integer(4, false);
+      return NumberRead::integer(4, false);
     case VEK_TYPE_LONG:
     case VEK_TYPE_LONG_LONG:
     case VEK_TYPE_INT64:
-      return integer(8, true);
+      return NumberRead::integer(8, true);
     case VEK_TYPE_UNSIGNED_LONG:
     case VEK_TYPE_UNSIGNED_LONG_LONG:
     case VEK_TYPE_TIMESTAMP:
     case VEK_TYPE_UINT64:
-      return integer(8, false);
+      return NumberRead::integer(8, false);
     case VEK_TYPE_FLOAT:
-      return NumberField{4, NumberRead::float32()};
+      return NumberRead::float32();
     case VEK_TYPE_DOUBLE:
-      return NumberField{8, NumberRead::float64()};
+      return NumberRead::float64();
     default:
       return std::nullopt;
   }
@@ -228,12 +220,12 @@ class EventPlanBuilder {
             StepValue text_kind) {
     out.text(key);
     if (field.field_type == VEK_TYPE_BOOL) {
-      out.value(StepValue::kBool, field.offset);
+      out.number(field.offset, NumberRead::flag());
     } else if (field.field_type == VEK_TYPE_UINT64 && if_display_hex(key.c_str())) {
       // The key decides: an alias can turn hexadecimal text on or off.
-      out.value(StepValue::kHex, field.offset);
+      out.hex(field.offset);
     } else if (const auto number = number_of(static_cast<uint32_t>(field.field_type))) {
-      out.number(field.offset, number->width, number->read);
+      out.number(field.offset, *number);
     } else if (field.field_type == VEK_TYPE_CHAR && !field.skip) {
       out.text_value(text_kind, field.offset, std::min(field.array_length, kMaxTextLength));
     } else if (field.field_type == VEK_TYPE_CHAR || field.field_type == VEK_TYPE_UNSIGNED_CHAR) {

@@ -29,7 +29,8 @@ template <typename Pack>
   in.note = note_empty_alias;
   if (guid_offset_) {
     const auto guid = load_unaligned<uint64_t>(in.bytes + *guid_offset_);
-    if (!named || named->guid != guid) named.emplace(guid);
+    in.source_is_new = !named || named->guid != guid;
+    if (in.source_is_new) named.emplace(guid);
     in.source = named->text.view();
     in.has_source = true;
   }

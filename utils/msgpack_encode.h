@@ -7,11 +7,12 @@
 #ifndef VEK_UTILS_MSGPACK_ENCODE_H
 #define VEK_UTILS_MSGPACK_ENCODE_H
 
-#include <array>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+
+#include "utils/number_forms.h"
 
 namespace vek {
 
@@ -19,70 +20,6 @@ inline constexpr size_t kMsgpackMaxNumber = 9;  // room for a number of any type
 inline constexpr size_t kMsgpackMaxHeader = 5;  // room for the headers of str, map and array
 
 namespace msgpack_detail {
-
-static_assert(std::endian::native == std::endian::little);
-
-// How a number of one size is written: the prefix, then the value's low bytes, brought to the top
-// by `shift`, in big-endian order. In the one-byte forms they take the place of the prefix.
-struct NumberForm {
-  uint8_t size;
-  uint8_t prefix;
-  uint8_t lead;  // bytes before the value's
-  uint8_t shift;
-};
-
-constexpr NumberForm kOneByteForm = {1, 0, 0, 56};
-
-constexpr NumberForm unsigned_form(size_t bits) {
-  if (bits <= 7) return kOneByteForm;
-  if (bits <= 8) return {2, 0xcc, 1, 56};
-  if (bits <= 16) return {3, 0xcd, 1, 48};
-  if (bits <= 32) return {5, 0xce, 1, 32};
-  return {9, 0xcf, 1, 0};
-}
-
-// `bits` without the sign.
-constexpr NumberForm negative_form(size_t bits) {
-  if (bits <= 5) return kOneByteForm;
-  if (bits <= 7) return {2, 0xd0, 1, 56};
-  if (bits <= 15) return {3, 0xd1, 1, 48};
-  if (bits <= 31) return {5, 0xd2, 1, 32};
-  return {9, 0xd3, 1, 0};
-}
-
-// By leading zeros, for each kind of number. A table instead of branches: the sizes of counters are
-// what a branch predictor cannot know. Reals have one size, so that they need no branch either.
-inline constexpr size_t kFormsOfAKind = 65;
-inline constexpr size_t kNegativeForms = kFormsOfAKind;
-inline constexpr size_t kDoubleForms = 2 * kFormsOfAKind;
-inline constexpr size_t kFloatForms = 3 * kFormsOfAKind;
-inline constexpr auto kNumberForms = [] {
-  std::array<NumberForm, 4 * kFormsOfAKind> forms{};
-  for (size_t zeros = 0; zeros < kFormsOfAKind; ++zeros) {
-    forms[zeros] = unsigned_form(64 - zeros);
-    forms[kNegativeForms + zeros] = negative_form(64 - zeros);
-    forms[kDoubleForms + zeros] = {9, 0xcb, 1, 0};
-    forms[kFloatForms + zeros] = {5, 0xca, 1, 32};
-  }
-  return forms;
-}();
-
-inline char* put_big_endian(char* p, uint64_t value) noexcept {
-  value = __builtin_bswap64(value);
-  std::memcpy(p, &value, sizeof(value));
-  return p + sizeof(value);
-}
-
-inline char* put_number(char* p, uint64_t value, const NumberForm& form) noexcept {
-  *p = static_cast<char>(form.prefix);
-  put_big_endian(p + form.lead, value << form.shift);
-  return p + form.size;
-}
-
-// Of 0 as many as of 1, which needs no look at whether it is.
-inline size_t leading_zeros(uint64_t value) noexcept {
-  return static_cast<size_t>(__builtin_clzll(value | 1));
-}
 
 inline char* put_length(char* p, uint8_t type, uint32_t length, size_t size) noexcept {
   *p++ = static_cast<char>(type);
@@ -123,15 +60,13 @@ inline char* put_length(char* p, uint8_t type, uint32_t length, size_t size) noe
 // The smallest unsigned form.
 inline char* put_uint(char* p, uint64_t value) noexcept {
   using namespace msgpack_detail;
-  return put_number(p, value, kNumberForms[leading_zeros(value)]);
+  return put_number(p, value, forms_of(NumberKind::kUint64));
 }
 
 // The smallest signed form; numbers that are not negative are written as unsigned ones.
 inline char* put_int(char* p, int64_t value) noexcept {
   using namespace msgpack_detail;
-  const auto sign = static_cast<uint64_t>(value >> 63);  // all ones for a negative number
-  const auto bits = static_cast<uint64_t>(value);
-  return put_number(p, bits, kNumberForms[leading_zeros(bits ^ sign) + (sign & kNegativeForms)]);
+  return put_number(p, static_cast<uint64_t>(value), forms_of(NumberKind::kInt64));
 }
 
 inline char* put_double(char* p, double value) noexcept {

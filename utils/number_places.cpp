@@ -58,50 +58,60 @@ Form form_of(uint8_t first) {
 }  // namespace
 
 void NumberPlaces::clear() {
+  size_ = 0;
   quads_.clear();
   details_.clear();
 }
 
 void NumberPlaces::append(uint32_t in, NumberRead read, const char* record, uint32_t out) {
-  const size_t index = details_.size();
+  const size_t index = size_;
   const size_t lane = index % kLanes;
-  if (lane == 0) quads_.emplace_back();
-  details_.push_back({read, 0});
+  if (lane == 0) {
+    quads_.emplace_back();
+    details_.emplace_back();
+  }
+  ++size_;
+  detail(index).read = read;
   quads_.back().in[lane] = in;
-  quads_.back().skip[lane] = static_cast<uint8_t>(read.down - read.up);
-  quads_.back().up[lane] = read.down;
+  quads_.back().up[lane] = read.up;
   renew(index, record, out);
 }
 
-// The value's width, less what is not written of it.
-uint8_t NumberPlaces::own_bytes(size_t index) const {
-  const unsigned unwritten = quads_[index / kLanes].shift[index % kLanes];
-  return static_cast<uint8_t>((kBits - details_[index].read.down - unwritten) / 8);
-}
+uint32_t NumberPlaces::begin(size_t index) const { return out(index) - detail(index).lead; }
 
-uint32_t NumberPlaces::begin(size_t index) const { return out(index) - details_[index].lead; }
-
-uint32_t NumberPlaces::end(size_t index) const { return out(index) + own_bytes(index); }
+uint32_t NumberPlaces::end(size_t index) const { return out(index) + detail(index).bytes; }
 
 void NumberPlaces::renew(size_t index, const char* record, uint32_t out) noexcept {
-  Detail& detail = details_[index];
+  Detail& number = detail(index);
   Quad& quad = quads_[index / kLanes];
   const size_t lane = index % kLanes;
   const Form form = form_of(static_cast<uint8_t>(record[out]));
-  const unsigned unused = detail.read.down;
+  const unsigned unused = kBits - 8u * number.read.width();
   uint64_t largest = form.largest;
   // Of a signed number the highest bit is no part of how large it is.
-  if (detail.read.sign_mask != 0 && form.least >= 0) {
+  if (number.read.is_signed() && form.least >= 0) {
     largest = std::min(largest, (kSign - 1) >> unused);
   }
   const auto least = static_cast<uint64_t>(form.least);
-  const unsigned written = 8u * std::max<unsigned>(form.bytes, 1);
-  detail.lead = form.bytes > 0 ? 1 : 0;
+  number.lead = form.bytes > 0 ? 1 : 0;
+  number.bytes = std::max<uint8_t>(form.bytes, 1);
+  number.shift = static_cast<uint8_t>(kBits - unused - 8u * number.bytes);
   quad.least[lane] = (least << unused) + kSign;
-  quad.span[lane] = static_cast<int64_t>(((largest - least) << unused) ^ kSign);
-  quad.shift[lane] = static_cast<uint8_t>(kBits - unused - written);
-  quad.out[lane] = out + detail.lead;
+  // What is read below the value may be anything.
+  const uint64_t below = (uint64_t{1} << unused) - 1;
+  quad.span[lane] = static_cast<int64_t>((((largest - least) << unused) | below) ^ kSign);
+  quad.order[lane] = order_of(number, lane);
+  quad.out[lane] = out + number.lead;
   renew_tail(index, record);
+}
+
+// Which bytes of a word are written, highest first; the others are NUL. In the upper lane of two
+// they count from the lower one's first.
+uint64_t NumberPlaces::order_of(const Detail& number, size_t lane) noexcept {
+  uint64_t order = ~uint64_t{0};
+  const unsigned lowest = 8u * static_cast<unsigned>(lane % 2) + 8u - number.read.width();
+  for (unsigned i = number.bytes; i > 0; --i) order = order << 8 | (lowest + number.bytes - i);
+  return order;
 }
 
 // One of its numbers has changed, the last one perhaps.
@@ -110,19 +120,19 @@ void NumberPlaces::fill_last_quad(size_t changed) noexcept {
   Quad& quad = quads_.back();
   const size_t last = changed % kLanes;
   for (size_t lane = last + 1; lane < kLanes; ++lane) {
+    details_.back()[lane] = detail(changed);
     quad.least[lane] = quad.least[last];
     quad.span[lane] = quad.span[last];
     quad.tail[lane] = quad.tail[last];
+    quad.order[lane] = order_of(detail(changed), lane);
     quad.in[lane] = quad.in[last];
     quad.out[lane] = quad.out[last];
-    quad.skip[lane] = quad.skip[last];
     quad.up[lane] = quad.up[last];
-    quad.shift[lane] = quad.shift[last];
   }
 }
 
 void NumberPlaces::renew_tail(size_t index, const char* record) noexcept {
-  const unsigned bits = 8u * own_bytes(index);
+  const unsigned bits = 8u * detail(index).bytes;
   uint64_t& tail = quads_[index / kLanes].tail[index % kLanes];
   tail = bits == kBits ? 0 : load_unaligned<uint64_t>(record + out(index)) >> bits << bits;
   fill_last_quad(index);
@@ -158,18 +168,15 @@ void NumberPlaces::renew_tails_before(uint32_t place, const char* record) noexce
 }
 
 char* NumberPlaces::write_anew(char* p, const char* bytes, size_t index) const noexcept {
-  const NumberRead read = details_[index].read;
-  const uint64_t value = load_unaligned<uint64_t>(bytes + quads_[index / kLanes].in[index % kLanes])
-                         << read.up;
-  // Reals never get another size, so that this is an integer.
-  return read.sign_mask != 0 ? put_int(p, static_cast<int64_t>(value) >> read.down)
-                             : put_uint(p, value >> read.down);
+  const Quad& quad = quads_[index / kLanes];
+  const uint64_t value = value_at(quad, index % kLanes, bytes);
+  return msgpack_detail::put_number(p, value, detail(index).read.forms);
 }
 
-// The value in the highest bits of a word, with nothing below.
+// The value in the highest bits of a word, with anything below.
 [[gnu::always_inline]] inline uint64_t NumberPlaces::value_at(const Quad& quad, size_t lane,
                                                               const char* bytes) noexcept {
-  return load_unaligned<uint64_t>(bytes + quad.in[lane]) >> quad.skip[lane] << quad.up[lane];
+  return load_unaligned<uint64_t>(bytes + quad.in[lane]) << quad.up[lane];
 }
 
 // The values are read again, and a producer may have changed them since: when all fit now, what was
@@ -186,13 +193,16 @@ size_t NumberPlaces::first_misfit(const char* bytes, size_t begin, size_t end) c
 
 // Words overlap what stands behind a number, which is why they carry it, and are written in order:
 // that may be the next number.
-bool NumberPlaces::write_quads_baseline(const Quad* begin, const Quad* end, char* record,
-                                        const char* bytes) {
+bool NumberPlaces::write_quads_baseline(const Quad* begin, const Quad* end, const Details* details,
+                                        char* record, const char* bytes) {
   bool fit = true;
-  for (const Quad* quad = begin; quad != end; ++quad) {
+  for (const Quad* quad = begin; quad != end; ++quad, ++details) {
     for (size_t lane = 0; lane < kLanes; ++lane) {
+      const Detail& number = (*details)[lane];
       const uint64_t value = value_at(*quad, lane, bytes);
-      const uint64_t word = __builtin_bswap64(value << quad->shift[lane]) | quad->tail[lane];
+      const unsigned others = kBits - 8u * number.bytes;
+      const uint64_t own = __builtin_bswap64(value << number.shift) << others >> others;
+      const uint64_t word = own | quad->tail[lane];
       std::memcpy(record + quad->out[lane], &word, kWord);
       fit &= static_cast<int64_t>(value - quad->least[lane]) <= quad->span[lane];
     }
@@ -214,29 +224,54 @@ template <typename Word>
   return _mm256_cvtepu8_epi64(_mm_loadu_si32(bytes));
 }
 
+inline __m64* at(char* record, uint32_t place) noexcept {
+  return reinterpret_cast<__m64*>(record + place);
+}
+
 }  // namespace
 
-// The same for four numbers at once.
-[[gnu::target("avx2")]] bool NumberPlaces::write_quads_modern(const Quad* begin, const Quad* end,
-                                                              char* record, const char* bytes) {
-  const __m256i swapped = _mm256_set_epi64x(0x08090a0b0c0d0e0f, 0x0001020304050607,
-                                            0x08090a0b0c0d0e0f, 0x0001020304050607);
+// The same for four numbers at once, and for several fours: all is read before anything is written,
+// because some processors do not let a read pass a write whose place is not known yet.
+template <size_t kCount, typename Quad>
+[[gnu::target("avx2"), gnu::always_inline]] static inline __m256i write_lanes(
+    const Quad* quads, char* record, const char* bytes) noexcept {
   __m256i misfits = _mm256_setzero_si256();
-  for (const Quad* quad = begin; quad != end; ++quad) {
-    const auto read = [&](size_t lane) { return load_unaligned<int64_t>(bytes + quad->in[lane]); };
-    __m256i words = _mm256_set_epi64x(read(3), read(2), read(1), read(0));
-    words = _mm256_sllv_epi64(_mm256_srlv_epi64(words, widen(quad->skip)), widen(quad->up));
-    const __m256i above = _mm256_sub_epi64(words, load(quad->least));
-    misfits = _mm256_or_si256(misfits, _mm256_cmpgt_epi64(above, load(quad->span)));
-    words = _mm256_sllv_epi64(words, widen(quad->shift));
-    words = _mm256_or_si256(_mm256_shuffle_epi8(words, swapped), load(quad->tail));
-    const __m128i low = _mm256_castsi256_si128(words);
-    const __m128i high = _mm256_extracti128_si256(words, 1);
-    _mm_storeu_si64(record + quad->out[0], low);
-    _mm_storeu_si64(record + quad->out[1], _mm_unpackhi_epi64(low, low));
-    _mm_storeu_si64(record + quad->out[2], high);
-    _mm_storeu_si64(record + quad->out[3], _mm_unpackhi_epi64(high, high));
+  __m256i all[kCount];
+  uint32_t out[kCount][4];
+#pragma GCC unroll 2
+  for (size_t i = 0; i < kCount; ++i) {
+    const Quad& quad = quads[i];
+    const auto read = [&](size_t lane) { return load_unaligned<int64_t>(bytes + quad.in[lane]); };
+    const __m256i words = _mm256_set_epi64x(read(3), read(2), read(1), read(0));
+    const __m256i values = _mm256_sllv_epi64(words, widen(quad.up));
+    const __m256i above = _mm256_sub_epi64(values, load(quad.least));
+    misfits = _mm256_or_si256(misfits, _mm256_cmpgt_epi64(above, load(quad.span)));
+    const __m256i own = _mm256_shuffle_epi8(values, load(quad.order));
+    all[i] = _mm256_or_si256(own, load(quad.tail));
+#pragma GCC unroll 4
+    for (size_t lane = 0; lane < 4; ++lane) out[i][lane] = quad.out[lane];
   }
+#pragma GCC unroll 2
+  for (size_t i = 0; i < kCount; ++i) {
+    const __m128 low = _mm_castsi128_ps(_mm256_castsi256_si128(all[i]));
+    const __m128 high = _mm_castsi128_ps(_mm256_extracti128_si256(all[i], 1));
+    _mm_storel_pi(at(record, out[i][0]), low);
+    _mm_storeh_pi(at(record, out[i][1]), low);
+    _mm_storel_pi(at(record, out[i][2]), high);
+    _mm_storeh_pi(at(record, out[i][3]), high);
+  }
+  return misfits;
+}
+
+[[gnu::target("avx2")]] bool NumberPlaces::write_quads_modern(const Quad* begin, const Quad* end,
+                                                              const Details*, char* record,
+                                                              const char* bytes) {
+  __m256i misfits = _mm256_setzero_si256();
+  const Quad* quad = begin;
+  for (; quad + 2 <= end; quad += 2) {
+    misfits = _mm256_or_si256(misfits, write_lanes<2>(quad, record, bytes));
+  }
+  if (quad != end) misfits = _mm256_or_si256(misfits, write_lanes<1>(quad, record, bytes));
   return _mm256_testz_si256(misfits, misfits) != 0;
 }
 

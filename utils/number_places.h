@@ -6,6 +6,7 @@
 #define VEK_UTILS_NUMBER_PLACES_H
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -17,7 +18,7 @@ namespace vek {
 class NumberPlaces {
  public:
   void clear();
-  size_t size() const { return details_.size(); }
+  size_t size() const { return size_; }
   // A number that is read at `in` of every input and begins at `out` of the record, behind all
   // others. Throws std::bad_alloc.
   void append(uint32_t in, NumberRead read, const char* record, uint32_t out);
@@ -55,27 +56,33 @@ class NumberPlaces {
     uint64_t least[kLanes];  // of the values of that size, plus 2^63: comparisons are signed ones
     int64_t span[kLanes];    // from there to the largest, less 2^63
     uint64_t tail[kLanes];   // what stands behind the number, in the bytes that it leaves of a word
+    uint64_t
+        order[kLanes];  // where each byte of a word comes from, as a shuffle of 16 bytes has it
     uint32_t in[kLanes];
-    uint32_t out[kLanes];   // of the number's own bytes
-    uint8_t skip[kLanes];   // shift down, past what is read below the value
-    uint8_t up[kLanes];     // then to the highest bits
-    uint8_t shift[kLanes];  // and past the bytes that are not written
+    uint32_t out[kLanes];  // of the number's own bytes
+    uint8_t up[kLanes];    // shift to the highest bits
   };
   struct Detail {
     NumberRead read;
-    uint8_t lead;  // bytes before the number's own
+    uint8_t lead = 0;   // bytes before the number's own
+    uint8_t bytes = 0;  // of the number itself
+    uint8_t shift = 0;  // past those that are not written
   };
+  using Details = std::array<Detail, kLanes>;  // of a quad
 
   static uint64_t value_at(const Quad& quad, size_t lane, const char* bytes) noexcept;
   uint32_t out(size_t index) const { return quads_[index / kLanes].out[index % kLanes]; }
-  uint8_t own_bytes(size_t index) const;
+  Detail& detail(size_t index) { return details_[index / kLanes][index % kLanes]; }
+  const Detail& detail(size_t index) const { return details_[index / kLanes][index % kLanes]; }
+  static uint64_t order_of(const Detail& number, size_t lane) noexcept;
   size_t first_from(uint32_t place) const noexcept;
   void renew_tail(size_t index, const char* record) noexcept;
 
   void fill_last_quad(size_t changed) noexcept;
 
   // Whether all fit.
-  using WriteQuads = bool(const Quad* begin, const Quad* end, char* record, const char* bytes);
+  using WriteQuads = bool(const Quad* begin, const Quad* end, const Details* details, char* record,
+                          const char* bytes);
   static WriteQuads write_quads_baseline;
   static WriteQuads write_quads_modern;
   static WriteQuads* const g_write_quads;
@@ -83,8 +90,9 @@ class NumberPlaces {
                   size_t first) const noexcept;
   size_t first_misfit(const char* bytes, size_t begin, size_t end) const noexcept;
 
+  size_t size_ = 0;
   std::vector<Quad> quads_;
-  std::vector<Detail> details_;
+  std::vector<Details> details_;
 };
 
 // Every value goes to its place and is checked against it; the answer comes at the end, so that
@@ -93,10 +101,10 @@ class NumberPlaces {
                                                             const char* bytes,
                                                             size_t first) const noexcept {
   const Quad* const all = quads_.data();
-  const size_t count = quads_.size();
+  const size_t count = (size_ + kLanes - 1) / kLanes;
   for (size_t quad = first / kLanes; quad < count; quad += kQuadsAtATime) {
     const size_t end = std::min(count, quad + kQuadsAtATime);
-    if (!write_quads(all + quad, all + end, record, bytes)) [[unlikely]] {
+    if (!write_quads(all + quad, all + end, &details_[quad], record, bytes)) [[unlikely]] {
       return first_misfit(bytes, kLanes * quad, std::min(size(), kLanes * end));
     }
   }

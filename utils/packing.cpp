@@ -1,5 +1,10 @@
 // Carries plans out: one pass over a section's steps for each record. The hot loop of the plug-in.
+#include <algorithm>
+#include <array>
 #include <cstring>
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
 
 #include "utils/guid_text.h"
 #include "utils/limited_text.h"
@@ -10,33 +15,14 @@
 namespace vek {
 namespace {
 
-constexpr char kTrue = static_cast<char>(0xc3);
-constexpr char kFalse = static_cast<char>(0xc2);
+using msgpack_detail::NumberForm;
+using msgpack_detail::put_number;
 
-// Literals are padded, so that short ones are copied without a branch on their size. A vector type,
-// because a memcpy of this size becomes two moves even where one does it.
-[[gnu::always_inline]] inline char* put_literal(char* p, const char* literal, size_t size) {
-  constexpr size_t kPiece = PlanSection::kLiteralPadding;
-  using Piece [[gnu::vector_size(kPiece), gnu::aligned(1), gnu::may_alias]] = char;
-  *reinterpret_cast<Piece*>(p) = *reinterpret_cast<const Piece*>(literal);
-  if (size > kPiece) [[unlikely]] {
-    std::memcpy(p + kPiece, literal + kPiece, size - kPiece);
-  }
-  return p + size;
-}
-
-// Any number of any width in its smallest form, without a branch: the widths of values are what a
-// branch predictor cannot know.
-template <bool kIsWide>
-[[gnu::always_inline]] inline char* put_read(char* p, uint64_t bits, NumberRead read) {
-  using namespace msgpack_detail;
-  if constexpr (!kIsWide) bits <<= read.up;
-  const auto mask = static_cast<uint64_t>(int64_t{read.sign_mask});
-  const uint64_t sign = static_cast<uint64_t>(static_cast<int64_t>(bits) >> 63) & mask;
-  uint64_t magnitude = bits ^ sign;
-  if constexpr (!kIsWide) magnitude >>= read.down;
-  const size_t row = read.forms + leading_zeros(magnitude) + (sign & kNegativeForms);
-  return put_number(p, magnitude ^ sign, kNumberForms[row]);
+// A vector type, because a memcpy of this size becomes two moves even where one does it.
+[[gnu::always_inline]] inline char* put_literal(char* p, const PlanStep& step) {
+  using Piece [[gnu::vector_size(PlanStep::kLiteral), gnu::aligned(1), gnu::may_alias]] = char;
+  *reinterpret_cast<Piece*>(p) = *reinterpret_cast<const Piece*>(step.literal);
+  return p + step.literal_size;
 }
 
 char* put_text(char* p, std::string_view text) noexcept {
@@ -61,32 +47,30 @@ char* put_hex(char* p, uint64_t value) noexcept {
   return p + 1 + size;
 }
 
-// Values other than numbers. `start` is where the step's key began.
-char* put_other(char* p, char* start, const PlanStep& step, const PlanInput& in) noexcept {
+char* put_short_number(char* p, const char* value, NumberRead read) noexcept {
+  uint64_t bits = 0;
+  std::memcpy(&bits, value, read.width());
+  return put_number(p, bits << read.up, read.forms);
+}
+
+// Values that a record has few of.
+[[gnu::always_inline]] inline char* put_other(char* p, const PlanStep& step, const PlanInput& in) {
   const char* value = in.bytes + step.offset;
   switch (step.value) {
-    case StepValue::kShortNumber: {
-      uint64_t bits = 0;
-      std::memcpy(&bits, value, 8 - step.number.down / 8u);
-      return put_read<false>(p, bits, step.number);
-    }
-    case StepValue::kBool:
-      *p = *value != 0 ? kTrue : kFalse;
-      return p + 1;
+    case StepValue::kShortNumber:
+      return put_short_number(p, value, step.number);
     case StepValue::kHex:
       return put_hex(p, load_unaligned<uint64_t>(value));
-    case StepValue::kText:
-      return put_limited_text(p, value, step);
     case StepValue::kTextUnlessEmpty: {
       const bool is_empty = step.text_limit == 0 || *value == '\0';
-      return is_empty && in.leave_out_empty ? start : put_limited_text(p, value, step);
+      return is_empty && in.leave_out_empty ? p - key_size(step) : put_limited_text(p, value, step);
     }
     case StepValue::kSeconds:
       return put_double(p, seconds_of(in.time_us));
     case StepValue::kTime:
       return put_uint(p, in.time_us);
     case StepValue::kSource:
-      return in.has_source ? put_text(p, in.source) : start;
+      return in.has_source ? put_text(p, in.source) : p - key_size(step);
     case StepValue::kSourceOrEmpty:
       return put_text(p, in.source);
     case StepValue::kMapHeader:
@@ -99,38 +83,160 @@ char* put_other(char* p, char* start, const PlanStep& step, const PlanInput& in)
   }
 }
 
-template <bool kIsWide>
-[[gnu::always_inline]] inline char* pack_steps(char* p, const PlanSection& section,
-                                               const PlanInput& in) noexcept {
-  const char* literal = section.literals.data();
-  const char* const bytes = in.bytes;
-  for (const PlanStep& step : section.steps) {
-    char* const start = p;
-    const size_t size = step.literal_size;
-    p = put_literal(p, literal, size);
-    literal += size;
-    if (step.value == StepValue::kNumber) [[likely]] {
-      p = put_read<kIsWide>(p, load_unaligned<uint64_t>(bytes + step.offset), step.number);
-    } else {
-      p = put_other(p, start, step, in);
+// All steps that are no numbers.
+[[gnu::always_inline]] inline char* put_step(char* p, const PlanStep& step, const PlanInput& in) {
+  p = put_literal(p, step);
+  return step.value == StepValue::kText ? put_limited_text(p, in.bytes + step.offset, step)
+                                        : put_other(p, step, in);
+}
+
+#if defined(__x86_64__)
+#define VEK_MODERN "avx2,bmi,bmi2,lzcnt"
+
+// A form of a kind of number as one shuffle: where each byte comes from, and what is added.
+struct alignas(32) NumberShuffle {
+  std::array<uint8_t, 16> order;
+  std::array<uint8_t, 16> added;
+  constexpr uint8_t size() const { return added.back(); }  // scribbled on behind the number
+};
+
+constexpr size_t kMostForms = 10;  // of a kind
+constexpr size_t kKinds = static_cast<size_t>(NumberKind::kFlag) + 1;
+
+constexpr size_t shuffle_index(NumberKind kind, const NumberForm& form) {
+  size_t index = form.size < 4 ? form.size - 1u : form.size / 4u + 2u;
+  if (kind == NumberKind::kFlag) index = form.prefix & 1;
+  const bool is_negative = form.prefix >= 0xd0;
+  return static_cast<size_t>(kind) * kMostForms + index + (is_negative ? kMostForms / 2 : 0);
+}
+
+constexpr NumberShuffle shuffle_of(NumberKind kind, const NumberForm& form) {
+  NumberShuffle shuffle{};
+  shuffle.order.fill(0x80);
+  const size_t bytes = form.size - (kind == NumberKind::kFlag ? 1u : form.lead);
+  for (size_t i = 0; i < bytes; ++i) {
+    shuffle.order[form.lead + i] = static_cast<uint8_t>(8 - width_of(kind) + bytes - 1 - i);
+  }
+  shuffle.added[0] = form.prefix;
+  shuffle.added.back() = form.size;
+  return shuffle;
+}
+
+// The shuffles, and which one a row of kNumberForms has, in bytes from the first one.
+struct NumberShuffles {
+  std::array<NumberShuffle, kKinds * kMostForms> shuffles{};
+  std::array<uint16_t, msgpack_detail::kNumberForms.size()> places{};
+};
+constexpr NumberShuffles kShuffles = [] {
+  NumberShuffles all;
+  for (size_t kind = 0; kind < kKinds; ++kind) {
+    const auto of = static_cast<NumberKind>(kind);
+    const size_t middle = msgpack_detail::forms_of(of);
+    for (size_t row = middle - msgpack_detail::kMiddle; row <= middle + msgpack_detail::kMiddle;
+         ++row) {
+      const NumberForm& form = msgpack_detail::kNumberForms[row];
+      if (form.size == 0) continue;
+      const size_t index = shuffle_index(of, form);
+      all.shuffles[index] = shuffle_of(of, form);
+      all.places[row] = static_cast<uint16_t>(index * sizeof(NumberShuffle));
     }
+  }
+  return all;
+}();
+
+// So many numbers with what stands before them. Everything is read before anything is written:
+// where a number is written depends on the sizes of those before it, and where processors do not
+// let a read pass a write whose place is not known yet, each number would wait for the one before.
+template <size_t kCount>
+[[gnu::target(VEK_MODERN), gnu::always_inline]] inline char* put_numbers(char* p,
+                                                                         const PlanStep* steps,
+                                                                         const char* bytes) {
+  __m256i literals[kCount];
+  __m128i numbers[kCount];
+  size_t sizes[kCount][2];
+#pragma GCC unroll 8
+  for (size_t i = 0; i < kCount; ++i) {
+    const PlanStep& step = steps[i];
+    const uint64_t number = load_unaligned<uint64_t>(bytes + step.offset) << step.number.up;
+    const size_t row = step.number.forms + _lzcnt_u64(number) - _lzcnt_u64(~number);
+    const auto* shuffle = reinterpret_cast<const NumberShuffle*>(
+        reinterpret_cast<const char*>(kShuffles.shuffles.data()) + kShuffles.places[row]);
+    const __m128i word = _mm_cvtsi64_si128(static_cast<int64_t>(number));
+    const __m128i own = _mm_shuffle_epi8(
+        word, _mm_load_si128(reinterpret_cast<const __m128i*>(shuffle->order.data())));
+    numbers[i] =
+        _mm_or_si128(own, _mm_load_si128(reinterpret_cast<const __m128i*>(shuffle->added.data())));
+    sizes[i][0] = step.literal_size;
+    sizes[i][1] = shuffle->size();
+    literals[i] = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(step.literal));
+  }
+#pragma GCC unroll 8
+  for (size_t i = 0; i < kCount; ++i) {
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), literals[i]);
+    p += sizes[i][0];
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(p), numbers[i]);
+    p += sizes[i][1];
   }
   return p;
 }
 
-[[gnu::always_inline]] inline char* pack_any(char* p, const PlanSection& section,
-                                             const PlanInput& in) noexcept {
-  return section.has_only_wide_numbers ? pack_steps<true>(p, section, in)
-                                       : pack_steps<false>(p, section, in);
+// So many texts, likewise; of any length below kTextWindow without a branch, even where empty ones
+// are left out. False when one is longer.
+template <size_t kCount>
+[[gnu::target(VEK_MODERN), gnu::always_inline]] inline bool put_texts(char*& p,
+                                                                      const PlanStep* steps,
+                                                                      const PlanInput& in) {
+  __m256i literals[kCount];
+  __m256i texts[kCount];
+  ptrdiff_t literal_sizes[kCount];
+  ptrdiff_t lengths[kCount];
+  ptrdiff_t ends[kCount];  // from the header
+  uint64_t any_length = 0;
+#pragma GCC unroll 4
+  for (size_t i = 0; i < kCount; ++i) {
+    const PlanStep& step = steps[i];
+    texts[i] = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(in.bytes + step.offset));
+    const __m256i is_nul = _mm256_cmpeq_epi8(texts[i], _mm256_setzero_si256());
+    const uint64_t nul = static_cast<uint32_t>(_mm256_movemask_epi8(is_nul));
+    const uint64_t limit = uint64_t{1} << std::min<uint32_t>(step.text_limit, kTextWindow);
+    lengths[i] = __builtin_ctzll(nul | limit);
+    any_length |= static_cast<uint64_t>(lengths[i]);
+    literal_sizes[i] = step.literal_size;
+    const bool goes = step.value == StepValue::kTextUnlessEmpty && in.leave_out_empty;
+    ends[i] = goes && lengths[i] == 0 ? -literal_sizes[i] : lengths[i] + 1;
+    literals[i] = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(step.literal));
+  }
+  if ((any_length & kTextWindow) != 0) [[unlikely]] {
+    return false;
+  }
+#pragma GCC unroll 4
+  for (size_t i = 0; i < kCount; ++i) {
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), literals[i]);
+    p += literal_sizes[i];
+    *p = static_cast<char>(0xa0 | lengths[i]);
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(p + 1), texts[i]);
+    p += ends[i];
+  }
+  return true;
 }
 
-#if defined(__x86_64__)
-// The same code for processors that count leading zeros and shift in one cheap instruction, and
-// copy 32 bytes at once: all with AVX2 and BMI2.
-[[gnu::target("avx2,bmi,bmi2,lzcnt")]] char* pack_section_modern(char* p,
-                                                                 const PlanSection& section,
-                                                                 const PlanInput& input) noexcept {
-  return pack_any(p, section, input);
+[[gnu::target(VEK_MODERN)]] char* pack_section_modern(char* p, const PlanSection& section,
+                                                      const PlanInput& input) noexcept {
+  constexpr size_t kAtOnce = 4;
+  const char* const bytes = input.bytes;
+  for (const PlanStep* step = section.steps.data();;) {
+    for (; step->numbers >= kAtOnce; step += kAtOnce) p = put_numbers<kAtOnce>(p, step, bytes);
+    for (; step->numbers >= 2; step += 2) p = put_numbers<2>(p, step, bytes);
+    if (step->numbers > 0) p = put_numbers<1>(p, step++, bytes);
+    if (step->value == StepValue::kEnd) return p;
+    if (step->texts == kTextsAtOnce && put_texts<kTextsAtOnce>(p, step, input)) {
+      step += kTextsAtOnce;
+    } else if (step->texts > 0 && put_texts<1>(p, step, input)) {
+      ++step;
+    } else {
+      p = put_step(p, *step++, input);
+    }
+  }
 }
 
 const auto g_pack_section = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi2")  //
@@ -143,7 +249,14 @@ constexpr auto g_pack_section = pack_section_baseline;
 }  // namespace
 
 char* pack_section_baseline(char* p, const PlanSection& section, const PlanInput& input) noexcept {
-  return pack_any(p, section, input);
+  for (const PlanStep* step = section.steps.data();; ++step) {
+    for (; step->value == StepValue::kNumber; ++step) {
+      const auto number = load_unaligned<uint64_t>(input.bytes + step->offset);
+      p = put_number(put_literal(p, *step), number << step->number.up, step->number.forms);
+    }
+    if (step->value == StepValue::kEnd) return p;
+    p = put_step(p, *step, input);
+  }
 }
 
 char* pack_section(char* p, const PlanSection& section, const PlanInput& input) noexcept {

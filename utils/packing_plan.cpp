@@ -11,64 +11,55 @@
 namespace vek {
 namespace {
 
-// The room for texts is their longest unless that asks for much more than they tend to need.
-constexpr size_t kMuchTextRoom = 65'536;
+// In a window, and with a key that is all in its step.
+bool is_short_text(const PlanStep& step) {
+  const bool is_text = step.value == StepValue::kText || step.value == StepValue::kTextUnlessEmpty;
+  return is_text && step.has_window && !step.goes_on;
+}
 
 }  // namespace
 
-NumberRead NumberRead::float32() {
-  NumberRead read = integer(4, false);
-  read.forms = msgpack_detail::kFloatForms;
-  return read;
-}
-
-NumberRead NumberRead::float64() {
-  NumberRead read = integer(8, false);
-  read.forms = msgpack_detail::kDoubleForms;
-  return read;
-}
-
-void PlanSectionWriter::raw(std::string_view bytes) {
-  section_.literals += bytes;
-  section_.room += bytes.size();
-  pending_ += bytes.size();
-}
-
 void PlanSectionWriter::text(std::string_view text) {
   char header[kMsgpackMaxHeader];
-  const char* end = put_str_header(header, static_cast<uint32_t>(text.size()));
-  raw({header, static_cast<size_t>(end - header)});
-  raw(text);
+  raw(header, put_str_header(header, static_cast<uint32_t>(text.size())));
+  pending_ += text;
 }
 
 void PlanSectionWriter::map_header(uint64_t pairs) {
   char header[kMsgpackMaxHeader];
-  const char* end = put_map_header(header, static_cast<uint32_t>(pairs));
-  raw({header, static_cast<size_t>(end - header)});
+  raw(header, put_map_header(header, static_cast<uint32_t>(pairs)));
 }
 
 void PlanSectionWriter::array_header(uint32_t elements) {
   char header[kMsgpackMaxHeader];
-  const char* end = put_array_header(header, elements);
-  raw({header, static_cast<size_t>(end - header)});
+  raw(header, put_array_header(header, elements));
+}
+
+void PlanSectionWriter::piece(const char* literal, size_t size, bool goes_on) {
+  PlanStep& step = section_.steps.emplace_back();
+  std::memcpy(step.literal, literal, size);
+  step.literal_size = static_cast<uint8_t>(size);
+  step.goes_on = goes_on;
 }
 
 PlanStep& PlanSectionWriter::step(StepValue kind, uint64_t offset, size_t room) {
-  constexpr size_t kMost = std::numeric_limits<uint16_t>::max();
-  while (pending_ > kMost) {
-    section_.steps.emplace_back().literal_size = kMost;
-    pending_ -= kMost;
+  // The last piece is a whole one: what stands before a value is not short but where all of it is.
+  const size_t first = pending_.size() % PlanStep::kLiteral;
+  size_t at = 0;
+  for (size_t end = first; end < pending_.size(); end += PlanStep::kLiteral) {
+    if (end > at) piece(&pending_[at], end - at, at > 0);
+    at = end;
   }
-  PlanStep& step = section_.steps.emplace_back();
-  step.offset = offset;
-  step.literal_size = static_cast<uint16_t>(pending_);
-  step.value = kind;
-  section_.room += room;
-  pending_ = 0;
-  return step;
+  piece(pending_.data() + at, pending_.size() - at, at > 0);
+  section_.room += pending_.size() + room;
+  pending_.clear();
+  PlanStep& last = section_.steps.back();
+  last.offset = offset;
+  last.value = kind;
+  return last;
 }
 
-void PlanSectionWriter::number(uint64_t offset, uint8_t width, NumberRead read) {
+void PlanSectionWriter::number(uint64_t offset, NumberRead read) {
   StepValue kind = StepValue::kNumber;
   if (input_size_ < sizeof(uint64_t)) {
     kind = StepValue::kShortNumber;
@@ -76,10 +67,9 @@ void PlanSectionWriter::number(uint64_t offset, uint8_t width, NumberRead read) 
     // The last eight bytes hold the number too, further up.
     const auto above = static_cast<uint8_t>(8 * (offset - (input_size_ - sizeof(uint64_t))));
     offset = input_size_ - sizeof(uint64_t);
-    read.up = static_cast<uint8_t>(64 - 8 * width - above);
+    read.up = static_cast<uint8_t>(read.up - above);
   }
   step(kind, offset, kMsgpackMaxNumber).number = read;
-  if (width != sizeof(uint64_t)) section_.has_only_wide_numbers = false;
 }
 
 void PlanSectionWriter::text_value(StepValue kind, uint64_t offset, uint32_t limit) {
@@ -87,11 +77,11 @@ void PlanSectionWriter::text_value(StepValue kind, uint64_t offset, uint32_t lim
   added.text_limit = limit;
   added.has_window = input_size_ >= kTextWindow && offset <= input_size_ - kTextWindow;
   section_.text_room += limit;
-  section_.texts.push_back(added);
+  section_.texts.push_back({offset, limit, kind == StepValue::kTextUnlessEmpty});
 }
 
-void PlanSectionWriter::value(StepValue kind, uint64_t offset) {
-  step(kind, offset, kMsgpackMaxHeader + kMaxGuidText);
+void PlanSectionWriter::hex(uint64_t offset) {
+  step(StepValue::kHex, offset, kMsgpackMaxHeader + kMaxGuidText);
 }
 
 void PlanSectionWriter::record_value(StepValue kind) {
@@ -106,30 +96,39 @@ void PlanSectionWriter::varying_map_header(uint64_t pairs) {
 void PlanSectionWriter::note(uint64_t index) { step(StepValue::kNote, index, 0); }
 
 void PlanSectionWriter::flush() {
-  if (pending_ > 0) step(StepValue::kNone, 0, 0);
+  if (!pending_.empty()) step(StepValue::kNone, 0, 0);
 }
 
 void PlanSectionWriter::finish() {
   flush();
-  section_.literals.resize(section_.literals.size() + PlanSection::kLiteralPadding);
+  step(StepValue::kEnd, 0, 0);
+  constexpr unsigned kMostCounted = std::numeric_limits<uint8_t>::max();
+  unsigned numbers = 0;
+  unsigned texts = 0;
+  for (auto at = section_.steps.rbegin(); at != section_.steps.rend(); ++at) {
+    numbers = at->value == StepValue::kNumber ? std::min(numbers + 1, kMostCounted) : 0;
+    texts = is_short_text(*at) ? std::min<unsigned>(texts + 1, kTextsAtOnce) : 0;
+    at->numbers = static_cast<uint8_t>(numbers);
+    at->texts = static_cast<uint8_t>(texts & 7);
+  }
 }
 
-size_t section_room(const PlanSection& section, const PlanInput& input) noexcept {
-  const size_t room = section.room + section.sources * input.source.size();
-  if (section.text_room <= kMuchTextRoom) return room + section.text_room;
+size_t measured_text_room(const PlanSection& section, const PlanInput& input) noexcept {
   size_t texts = 0;
-  for (const PlanStep& step : section.texts) {
-    texts += strnlen(input.bytes + step.offset, step.text_limit);
+  for (const PlanSection::Text& text : section.texts) {
+    texts += strnlen(input.bytes + text.offset, text.limit);
   }
-  return room + texts;
+  return texts;
 }
 
 size_t count_empty_texts(const PlanSection& section, const PlanInput& input) noexcept {
-  return static_cast<size_t>(
-      std::count_if(section.texts.begin(), section.texts.end(), [&](const PlanStep& step) {
-        return step.value == StepValue::kTextUnlessEmpty &&
-               (step.text_limit == 0 || input.bytes[step.offset] == '\0');
-      }));
+  size_t empty = 0;
+  for (const PlanSection::Text& text : section.texts) {
+    if (!text.may_go) continue;
+    // Of a field that has bytes, without a branch on what it holds.
+    empty += text.limit == 0 ? 1 : static_cast<size_t>(input.bytes[text.offset] == '\0');
+  }
+  return empty;
 }
 
 }  // namespace vek

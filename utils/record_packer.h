@@ -15,6 +15,7 @@
 
 #include "utils/msgpack_buffer.h"
 #include "utils/packing_plan.h"
+#include "utils/record_head.h"
 #include "utils/record_places.h"
 
 namespace vek {
@@ -34,12 +35,19 @@ class RecordPacker {
                              const PlanInput& input) noexcept;
 
  private:
+  std::string_view pack_anew(const PlanSection& head, const PlanSection& body,
+                             const PlanInput& input) noexcept;
+  bool pays_off() noexcept;
+  void stop_for_a_while() noexcept;
+
   MsgpackBuffer buffer_;
   const PlanSection* head_ = nullptr;  // of the record whose places are known; null: none
   const PlanSection* body_ = nullptr;
   RecordPlaces places_;
-  unsigned misses_ = 0;  // in a row
-  unsigned pause_ = 0;   // records to pack before places are looked at again
+  RecordHead kept_head_;  // of the record in the buffer, when it was packed anew
+  size_t debt_ = 0;       // what moves have cost beyond what places have saved
+  unsigned misses_ = 0;   // in a row
+  unsigned pause_ = 0;    // records to pack before places are looked at again
 };
 
 }  // namespace vek

@@ -20,9 +20,13 @@ using msgpack_detail::put_bytes;
 constexpr char kTrue = static_cast<char>(0xc3);
 constexpr char kFalse = static_cast<char>(0xc2);
 constexpr size_t kWord = sizeof(uint64_t);
-constexpr unsigned kMostMoves = 4;  // one costs as much as some forty counters packed anew
 
-constexpr auto stands_before = [](const auto& value, uint32_t place) { return value.out < place; };
+template <typename Values>
+void move_from(Values& values, uint32_t place, uint32_t shift) {
+  const auto stands_before = [](const auto& value, uint32_t at) { return value.out < at; };
+  auto value = std::lower_bound(values.begin(), values.end(), place, stands_before);
+  for (; value != values.end(); ++value) value->out += shift;
+}
 
 }  // namespace
 
@@ -41,10 +45,9 @@ bool RecordPlaces::rewrite_baseline(const PlanInput& input) noexcept {
   // what does.
   if (!rewrite_texts(is_modern, input) || !rewrite_numbers(is_modern, input.bytes)) return false;
   if (!times_are_out_of_reach_ && !rewrite_times(input.time_us)) return false;
-  for (const Other& flag : flags_) {
-    record_[flag.out] = input.bytes[flag.step->offset] != 0 ? kTrue : kFalse;
-  }
-  return rewrite_sources(input) && rewrite_guids(input.bytes) && rewrite_others(input);
+  rewrite_flags(input.bytes);
+  if (input.source_is_new && !rewrite_sources(input)) return false;
+  return rewrite_guids(input.bytes) && rewrite_others(input);
 }
 
 [[gnu::always_inline]] inline bool RecordPlaces::rewrite_times(uint64_t time_us) noexcept {
@@ -57,6 +60,21 @@ bool RecordPlaces::rewrite_baseline(const PlanInput& input) noexcept {
                    time.step->value == StepValue::kSeconds ? seconds : time_us);
   }
   return true;
+}
+
+// Several at a time: all is read before anything is written, see NumberPlaces.
+[[gnu::always_inline]] inline void RecordPlaces::rewrite_flags(const char* bytes) noexcept {
+  constexpr size_t kAtOnce = 4;
+  const auto value_of = [bytes](const Flag& flag) { return bytes[flag.in] != 0 ? kTrue : kFalse; };
+  const Flag* flag = flags_.data();
+  const Flag* const end = flag + flags_.size();
+  for (; flag + kAtOnce <= end; flag += kAtOnce) {
+    const char values[] = {value_of(flag[0]), value_of(flag[1]), value_of(flag[2]),
+                           value_of(flag[3])};
+    const uint32_t out[] = {flag[0].out, flag[1].out, flag[2].out, flag[3].out};
+    for (size_t i = 0; i < kAtOnce; ++i) record_[out[i]] = values[i];
+  }
+  for (; flag != end; ++flag) record_[flag->out] = value_of(*flag);
 }
 
 [[gnu::always_inline]] inline bool RecordPlaces::rewrite_sources(const PlanInput& input) noexcept {
@@ -149,10 +167,8 @@ bool RecordPlaces::move(uint32_t old_end, uint32_t new_end) noexcept {
   const uint32_t shift = new_end - old_end;  // modulo 2^32
   numbers_.move_from(old_end, shift);
   texts_.move_from(old_end, shift);
-  for (Others* others : {&flags_, &sources_, &guids_, &others_, &times_}) {
-    auto other = std::lower_bound(others->begin(), others->end(), old_end, stands_before);
-    for (; other != others->end(); ++other) other->out += shift;
-  }
+  move_from(flags_, old_end, shift);
+  for (Others* others : {&sources_, &guids_, &others_, &times_}) move_from(*others, old_end, shift);
   return true;
 }
 

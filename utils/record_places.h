@@ -31,8 +31,13 @@ class RecordPlaces {
   bool rewrite_baseline(const PlanInput& input) noexcept;
 
   std::string_view record() const { return {record_, size_}; }
+  // How often what stands behind a value was moved for this record.
+  unsigned moves() const { return kMostMoves - moves_left_; }
+  size_t values() const { return numbers_.size() + texts_.size() + flags_.size(); }
 
  private:
+  static constexpr unsigned kMostMoves = 4;  // one costs as much as many numbers packed anew
+
   // Any other value's place, or the place where it would be when it was left out.
   struct Other {
     const PlanStep* step;
@@ -42,12 +47,17 @@ class RecordPlaces {
     uint64_t guid;  // the identifier that is there as text
   };
   using Others = std::vector<Other>;
+  struct Flag {
+    uint32_t in;
+    uint32_t out;
+  };
   class Learner;
 
   bool rewrite_by(bool is_modern, const PlanInput& input) noexcept;
   bool rewrite_numbers(bool is_modern, const char* bytes) noexcept;
   bool rewrite_texts(bool is_modern, const PlanInput& input) noexcept;
   bool rewrite_times(uint64_t time_us) noexcept;
+  void rewrite_flags(const char* bytes) noexcept;
   bool rewrite_sources(const PlanInput& input) noexcept;
   bool rewrite_guids(const char* bytes) noexcept;
   bool rewrite_others(const PlanInput& input) noexcept;
@@ -60,11 +70,11 @@ class RecordPlaces {
   char* record_ = nullptr;
   size_t size_ = 0;
   size_t capacity_ = 0;
-  unsigned moves_left_ = 0;  // for the record at hand
+  unsigned moves_left_ = kMostMoves;  // for the record at hand
   // Each in the order of the record.
   NumberPlaces numbers_;
   TextPlaces texts_;
-  Others flags_;
+  std::vector<Flag> flags_;
   Others sources_;
   Others guids_;
   Others others_;  // long texts, and those that are left out

@@ -25,15 +25,13 @@ class RecordPlaces::Learner {
   uint8_t byte(uint32_t at) const { return static_cast<uint8_t>(places_.record_[at]); }
 
   bool take(const PlanStep& step) {
-    const uint32_t key = at_;
     at_ += step.literal_size;
     switch (step.value) {
       case StepValue::kNone:
+      case StepValue::kEnd:
         return true;
       case StepValue::kNumber:
         return number(step);
-      case StepValue::kBool:
-        return other(places_.flags_, step, 1);
       case StepValue::kSeconds:
       case StepValue::kTime:
         // Any other time is packed anew.
@@ -49,13 +47,12 @@ class RecordPlaces::Learner {
       case StepValue::kSourceOrEmpty:
         return text(places_.sources_, step);
       case StepValue::kSource:
-        return input_.has_source ? text(places_.sources_, step)
-                                 : left_out(places_.sources_, step, key);
+        return input_.has_source ? text(places_.sources_, step) : left_out(places_.sources_, step);
       case StepValue::kText:
         return field_text(step);
       case StepValue::kTextUnlessEmpty: {
         const bool is_empty = text_length(input_.bytes + step.offset, step) == 0;
-        return is_empty && input_.leave_out_empty ? left_out(places_.others_, step, key)
+        return is_empty && input_.leave_out_empty ? left_out(places_.others_, step)
                                                   : field_text(step);
       }
       default:
@@ -64,9 +61,14 @@ class RecordPlaces::Learner {
   }
 
   bool number(const PlanStep& step) {
-    if (step.offset > std::numeric_limits<uint32_t>::max()) return false;
+    if (step.offset > std::numeric_limits<uint32_t>::max() - sizeof(uint64_t)) return false;
+    const auto in = static_cast<uint32_t>(step.offset);
+    if (step.number.kind == NumberKind::kFlag) {
+      places_.flags_.push_back({in + 7 - step.number.up / 8u, at_++});
+      return true;
+    }
     NumberPlaces& numbers = places_.numbers_;
-    numbers.append(static_cast<uint32_t>(step.offset), step.number, places_.record_, at_);
+    numbers.append(in, step.number, places_.record_, at_);
     at_ = numbers.end(numbers.size() - 1);
     return true;
   }
@@ -104,18 +106,14 @@ class RecordPlaces::Learner {
     if (places_.numbers_.size() + places_.texts_.size() > 0) {
       places_.times_are_out_of_reach_ = false;
     }
-    return other(places_.times_, step, kMsgpackMaxNumber);
-  }
-
-  bool other(Others& others, const PlanStep& step, uint32_t size) {
-    others.push_back({&step, at_, 0, false, 0});
-    at_ += size;
+    places_.times_.push_back({&step, at_, 0, false, 0});
+    at_ += kMsgpackMaxNumber;
     return true;
   }
 
-  bool left_out(Others& others, const PlanStep& step, uint32_t key) {
-    others.push_back({&step, key, 0, true, 0});
-    at_ = key;
+  bool left_out(Others& others, const PlanStep& step) {
+    at_ -= static_cast<uint32_t>(key_size(step));
+    others.push_back({&step, at_, 0, true, 0});
     return true;
   }
 
@@ -143,7 +141,8 @@ bool RecordPlaces::learn(const PlanSection& head, const PlanSection& body, const
   capacity_ = capacity;
   numbers_.clear();
   texts_.clear();
-  for (Others* others : {&flags_, &sources_, &guids_, &others_, &times_}) others->clear();
+  flags_.clear();
+  for (Others* others : {&sources_, &guids_, &others_, &times_}) others->clear();
   time_us_ = input.time_us;
   times_are_out_of_reach_ = true;
   try {

@@ -29,6 +29,7 @@ void TextPlaces::append(const PlanStep& step, const char* record, uint32_t begin
 }
 
 void TextPlaces::expect(Text& text) noexcept {
+  text.others = kTextWindow - std::min<uint32_t>(text.length, kTextWindow);
   if (text.length >= kTextWindow) {
     text.looked_at = 0;
     text.nul = 1;  // which is never so
@@ -73,9 +74,10 @@ void TextPlaces::renew_tails_before(uint32_t place, const char* record) noexcept
   while (text != texts_.begin() && (--text)->out + kTextWindow > place) renew_tail(*text, record);
 }
 
-size_t TextPlaces::write_baseline(char* record, const char* bytes, size_t first) const noexcept {
-  for (; first < texts_.size(); ++first) {
-    const Text& text = texts_[first];
+size_t TextPlaces::write_all_baseline(const Text* texts, size_t count, char* record,
+                                      const char* bytes, size_t first) {
+  for (; first < count; ++first) {
+    const Text& text = texts[first];
     const char* value = bytes + text.in;
     const uint32_t length = length_in_window(value, text.step->text_limit);
     if (length != text.length || length == kTextWindow) break;
@@ -101,33 +103,47 @@ template <typename Byte>
 
 }  // namespace
 
-// One move writes any text, with what stands behind it.
-template <typename Text>
-[[gnu::target("avx2")]] static size_t write_windows(const Text* texts, size_t count, char* record,
-                                                    const char* bytes, size_t first) noexcept {
-  const __m256i nul = _mm256_setzero_si256();
-  for (; first < count; ++first) {
-    const Text& text = texts[first];
+// One move writes any text, with what stands behind it. False, with nothing written, when one of so
+// many has another length. All is read before anything is written: see NumberPlaces.
+template <size_t kCount, typename Text>
+[[gnu::target("avx2"), gnu::always_inline]] static inline bool write_windows(
+    const Text* texts, char* record, const char* bytes) noexcept {
+  __m256i all[kCount];
+  uint32_t out[kCount];
+  uint32_t misfits = 0;
+#pragma GCC unroll 4
+  for (size_t i = 0; i < kCount; ++i) {
+    const Text& text = texts[i];
     const __m256i value = load_window(bytes + text.in);
-    const int is_nul = _mm256_movemask_epi8(_mm256_cmpeq_epi8(value, nul));
-    if ((static_cast<uint32_t>(is_nul) & text.looked_at) != text.nul) break;
-    const __m256i kept = load_window(&kKept[kTextWindow - text.length]);
-    const __m256i all = _mm256_or_si256(_mm256_and_si256(value, kept), load_window(&text.tail[0]));
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(record + text.out), all);
+    const int is_nul = _mm256_movemask_epi8(_mm256_cmpeq_epi8(value, _mm256_setzero_si256()));
+    misfits |= (static_cast<uint32_t>(is_nul) & text.looked_at) ^ text.nul;
+    const __m256i kept = load_window(&kKept[text.others]);
+    all[i] = _mm256_or_si256(_mm256_and_si256(value, kept), load_window(&text.tail[0]));
+    out[i] = text.out;
   }
+  if (misfits != 0) return false;
+#pragma GCC unroll 4
+  for (size_t i = 0; i < kCount; ++i) {
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(record + out[i]), all[i]);
+  }
+  return true;
+}
+
+[[gnu::target("avx2")]] size_t TextPlaces::write_all_modern(const Text* texts, size_t count,
+                                                            char* record, const char* bytes,
+                                                            size_t first) {
+  constexpr size_t kAtOnce = 4;
+  while (first + kAtOnce <= count && write_windows<kAtOnce>(texts + first, record, bytes)) {
+    first += kAtOnce;
+  }
+  while (first < count && write_windows<1>(texts + first, record, bytes)) ++first;
   return first;
 }
 
-static const bool g_is_modern = __builtin_cpu_supports("avx2") != 0;
-
-size_t TextPlaces::write(char* record, const char* bytes, size_t first) const noexcept {
-  if (!g_is_modern) return write_baseline(record, bytes, first);
-  return write_windows(texts_.data(), texts_.size(), record, bytes, first);
-}
+TextPlaces::WriteAll* const TextPlaces::g_write_all =
+    __builtin_cpu_supports("avx2") != 0 ? write_all_modern : write_all_baseline;
 #else
-size_t TextPlaces::write(char* record, const char* bytes, size_t first) const noexcept {
-  return write_baseline(record, bytes, first);
-}
+TextPlaces::WriteAll* const TextPlaces::g_write_all = write_all_baseline;
 #endif
 
 }  // namespace vek

@@ -31,9 +31,13 @@ class TextPlaces {
   // Writes those from `first` on until one has another length than its place, or kTextWindow bytes
   // and more; that one's index, or size(). Up to kTextWindow bytes behind a text are set to what
   // was there when its place was learnt or renewed: the values among them are to be written next.
-  size_t write(char* record, const char* bytes, size_t first) const noexcept;
+  size_t write(char* record, const char* bytes, size_t first) const noexcept {
+    return g_write_all(texts_.data(), texts_.size(), record, bytes, first);
+  }
   // The same with instructions that every processor of the kind has.
-  size_t write_baseline(char* record, const char* bytes, size_t first) const noexcept;
+  size_t write_baseline(char* record, const char* bytes, size_t first) const noexcept {
+    return write_all_baseline(texts_.data(), texts_.size(), record, bytes, first);
+  }
 
   // The text is in the record, at the same place, and so long now.
   void renew(size_t index, const char* record, uint32_t length) noexcept;
@@ -50,9 +54,16 @@ class TextPlaces {
     uint32_t length;
     uint32_t looked_at;  // bytes that say where a text ends, a bit each: up to the length's NUL
     uint32_t nul;        // those of them that are NUL in a text of this length
+    uint32_t others;     // of a window, behind the text
     const PlanStep* step;
     Tail tail;  // what stands behind the text; NUL where it stands
   };
+
+  using WriteAll = size_t(const Text* texts, size_t count, char* record, const char* bytes,
+                          size_t first);
+  static WriteAll write_all_baseline;
+  static WriteAll write_all_modern;
+  static WriteAll* const g_write_all;
 
   std::vector<Text>::iterator first_from(uint32_t place) noexcept;
   static void expect(Text& text) noexcept;

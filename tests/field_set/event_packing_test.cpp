@@ -2,6 +2,8 @@
 #include "field_set/event_msgpack.h"
 
 #include <gmock/gmock.h>
+#include <msgpack.h>
+
 
 #include "tests/field_set/events_fixture.h"
 #include "tests/support/fail_allocation.h"
@@ -9,6 +11,7 @@
 #include "tests/support/log_capture.h"
 #include "tests/support/msgpack_json.h"
 #include "utils/msgpack_buffer.h"
+#include "utils/record_layout.h"
 
 namespace vek::test {
 namespace {
@@ -34,6 +37,30 @@ TEST_F(ReusedBuffer, HoldsOneRecordAfterTheOther) {
   const size_t capacity = buffer.capacity();
   EXPECT_EQ(record(small, {8}), to_hex(pack(small, {8})));
   EXPECT_EQ(buffer.capacity(), capacity);
+}
+
+// Sources that stay, change and come again, in both layouts and in any order.
+TEST_F(ReusedBuffer, NamesTheSourceOfEachEvent) {
+  const uint8_t index = type("t", {{"guid", "uint64_t"}, {"a", "uint32_t"}, {"t", "char", 40}});
+  bind({"meta_field_alias:source=host", "guid", "a", "t"});
+  const vek_event_header_t header = header_of(index, timestamp_us_);
+  EventPlan* const plan = set_.findPlan(&header);
+  ASSERT_NE(plan, nullptr);
+  uint32_t number = 0;
+  for (const uint64_t guid : {7, 7, 7, 8, 8, 7, 0x1234567, 0x1234567, 0x7654321, 7, 7}) {
+    for (const char* layout : {"flb_std", "custom", "custom", "flb_std", "flb_std"}) {
+      ++number;
+      const Record bytes = event({le(guid), le(number), text("some text", 40)});
+      MsgpackBuffer buffer;
+      const size_t size =
+          FieldSet::packEvent(buffer, *plan, bytes.data(), timestamp_us_, "src", layout);
+      const std::string_view next =
+          FieldSet::packNextEvent(*plan, bytes.data(), timestamp_us_, "src", layout_named(layout));
+      ASSERT_FALSE(next.empty());
+      ASSERT_EQ(to_hex(next.data(), next.size()), to_hex(buffer.data(), size))
+          << "event " << number;
+    }
+  }
 }
 
 TEST_F(ReusedBuffer, NeedsNoAllocationInSteadyState) {

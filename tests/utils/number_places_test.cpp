@@ -53,7 +53,7 @@ class Numbers {
     PlanSectionWriter out(body_, bytes_.size());
     for (uint64_t i = 0; i < 5; ++i) {
       out.text(std::string(i, 'k'));
-      out.number(apart * i, width.bytes, read);
+      out.number(apart * i, read);
       offsets_[i] = apart * i;
     }
     out.text("what stands behind the last one");
@@ -129,7 +129,7 @@ TEST(NumberPlaces, OfAPageThatIsStillWrittenMakeRecordsThatAreWhole) {
   alignas(8) uint64_t values[kCount] = {};
   PlanSectionWriter(head, sizeof(values)).finish();
   PlanSectionWriter out(body, sizeof(values));
-  for (size_t i = 0; i < kCount; ++i) out.number(i * 8, 8, NumberRead::integer(8, false));
+  for (size_t i = 0; i < kCount; ++i) out.number(i * 8, NumberRead::integer(8, false));
   out.finish();
   PlanInput input;
   input.bytes = reinterpret_cast<const char*>(values);

@@ -79,7 +79,7 @@ TEST(PackingPlan, ReadsIntegersWhereverTheyLie) {
         for (const bool is_signed : {false, true}) {
           PlanSection section;
           PlanSectionWriter writer(section, size);
-          writer.number(offset, width, NumberRead::integer(width, is_signed));
+          writer.number(offset, NumberRead::integer(width, is_signed));
           writer.finish();
           GuardedBytes bytes(std::vector<uint8_t>(size, 0xa5));
           PlanInput input;
@@ -96,6 +96,28 @@ TEST(PackingPlan, ReadsIntegersWhereverTheyLie) {
   }
 }
 
+// As many flags as are packed at once, and more, right before memory that cannot be read.
+TEST(PackingPlan, FlagsAreTrueUnlessTheirByteIsZero) {
+  for (size_t count = 1; count <= 17; ++count) {
+    PlanSection section;
+    PlanSectionWriter writer(section, count);
+    for (size_t i = 0; i < count; ++i) writer.number(i, NumberRead::flag());
+    writer.finish();
+    for (const uint8_t value : std::vector<uint8_t>{1, 2, 0x7f, 0x80, 0xff}) {
+      for (size_t set = 0; set < count; ++set) {
+        std::vector<uint8_t> bytes(count);
+        bytes[set] = value;
+        const GuardedBytes guarded(bytes);
+        PlanInput input;
+        input.bytes = reinterpret_cast<const char*>(guarded.data());
+        std::string expected(count, '\xC2');
+        expected[set] = '\xC3';
+        ASSERT_EQ(pack(section, input), expected) << int{value} << " at " << set << " of " << count;
+      }
+    }
+  }
+}
+
 TEST(PackingPlan, KeepsTheBitsOfRealNumbers) {
   for (const double value : {0.0, -0.0, 1.5, -1e300, std::nan(""), HUGE_VAL}) {
     const auto narrow = static_cast<float>(value);
@@ -105,8 +127,8 @@ TEST(PackingPlan, KeepsTheBitsOfRealNumbers) {
       std::memcpy(bytes.data() + size - 4, &narrow, 4);
       PlanSection section;
       PlanSectionWriter writer(section, size);
-      writer.number(0, 8, NumberRead::float64());
-      writer.number(size - 4, 4, NumberRead::float32());
+      writer.number(0, NumberRead::float64());
+      writer.number(size - 4, NumberRead::float32());
       writer.finish();
       const GuardedBytes guarded(bytes);
       PlanInput input;
@@ -125,7 +147,7 @@ TEST(PackingPlan, KeepsConstantsOfAnyLength) {
     PlanSection section;
     PlanSectionWriter writer(section, 8);
     writer.text(text);
-    writer.number(0, 8, NumberRead::integer(8, false));
+    writer.number(0, NumberRead::integer(8, false));
     writer.text(text);
     writer.finish();
     const uint64_t value = 7;
@@ -195,6 +217,44 @@ TEST(PackingPlan, LeavesOutEmptyTextsAndSourcesWithTheirKeys) {
   EXPECT_EQ(pack(section, input),
             "\xA1"
             "f\xA1x\xA1s\xA2me\xA1t\xA2me");
+}
+
+// Texts in a row, one of them empty or long, with keys of one step and of several.
+TEST(PackingPlan, TextsInARowAreTakenOneByOneWhereTheyHaveTo) {
+  constexpr uint32_t kField = 40;
+  for (const size_t key_size : {size_t{3}, size_t{31}, size_t{32}, size_t{100}}) {
+    for (size_t count = 1; count <= 9; ++count) {
+      const std::string key(key_size, 'k');
+      PlanSection section;
+      PlanSectionWriter writer(section, kField * count);
+      for (size_t i = 0; i < count; ++i) {
+        writer.flush();
+        writer.text(key);
+        writer.text_value(StepValue::kTextUnlessEmpty, kField * i, kField);
+      }
+      writer.finish();
+      for (size_t odd = 0; odd < count; ++odd) {
+        for (const size_t length : {size_t{0}, size_t{31}, size_t{32}, size_t{kField}}) {
+          std::string bytes(kField * count, '\0');
+          Reference reference;
+          for (size_t i = 0; i < count; ++i) {
+            const std::string text(i == odd ? length : 5, 't');
+            std::memcpy(&bytes[kField * i], text.data(), text.size());
+            if (text.empty()) continue;
+            msgpack_pack_str(reference.packer(), key.size());
+            msgpack_pack_str_body(reference.packer(), key.data(), key.size());
+            msgpack_pack_str(reference.packer(), text.size());
+            msgpack_pack_str_body(reference.packer(), text.data(), text.size());
+          }
+          PlanInput input;
+          input.bytes = bytes.data();
+          input.leave_out_empty = true;
+          ASSERT_EQ(pack(section, input), reference.bytes())
+              << length << " bytes, text " << odd << " of " << count << ", keys of " << key_size;
+        }
+      }
+    }
+  }
 }
 
 TEST(PackingPlan, MeasuresTextsWhoseLongestWouldAskForMuch) {

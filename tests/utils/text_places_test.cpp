@@ -20,19 +20,19 @@ class Texts {
     head.finish();
     PlanSectionWriter out(body_, kSize);
     out.text("number");
-    out.number(kNumber, 8, NumberRead::integer(8, false));
+    out.number(kNumber, NumberRead::integer(8, false));
     out.flush();
     out.text("state_1");
     out.text_value(kind, kFirst, limit);
     out.text("flag");
-    out.value(StepValue::kBool, kFlag);
+    out.number(kFlag, NumberRead::flag());
     out.flush();
     out.text("state_2");
     out.text_value(kind, kSecond, limit);
     out.text("x");
-    out.number(kNumber, 8, NumberRead::integer(8, false));
+    out.number(kNumber, NumberRead::integer(8, false));
     out.text("guid");
-    out.value(StepValue::kHex, kNumber);
+    out.hex(kNumber);
     out.finish();
   }
 
