@@ -12,6 +12,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "utils/guid_text.h"
 #include "utils/msgpack_buffer.h"
@@ -65,6 +66,9 @@ class EventPlan {
   PlanSection flb_std_head_;                      // to the last constant
   PlanSection custom_head_;                       // to the map header of "values"
   PlanSection fields_;
+  // An event whose empty texts are left out, for as long as it is packed: the record says first how
+  // many there are, and a producer may still be writing the page.
+  std::vector<uint8_t> copy_;
   RecordPacker packer_;
   std::optional<NamedSource> named_;  // by the event before
 };

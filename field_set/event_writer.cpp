@@ -1,4 +1,5 @@
 // Carries plans out: what an event brings along, then one pass over the steps.
+#include <cstring>
 
 #include "field_set/event_plan.h"
 #include "field_set/meta_fields.h"
@@ -60,6 +61,10 @@ size_t EventPlan::pack(MsgpackBuffer& buffer, const uint8_t* event, uint64_t tim
 std::string_view EventPlan::pack_next(const uint8_t* event, uint64_t timestamp_us,
                                       std::string_view source, RecordLayout layout) {
   if (packs_nothing()) return {};
+  if (!copy_.empty()) {
+    std::memcpy(copy_.data(), event, copy_.size());
+    event = copy_.data();
+  }
   return with_input(event, timestamp_us, source, layout, named_,
                     [&](const PlanSection& head, const PlanInput& in) {
                       return packer_.pack(head, fields_, in);

@@ -4,6 +4,9 @@
 #include <gmock/gmock.h>
 #include <msgpack.h>
 
+#include <atomic>
+#include <chrono>
+#include <thread>
 
 #include "tests/field_set/events_fixture.h"
 #include "tests/support/fail_allocation.h"
@@ -62,6 +65,40 @@ TEST_F(ReusedBuffer, NamesTheSourceOfEachEvent) {
     }
   }
 }
+
+// A race on purpose, which ThreadSanitizer would rightly tell of.
+#if !defined(__SANITIZE_THREAD__)
+TEST_F(ReusedBuffer, CountsWhatItLeavesOutOfAPageThatIsStillWritten) {
+  const uint8_t index = type("kelvra_smi_event_x", {{"b", "char", 3000}, {"a", "char", 8}});
+  bind({"[kelvra_smi_event_x]", "a", "b"});
+  const vek_event_header_t header = header_of(index, timestamp_us_);
+  EventPlan* const plan = set_.findPlan(&header);
+  ASSERT_NE(plan, nullptr);
+  Record bytes = event({text(std::string(3000, 'b'), 3000), text("a", 8)});
+  std::atomic<bool> is_over = false;
+  std::thread producer([&] {
+    const std::atomic_ref<uint8_t> first(bytes[3000]);
+    while (!is_over) {
+      for (int i = 0; i < 100; ++i) first.store(i % 2 == 0 ? 'a' : 0);
+    }
+  });
+  size_t broken = 0;
+  const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(300);
+  while (std::chrono::steady_clock::now() < end) {
+    const std::string_view record =
+        FieldSet::packNextEvent(*plan, bytes.data(), timestamp_us_, "src", RecordLayout::kFlbStd);
+    msgpack_unpacked unpacked;
+    msgpack_unpacked_init(&unpacked);
+    size_t at = 0;
+    const auto result = msgpack_unpack_next(&unpacked, record.data(), record.size(), &at);
+    broken += result != MSGPACK_UNPACK_SUCCESS || at != record.size() ? 1 : 0;
+    msgpack_unpacked_destroy(&unpacked);
+  }
+  is_over = true;
+  producer.join();
+  EXPECT_EQ(broken, 0u);
+}
+#endif
 
 TEST_F(ReusedBuffer, NeedsNoAllocationInSteadyState) {
   if (!FailAllocation::available()) GTEST_SKIP() << "the allocator is not ours";
