@@ -74,7 +74,7 @@ constexpr NumberForm form_of(NumberKind kind, size_t leading, bool begins_with_o
   if (kind == NumberKind::kFloat64) return {9, 0xcb, 1, 0};
   const bool is_zero = !begins_with_one && leading >= 8;
   if (kind == NumberKind::kFlag) return {1, static_cast<uint8_t>(is_zero ? 0xc2 : 0xc3), 1, 0};
-  const size_t width = 8u * width_of(kind);
+  const size_t width = size_t{8} * width_of(kind);
   const size_t below = leading < width ? width - leading : 0;
   NumberForm form = !begins_with_one  ? unsigned_form(below)
                     : is_signed(kind) ? negative_form(below)
