@@ -3,6 +3,7 @@
 #include <array>
 #include <cstring>
 #if defined(__x86_64__)
+#include <cpuid.h>
 #include <immintrin.h>
 #endif
 
@@ -239,9 +240,23 @@ template <size_t kCount>
   }
 }
 
-const auto g_pack_section = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi2")  //
-                                ? pack_section_modern
-                                : pack_section_baseline;
+// Where there is no such instruction another one is carried out, with another result. Not every
+// compiler's __builtin_cpu_supports() knows of it.
+bool has_lzcnt() noexcept {
+  constexpr unsigned kExtendedFeatures = 0x8000'0001;
+  unsigned a = 0;
+  unsigned b = 0;
+  unsigned c = 0;
+  unsigned d = 0;
+  return __get_cpuid(kExtendedFeatures, &a, &b, &c, &d) != 0 && (c & bit_LZCNT) != 0;
+}
+
+bool is_modern() noexcept {
+  return __builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("bmi") != 0 &&
+         __builtin_cpu_supports("bmi2") != 0 && has_lzcnt();
+}
+
+const auto g_pack_section = is_modern() ? pack_section_modern : pack_section_baseline;
 #else
 constexpr auto g_pack_section = pack_section_baseline;
 #endif
