@@ -41,6 +41,15 @@ bool make_folder(const std::string& path) {
   return true;
 }
 
+// Why the folder cannot be ours alone; null when it is.
+const char* make_private(int fd) {
+  struct stat status {};
+  if (fstat(fd, &status) != 0) return std::strerror(errno);
+  if (status.st_uid != geteuid()) return "it belongs to another user";
+  const bool is_private = (status.st_mode & 07777) == kFolderMode || fchmod(fd, kFolderMode) == 0;
+  return is_private ? nullptr : std::strerror(errno);
+}
+
 // The descriptor of a folder that is ours alone, or -1 after an error line.
 int open_folder(const std::string& path, const std::string& label) {
   if (!make_folder(parent_of(path)) || !make_folder(path)) {
@@ -48,15 +57,7 @@ int open_folder(const std::string& path, const std::string& label) {
   }
   const int fd = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
   if (fd < 0) return refuse(label, path, std::strerror(errno));
-  struct stat status {};
-  const char* why = nullptr;
-  if (fstat(fd, &status) != 0) {
-    why = std::strerror(errno);
-  } else if (status.st_uid != geteuid()) {
-    why = "it belongs to another user";
-  } else if ((status.st_mode & 07777) != kFolderMode && fchmod(fd, kFolderMode) != 0) {
-    why = std::strerror(errno);
-  }
+  const char* const why = make_private(fd);
   if (!why) return fd;
   close(fd);
   return refuse(label, path, why);

@@ -5,7 +5,6 @@
 #include <openssl/x509v3.h>
 
 #include <array>
-#include <cstring>
 #include <new>
 
 #include "raw_msgpack_api/tls_connection.h"
@@ -24,8 +23,7 @@ bool is_address(const std::string& host) {
 int give_passphrase(char* out, int size, int, void* options) {
   const std::string& text = static_cast<const TlsOptions*>(options)->key_passphrase;
   if (size < 0 || text.size() > static_cast<size_t>(size)) return 0;
-  std::memcpy(out, text.data(), text.size());
-  return static_cast<int>(text.size());
+  return static_cast<int>(text.copy(out, text.size()));
 }
 
 bool report(const char* parameter, const std::string& path) {
