@@ -33,9 +33,11 @@ bool read_configuration(const std::string& dir, std::vector<ConfiguredDestinatio
   LogTap log;  // its lines are findings here
   for (const std::string& name : names) {
     const std::string path = exp_file_path(dir, name);
-    findings.looked_at(dir + "/" + name);
-    if (path.size() < dir.size() + 1 + name.size()) {
-      findings.error({dir + "/" + name}, "path-too-long",
+    std::string whole_path = dir;
+    whole_path.append("/").append(name);
+    findings.looked_at(whole_path);
+    if (path.size() < whole_path.size()) {
+      findings.error({whole_path}, "path-too-long",
                      "the path has more than 127 characters and is cut to '" + path + "'",
                      "use a shorter directory or file name");
       continue;
@@ -55,6 +57,7 @@ bool read_configuration(const std::string& dir, std::vector<ConfiguredDestinatio
 ExitStatus keep_destination(const std::string& dir, const std::string& name,
                             std::vector<ConfiguredDestination>& destinations) {
   std::vector<std::string> names;
+  names.reserve(destinations.size());
   for (const ConfiguredDestination& destination : destinations) {
     names.emplace_back(destination.name());
   }

@@ -55,9 +55,9 @@ bool RecordReader::read_head(Head& head) {
   if (first == 0xcb) return read(Shape::kDouble, 8);
   if (first >= 0xcc && first <= 0xcf) return read(Shape::kUnsigned, size_t{1} << (first - 0xcc));
   if (first >= 0xd0 && first <= 0xd3) {
-    const size_t size = size_t{1} << (first - 0xd0);
-    if (!read(Shape::kSigned, size)) return false;
-    const auto shift = static_cast<unsigned>(64 - 8 * size);
+    if (!read(Shape::kSigned, size_t{1} << (first - 0xd0))) return false;
+    constexpr unsigned kUnused[] = {56, 48, 32, 0};  // bits of a word above the number
+    const unsigned shift = kUnused[first - 0xd0];
     head.number = static_cast<uint64_t>(static_cast<int64_t>(head.number << shift) >> shift);
     return true;
   }
