@@ -38,7 +38,6 @@ const vek_counters_schema_t* CountersSchemas::find(const uint8_t* id) {
 PageBlocks::PageBlocks(const vek_data_page_t* page, const PageView& view,
                        const vek_exporter_schema_manager_t& schemas, CountersSchemas* counters)
     : image_(reinterpret_cast<const uint8_t*>(page)),
-      view_(view),
       schemas_(schemas),
       counters_(counters),
       walk_(view) {}

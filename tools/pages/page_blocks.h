@@ -72,7 +72,6 @@ class PageBlocks {
   const uint8_t* schema_id_at(uint8_t index) const;
 
   const uint8_t* image_;
-  const PageView& view_;
   const vek_exporter_schema_manager_t& schemas_;
   CountersSchemas* counters_;
   BlockWalk walk_;
