@@ -66,15 +66,16 @@ bool RecordPlaces::rewrite_baseline(const PlanInput& input) noexcept {
 [[gnu::always_inline]] inline void RecordPlaces::rewrite_flags(const char* bytes) noexcept {
   constexpr size_t kAtOnce = 4;
   const auto value_of = [bytes](const Flag& flag) { return bytes[flag.in] != 0 ? kTrue : kFalse; };
-  const Flag* flag = flags_.data();
-  const Flag* const end = flag + flags_.size();
-  for (; flag + kAtOnce <= end; flag += kAtOnce) {
+  const size_t count = flags_.size();
+  size_t at = 0;
+  for (; at + kAtOnce <= count; at += kAtOnce) {
+    const Flag* const flag = &flags_[at];
     const char values[] = {value_of(flag[0]), value_of(flag[1]), value_of(flag[2]),
                            value_of(flag[3])};
     const uint32_t out[] = {flag[0].out, flag[1].out, flag[2].out, flag[3].out};
     for (size_t i = 0; i < kAtOnce; ++i) record_[out[i]] = values[i];
   }
-  for (; flag != end; ++flag) record_[flag->out] = value_of(*flag);
+  for (; at < count; ++at) record_[flags_[at].out] = value_of(flags_[at]);
 }
 
 [[gnu::always_inline]] inline bool RecordPlaces::rewrite_sources(const PlanInput& input) noexcept {
