@@ -88,7 +88,6 @@ class EventPlanBuilder {
     plan_.included_ = type_.field_set.num_included;
     plan_.skip_empty_strings_ = type_.field_set.skip_empty_strings;
     if (plan_.packs_nothing()) return;
-    if (plan_.skip_empty_strings_) plan_.copy_.resize(plan_.record_size_);
     find_words();
     build_flb_std_head();
     build_custom_head();

@@ -12,7 +12,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "utils/guid_text.h"
 #include "utils/msgpack_buffer.h"
@@ -67,8 +66,9 @@ class EventPlan {
   PlanSection custom_head_;                       // to the map header of "values"
   PlanSection fields_;
   // An event whose empty texts are left out, for as long as it is packed: the record says first how
-  // many there are, and a producer may still be writing the page.
-  std::vector<uint8_t> copy_;
+  // many there are, and a producer may still be writing the page. Takes memory when there is such
+  // an event: schemas can tell of sizes that no page has.
+  MsgpackBuffer copy_;
   RecordPacker packer_;
   std::optional<NamedSource> named_;  // by the event before
 };

@@ -61,9 +61,13 @@ size_t EventPlan::pack(MsgpackBuffer& buffer, const uint8_t* event, uint64_t tim
 std::string_view EventPlan::pack_next(const uint8_t* event, uint64_t timestamp_us,
                                       std::string_view source, RecordLayout layout) {
   if (packs_nothing()) return {};
-  if (!copy_.empty()) {
-    std::memcpy(copy_.data(), event, copy_.size());
-    event = copy_.data();
+  if (skip_empty_strings_ && layout == RecordLayout::kFlbStd) {
+    if (!copy_.restart(record_size_)) {
+      report_lost_record();
+      return {};
+    }
+    std::memcpy(copy_.data(), event, record_size_);
+    event = reinterpret_cast<const uint8_t*>(copy_.data());
   }
   return with_input(event, timestamp_us, source, layout, named_,
                     [&](const PlanSection& head, const PlanInput& in) {

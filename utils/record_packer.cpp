@@ -12,13 +12,13 @@ constexpr unsigned kMostMissesCounted = 7;  // 128 records until the next try
 constexpr size_t kValuesOfAMove = 64;       // that could be packed anew instead
 constexpr size_t kMostDebt = 4 * kValuesOfAMove;
 
+}  // namespace
+
 [[gnu::cold, gnu::noinline]] void report_lost_record() noexcept {
   static LogRateLimit limit;
   if (limit.due_at_level(VEK_LOG_ERROR))
     VEK_LOGE("[record packer] out of memory: a record is lost");
 }
-
-}  // namespace
 
 size_t pack_record(MsgpackBuffer& buffer, const PlanSection& head, const PlanSection& body,
                    const PlanInput& input, size_t least_capacity) noexcept {

@@ -25,6 +25,9 @@ namespace vek {
 size_t pack_record(MsgpackBuffer& buffer, const PlanSection& head, const PlanSection& body,
                    const PlanInput& input, size_t least_capacity = 0) noexcept;
 
+// Tells, now and then, that memory ran out for a record.
+void report_lost_record() noexcept;
+
 class RecordPacker {
  public:
   // The record, valid until the next call; empty when memory runs out.

@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 #include <msgpack.h>
+#include <sys/resource.h>
 
 #include <atomic>
 #include <chrono>
@@ -64,6 +65,22 @@ TEST_F(ReusedBuffer, NamesTheSourceOfEachEvent) {
           << "event " << number;
     }
   }
+}
+
+// Schemas come from other machines.
+TEST_F(ReusedBuffer, TakesNoMemoryForEventsThatNobodySent) {
+  const uint8_t index =
+      type("kelvra_smi_event_x", {{"b", "char", uint32_t{1} << 30}, {"a", "char", 8}});
+  const auto most_memory = [] {
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_maxrss;  // in KB
+  };
+  const long before = most_memory();
+  bind({"[kelvra_smi_event_x]", "a", "b"});
+  const vek_event_header_t header = header_of(index, timestamp_us_);
+  EXPECT_NE(set_.findPlan(&header), nullptr);
+  EXPECT_LT(most_memory() - before, 100'000);
 }
 
 // A race on purpose, which ThreadSanitizer would rightly tell of.
