@@ -166,25 +166,13 @@ class CounterPlanBuilder {
   uint64_t extent_;  // bytes of every block that may be read
 };
 
-void log_unknown_type_of(const void* context, uint64_t index) {
-  const auto& set = *static_cast<const vek_counter_set_t*>(context);
+}  // namespace
+
+void log_unknown_type_of(const void* set_of_counters, uint64_t index) {
+  const auto& set = *static_cast<const vek_counter_set_t*>(set_of_counters);
   log_unknown_type(index < set.num_counters ? set.counters[index].name
                                             : set.meta[index - set.num_counters].name);
 }
-
-PlanInput input_of(const vek_counter_set_t& set, const char* block,
-                   std::string_view source) noexcept {
-  PlanInput input;
-  input.bytes = block;
-  input.time_us = load_unaligned<uint64_t>(block + offsetof(vek_counters_block_t, timestamp));
-  input.source = source;
-  input.has_source = !source.empty();
-  input.note = log_unknown_type_of;
-  input.context = &set;
-  return input;
-}
-
-}  // namespace
 
 std::unique_ptr<vek_counter_plan> make_counter_plan(const vek_counter_set_t& set) noexcept {
   try {
@@ -194,19 +182,6 @@ std::unique_ptr<vek_counter_plan> make_counter_plan(const vek_counter_set_t& set
   } catch (const std::exception&) {
     return nullptr;
   }
-}
-
-CountersRecord::CountersRecord(const vek_counter_plan& plan, const vek_counter_set_t& set,
-                               const void* block, std::string_view source,
-                               RecordLayout layout) noexcept
-    : input(input_of(set, static_cast<const char*>(block), source)),
-      head(head_for(plan, layout)),
-      body(plan.body) {}
-
-const PlanSection& CountersRecord::head_for(const vek_counter_plan& plan,
-                                            RecordLayout layout) const noexcept {
-  if (layout == RecordLayout::kFlbStd) return plan.flb_std_head;
-  return input.has_source ? plan.custom_head : plan.custom_head_without_source;
 }
 
 }  // namespace vek

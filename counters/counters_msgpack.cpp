@@ -20,6 +20,17 @@ const vek_counter_plan* plan_of(const vek_counter_set_t& set,
   return made.get();
 }
 
+[[gnu::cold, gnu::noinline]] std::string_view pack_by_own_plan(vek::RecordPacker& packer,
+                                                               const void* block,
+                                                               const vek_counter_set_t& set,
+                                                               std::string_view source,
+                                                               vek::RecordLayout layout) noexcept {
+  const std::unique_ptr<vek_counter_plan> plan = vek::make_counter_plan(set);
+  if (!plan) return {};
+  const vek::CountersRecord record(*plan, set, block, source, layout);
+  return packer.pack_once(record.head, record.body, record.input);
+}
+
 constexpr size_t kFirstCapacity = 8192;  // bytes; hosts count on room for a normal record
 
 bool packs_something(const void* block, const vek_counter_set_t* set) noexcept {
@@ -56,12 +67,11 @@ std::string_view vek::pack_counters_block(RecordPacker& packer, const void* bloc
                                           const vek_counter_set_t* set, std::string_view source,
                                           RecordLayout layout) noexcept {
   if (!packs_something(block, set)) return {};
-  std::unique_ptr<vek_counter_plan> made;
-  const vek_counter_plan* plan = plan_of(*set, made);
-  if (!plan) return {};
-  const CountersRecord record(*plan, *set, block, source, layout);
-  return made ? packer.pack_once(record.head, record.body, record.input)
-              : packer.pack(record.head, record.body, record.input);
+  if (!set->plan || !set->plan->counts_fit(*set)) [[unlikely]] {
+    return pack_by_own_plan(packer, block, *set, source, layout);
+  }
+  const CountersRecord record(*set->plan, *set, block, source, layout);
+  return packer.pack(record.head, record.body, record.input);
 }
 
 uint64_t vek_counter_set_block_extent(const vek_counter_set_t* set) {

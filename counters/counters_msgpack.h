@@ -52,7 +52,8 @@ namespace vek {
 class RecordPacker;
 
 // As vek_counter_block_to_msgpack_filtered, by a packer that is kept with the set: the record,
-// valid until its next call, or nothing.
+// valid until its next call, or nothing. Who owns the set does not exchange one of its counters for
+// another meanwhile.
 VEK_API std::string_view pack_counters_block(RecordPacker& packer, const void* block,
                                              const vek_counter_set_t* set, std::string_view source,
                                              RecordLayout layout) noexcept;

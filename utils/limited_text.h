@@ -5,15 +5,15 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
-#if defined(__SSE2__)
-#include <emmintrin.h>
+#if defined(__x86_64__)
+#include <immintrin.h>
 #endif
 
 #include "utils/packing_plan.h"
 
 namespace vek {
 
-#if defined(__SSE2__)
+#if defined(__x86_64__)
 // A bit for each byte of the window that is NUL.
 [[gnu::always_inline]] inline uint32_t nul_bytes(const char* window) noexcept {
   const auto half = [](const char* bytes) {
@@ -32,6 +32,19 @@ namespace vek {
 #else
 inline uint32_t length_in_window(const char* text, uint32_t limit) noexcept {
   return static_cast<uint32_t>(strnlen(text, std::min<size_t>(limit, kTextWindow)));
+}
+#endif
+
+#if defined(__x86_64__)
+// The words that a text of that limit lies in, and NULs in the rest of a window.
+[[gnu::target("avx2"), gnu::always_inline]] inline __m256i load_text_words(
+    const char* text, uint32_t limit) noexcept {
+  constexpr size_t kWords = kTextWindow / kTextWord;
+  alignas(kTextWindow) static constexpr int32_t kLoaded[2 * kWords] = {-1, -1, -1, -1,
+                                                                       -1, -1, -1, -1};
+  const size_t words = (std::min<size_t>(limit, kTextWindow) + kTextWord - 1) / kTextWord;
+  const auto* mask = reinterpret_cast<const __m256i_u*>(&kLoaded[kWords - words]);
+  return _mm256_maskload_epi32(reinterpret_cast<const int*>(text), _mm256_loadu_si256(mask));
 }
 #endif
 

@@ -193,21 +193,27 @@ size_t NumberPlaces::first_misfit(const char* bytes, size_t begin, size_t end) c
 
 // Words overlap what stands behind a number, which is why they carry it, and are written in order:
 // that may be the next number.
-bool NumberPlaces::write_quads_baseline(const Quad* begin, const Quad* end, const Details* details,
-                                        char* record, const char* bytes) {
-  bool fit = true;
-  for (const Quad* quad = begin; quad != end; ++quad, ++details) {
-    for (size_t lane = 0; lane < kLanes; ++lane) {
-      const Detail& number = (*details)[lane];
-      const uint64_t value = value_at(*quad, lane, bytes);
-      const unsigned others = kBits - 8u * number.bytes;
-      const uint64_t own = __builtin_bswap64(value << number.shift) << others >> others;
-      const uint64_t word = own | quad->tail[lane];
-      std::memcpy(record + quad->out[lane], &word, kWord);
-      fit &= static_cast<int64_t>(value - quad->least[lane]) <= quad->span[lane];
+size_t NumberPlaces::write_quads_baseline(const Quad* quads, size_t first, size_t count,
+                                          const Details* details, char* record, const char* bytes) {
+  while (first < count) {
+    const size_t end = std::min(count, first + kQuadsAtATime);
+    bool fit = true;
+    for (size_t at = first; at < end; ++at) {
+      const Quad& quad = quads[at];
+      for (size_t lane = 0; lane < kLanes; ++lane) {
+        const Detail& number = details[at][lane];
+        const uint64_t value = value_at(quad, lane, bytes);
+        const unsigned others = kBits - 8u * number.bytes;
+        const uint64_t own = __builtin_bswap64(value << number.shift) << others >> others;
+        const uint64_t word = own | quad.tail[lane];
+        std::memcpy(record + quad.out[lane], &word, kWord);
+        fit &= static_cast<int64_t>(value - quad.least[lane]) <= quad.span[lane];
+      }
     }
+    if (!fit) return first;
+    first = end;
   }
-  return fit;
+  return count;
 }
 
 #if defined(__x86_64__)
@@ -263,16 +269,21 @@ template <size_t kCount, typename Quad>
   return misfits;
 }
 
-[[gnu::target("avx2")]] bool NumberPlaces::write_quads_modern(const Quad* begin, const Quad* end,
-                                                              const Details*, char* record,
-                                                              const char* bytes) {
-  __m256i misfits = _mm256_setzero_si256();
-  const Quad* quad = begin;
-  for (; quad + 2 <= end; quad += 2) {
-    misfits = _mm256_or_si256(misfits, write_lanes<2>(quad, record, bytes));
+[[gnu::target("avx2")]] size_t NumberPlaces::write_quads_modern(const Quad* quads, size_t first,
+                                                                size_t count, const Details*,
+                                                                char* record, const char* bytes) {
+  while (first < count) {
+    const size_t end = std::min(count, first + kQuadsAtATime);
+    __m256i misfits = _mm256_setzero_si256();
+    size_t at = first;
+    for (; at + 2 <= end; at += 2) {
+      misfits = _mm256_or_si256(misfits, write_lanes<2>(quads + at, record, bytes));
+    }
+    if (at < end) misfits = _mm256_or_si256(misfits, write_lanes<1>(quads + at, record, bytes));
+    if (_mm256_testz_si256(misfits, misfits) == 0) return first;
+    first = end;
   }
-  if (quad != end) misfits = _mm256_or_si256(misfits, write_lanes<1>(quad, record, bytes));
-  return _mm256_testz_si256(misfits, misfits) != 0;
+  return count;
 }
 
 NumberPlaces::WriteQuads* const NumberPlaces::g_write_quads =

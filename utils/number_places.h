@@ -80,9 +80,9 @@ class NumberPlaces {
 
   void fill_last_quad(size_t changed) noexcept;
 
-  // Whether all fit.
-  using WriteQuads = bool(const Quad* begin, const Quad* end, const Details* details, char* record,
-                          const char* bytes);
+  // From `first` on, to `count`, or to the first of kQuadsAtATime of which not all fit.
+  using WriteQuads = size_t(const Quad* quads, size_t first, size_t count, const Details* details,
+                            char* record, const char* bytes);
   static WriteQuads write_quads_baseline;
   static WriteQuads write_quads_modern;
   static WriteQuads* const g_write_quads;
@@ -100,15 +100,13 @@ class NumberPlaces {
 [[gnu::always_inline]] inline size_t NumberPlaces::write_by(WriteQuads* write_quads, char* record,
                                                             const char* bytes,
                                                             size_t first) const noexcept {
-  const Quad* const all = quads_.data();
-  const size_t count = (size_ + kLanes - 1) / kLanes;
-  for (size_t quad = first / kLanes; quad < count; quad += kQuadsAtATime) {
-    const size_t end = std::min(count, quad + kQuadsAtATime);
-    if (!write_quads(all + quad, all + end, &details_[quad], record, bytes)) [[unlikely]] {
-      return first_misfit(bytes, kLanes * quad, std::min(size(), kLanes * end));
-    }
+  const size_t count = quads_.size();
+  const size_t quad =
+      write_quads(quads_.data(), first / kLanes, count, details_.data(), record, bytes);
+  if (quad == count) [[likely]] {
+    return size_;
   }
-  return size();
+  return first_misfit(bytes, kLanes * quad, std::min(size_, kLanes * (quad + kQuadsAtATime)));
 }
 
 }  // namespace vek

@@ -183,7 +183,7 @@ template <size_t kCount>
 
 // So many texts, likewise; of any length below kTextWindow without a branch, even where empty ones
 // are left out. False when one is longer.
-template <size_t kCount>
+template <size_t kCount, bool kWords = false>
 [[gnu::target(VEK_MODERN), gnu::always_inline]] inline bool put_texts(char*& p,
                                                                       const PlanStep* steps,
                                                                       const PlanInput& in) {
@@ -196,7 +196,9 @@ template <size_t kCount>
 #pragma GCC unroll 4
   for (size_t i = 0; i < kCount; ++i) {
     const PlanStep& step = steps[i];
-    texts[i] = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(in.bytes + step.offset));
+    const char* const text = in.bytes + step.offset;
+    texts[i] = kWords ? load_text_words(text, step.text_limit)
+                      : _mm256_loadu_si256(reinterpret_cast<const __m256i*>(text));
     const __m256i is_nul = _mm256_cmpeq_epi8(texts[i], _mm256_setzero_si256());
     const uint64_t nul = static_cast<uint32_t>(_mm256_movemask_epi8(is_nul));
     const uint64_t limit = uint64_t{1} << std::min<uint32_t>(step.text_limit, kTextWindow);
@@ -221,6 +223,24 @@ template <size_t kCount>
   return true;
 }
 
+// All sixteen digits are written, of which those of the number count.
+[[gnu::target(VEK_MODERN), gnu::always_inline]] inline char* put_hex_at_once(char* p,
+                                                                             uint64_t value) {
+  const size_t digits = guid_digits(value);
+  value = __builtin_bswap64(value << (64 - 4 * digits));
+  const __m128i bytes = _mm_cvtsi64_si128(static_cast<int64_t>(value));
+  const __m128i pairs = _mm_unpacklo_epi8(_mm_srli_epi16(bytes, 4), bytes);
+  const __m128i nibbles = _mm_and_si128(pairs, _mm_set1_epi8(0xf));
+  const __m128i hex =
+      _mm_setr_epi8('0', '1', '2', '3', '4', '5', '6', '7', '8', '9', 'a', 'b', 'c', 'd', 'e', 'f');
+  const size_t size = 2 + digits;
+  *p = static_cast<char>(0xa0 | size);
+  p[1] = '0';
+  p[2] = 'x';
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(p + 3), _mm_shuffle_epi8(hex, nibbles));
+  return p + 1 + size;
+}
+
 [[gnu::target(VEK_MODERN)]] char* pack_section_modern(char* p, const PlanSection& section,
                                                       const PlanInput& input) noexcept {
   constexpr size_t kAtOnce = 4;
@@ -234,6 +254,11 @@ template <size_t kCount>
       step += kTextsAtOnce;
     } else if (step->texts > 0 && put_texts<1>(p, step, input)) {
       ++step;
+    } else if (step->value == StepValue::kHex) {
+      p = put_hex_at_once(put_literal(p, *step), load_unaligned<uint64_t>(bytes + step->offset));
+      ++step;
+    } else if (step->has_words && !step->goes_on) {
+      put_texts<1, true>(p, step++, input);
     } else {
       p = put_step(p, *step++, input);
     }

@@ -75,7 +75,10 @@ void PlanSectionWriter::number(uint64_t offset, NumberRead read) {
 void PlanSectionWriter::text_value(StepValue kind, uint64_t offset, uint32_t limit) {
   PlanStep& added = step(kind, offset, kMsgpackMaxHeader);
   added.text_limit = limit;
-  added.has_window = input_size_ >= kTextWindow && offset <= input_size_ - kTextWindow;
+  const uint64_t readable = input_size_ - std::min(offset, input_size_);
+  const uint64_t words = (uint64_t{limit} + kTextWord - 1) / kTextWord;
+  added.has_window = readable >= kTextWindow;
+  added.has_words = !added.has_window && words * kTextWord <= readable;
   section_.text_room += limit;
   section_.texts.push_back({offset, limit, kind == StepValue::kTextUnlessEmpty});
 }

@@ -69,6 +69,7 @@ struct PlanStep {
   uint8_t literal_size = 0;
   StepValue value = StepValue::kNone;
   bool has_window : 1 = false;  // a text of whose place kTextWindow bytes are readable
+  bool has_words : 1 = false;   // a shorter one, of whose place only the words that it is in are
   bool goes_on : 1 = false;     // the constant bytes began in the step before
   uint8_t texts : 3 = 0;  // steps in a row from here on that are short texts, up to kTextsAtOnce
   uint8_t numbers = 0;    // that are numbers, as far as it counts
@@ -87,8 +88,10 @@ inline size_t key_size(const PlanStep& step) noexcept {
   return size;
 }
 
-// Bytes that a text is looked at in one go, where they are all readable.
+// Bytes that a text is looked at in one go, where they are all readable; of texts at the end of the
+// input its words.
 inline constexpr size_t kTextWindow = 32;
+inline constexpr size_t kTextWord = 4;
 
 // A run of steps. The last one says so.
 struct PlanSection {
@@ -169,15 +172,17 @@ class PlanSectionWriter {
 // Most bytes that the texts of this input take.
 size_t measured_text_room(const PlanSection& section, const PlanInput& input) noexcept;
 
-// Bytes that pack_section() may write to. The room for texts is their longest unless that asks for
-// much more than they tend to need.
-inline size_t section_room(const PlanSection& section, const PlanInput& input) noexcept {
+// Whether the room depends on nothing but the size of the source: texts are given that of their
+// longest unless that asks for much more than they tend to need.
+inline bool has_fixed_room(const PlanSection& section) noexcept {
   constexpr size_t kMuchTextRoom = 65'536;
+  return section.text_room <= kMuchTextRoom;
+}
+
+// Bytes that pack_section() may write to.
+inline size_t section_room(const PlanSection& section, const PlanInput& input) noexcept {
   const size_t room = section.room + section.sources * input.source.size();
-  if (section.text_room > kMuchTextRoom) [[unlikely]] {
-    return room + measured_text_room(section, input);
-  }
-  return room + section.text_room;
+  return room + (has_fixed_room(section) ? section.text_room : measured_text_room(section, input));
 }
 
 // Texts that kTextUnlessEmpty leaves out.

@@ -17,7 +17,6 @@ namespace vek {
 
 class RecordHead {
  public:
-  void forget() noexcept { section_ = nullptr; }
   // `record` begins with `size` bytes that were packed by the section from this input.
   void learn(const PlanSection& section, const PlanInput& input, size_t size) noexcept;
   // Makes the head of this input out of the one that was learnt and is still there; its size, or 0

@@ -8,7 +8,7 @@
 namespace vek {
 namespace {
 
-constexpr unsigned kMostMissesCounted = 7;  // 128 records until the next try
+constexpr unsigned kMostMissesCounted = 9;  // 512 records until the next try
 constexpr size_t kValuesOfAMove = 64;       // that could be packed anew instead
 constexpr size_t kMostDebt = 4 * kValuesOfAMove;
 
@@ -32,58 +32,52 @@ size_t pack_record(MsgpackBuffer& buffer, const PlanSection& head, const PlanSec
   return static_cast<size_t>(p - buffer.data());
 }
 
-std::string_view RecordPacker::pack(const PlanSection& head, const PlanSection& body,
-                                    const PlanInput& input) noexcept {
-  if (head_ == &head && body_ == &body) {
-    if (places_.rewrite(input)) {
-      if (places_.moves() == 0 && debt_ == 0) [[likely]] {
-        misses_ = 0;
-      } else if (!pays_off()) {
-        stop_for_a_while();
-        head_ = nullptr;
-      }
-      return places_.record();
-    }
-    stop_for_a_while();
+[[gnu::always_inline]] inline std::string_view RecordPacker::pack_anew(
+    const PlanSection& head, const PlanSection& body, const PlanInput& input) noexcept {
+  head_ = nullptr;
+  size_t size = kept_body_ == &body ? kept_head_.renew(buffer_.data(), head, input) : 0;
+  if (size == 0) {
+    if (!make_room(head, body, input)) return {};
+    size = static_cast<size_t>(pack_section(buffer_.data(), head, input) - buffer_.data());
+    kept_head_.learn(head, input, size);
+    kept_body_ = has_fixed_room(body) ? &body : nullptr;
   }
+  char* const record = buffer_.data();
+  const char* const end = pack_section(record + size, body, input);
+  return {record, static_cast<size_t>(end - record)};
+}
+
+std::string_view RecordPacker::pack_and_learn(const PlanSection& head, const PlanSection& body,
+                                              const PlanInput& input) noexcept {
   const std::string_view record = pack_anew(head, body, input);
   if (pause_ > 0) {
     --pause_;
   } else if (places_.learn(head, body, input, buffer_.data(), record.size(), buffer_.capacity())) {
     head_ = &head;
     body_ = &body;
-    kept_head_.forget();
+    kept_body_ = nullptr;
   }
   return record;
 }
 
-std::string_view RecordPacker::pack_anew(const PlanSection& head, const PlanSection& body,
-                                         const PlanInput& input) noexcept {
-  head_ = nullptr;
+bool RecordPacker::make_room(const PlanSection& head, const PlanSection& body,
+                             const PlanInput& input) noexcept {
   const size_t room = section_room(head, input) + section_room(body, input);
-  if (buffer_.capacity() < room) [[unlikely]] {
-    kept_head_.forget();
-    if (!buffer_.restart(room)) {
-      report_lost_record();
-      return {};
-    }
-  }
-  char* const record = buffer_.data();
-  size_t size = kept_head_.renew(record, head, input);
-  if (size == 0) {
-    size = static_cast<size_t>(pack_section(record, head, input) - record);
-    kept_head_.learn(head, input, size);
-  }
-  const char* const end = pack_section(record + size, body, input);
-  return {record, static_cast<size_t>(end - record)};
+  if (buffer_.capacity() >= room) return true;
+  kept_body_ = nullptr;
+  if (buffer_.restart(room)) return true;
+  report_lost_record();
+  return false;
 }
 
 // Whether places are still worth it after a record that moves were made for, or one behind it.
-[[gnu::noinline]] bool RecordPacker::pays_off() noexcept {
+void RecordPacker::account_for_moves() noexcept {
   debt_ += kValuesOfAMove * places_.moves();
   debt_ -= std::min(debt_, places_.values());
   if (debt_ == 0) misses_ = 0;
-  return debt_ <= kMostDebt;
+  if (debt_ <= kMostDebt) return;
+  stop_for_a_while();
+  head_ = nullptr;
 }
 
 void RecordPacker::stop_for_a_while() noexcept {
@@ -95,7 +89,7 @@ void RecordPacker::stop_for_a_while() noexcept {
 std::string_view RecordPacker::pack_once(const PlanSection& head, const PlanSection& body,
                                          const PlanInput& input) noexcept {
   head_ = nullptr;
-  kept_head_.forget();
+  kept_body_ = nullptr;
   const size_t size = pack_record(buffer_, head, body, input);
   return {buffer_.data(), size};
 }

@@ -32,25 +32,43 @@ class RecordPacker {
  public:
   // The record, valid until the next call; empty when memory runs out.
   std::string_view pack(const PlanSection& head, const PlanSection& body,
-                        const PlanInput& input) noexcept;
+                        const PlanInput& input) noexcept {
+    const bool has_places = head_ == &head && body_ == &body;
+    if (has_places && places_.rewrite(input)) [[likely]] {
+      if (places_.moves() > 0 || debt_ > 0) [[unlikely]] {
+        account_for_moves();
+      } else {
+        misses_ = 0;
+      }
+      return places_.record();
+    }
+    if (has_places) stop_for_a_while();
+    return pack_and_learn(head, body, input);
+  }
   // The same, for sections that will not come again.
   std::string_view pack_once(const PlanSection& head, const PlanSection& body,
                              const PlanInput& input) noexcept;
 
  private:
+  std::string_view pack_and_learn(const PlanSection& head, const PlanSection& body,
+                                  const PlanInput& input) noexcept;
   std::string_view pack_anew(const PlanSection& head, const PlanSection& body,
                              const PlanInput& input) noexcept;
-  bool pays_off() noexcept;
+  bool make_room(const PlanSection& head, const PlanSection& body, const PlanInput& input) noexcept;
+  void account_for_moves() noexcept;
   void stop_for_a_while() noexcept;
 
   MsgpackBuffer buffer_;
   const PlanSection* head_ = nullptr;  // of the record whose places are known; null: none
   const PlanSection* body_ = nullptr;
   RecordPlaces places_;
-  RecordHead kept_head_;  // of the record in the buffer, when it was packed anew
-  size_t debt_ = 0;       // what moves have cost beyond what places have saved
-  unsigned misses_ = 0;   // in a row
-  unsigned pause_ = 0;    // records to pack before places are looked at again
+  // Of the record in the buffer, when it was packed anew: its head, and its body, for which there
+  // is room behind such a head whatever the values are. Null: the head is not kept.
+  RecordHead kept_head_;
+  const PlanSection* kept_body_ = nullptr;
+  size_t debt_ = 0;      // what moves have cost beyond what places have saved
+  unsigned misses_ = 0;  // in a row
+  unsigned pause_ = 0;   // records to pack before places are looked at again
 };
 
 }  // namespace vek

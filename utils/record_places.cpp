@@ -43,11 +43,17 @@ bool RecordPlaces::rewrite_baseline(const PlanInput& input) noexcept {
   if (input.time_us != time_us_ && !rewrite_times(input.time_us)) return false;
   // In this order: texts are written with what stands behind them, and the words of numbers overlap
   // what does.
-  if (!rewrite_texts(is_modern, input) || !rewrite_numbers(is_modern, input.bytes)) return false;
+  const char* const bytes = input.bytes;
+  const size_t text =
+      is_modern ? texts_.write(record_, bytes, 0) : texts_.write_baseline(record_, bytes, 0);
+  if (text < texts_.size() && !rewrite_texts_from(text, is_modern, input)) return false;
+  const size_t number =
+      is_modern ? numbers_.write(record_, bytes, 0) : numbers_.write_baseline(record_, bytes, 0);
+  if (number < numbers_.size() && !rewrite_numbers_from(number, is_modern, bytes)) return false;
   if (!times_are_out_of_reach_ && !rewrite_times(input.time_us)) return false;
-  rewrite_flags(input.bytes);
+  if (!flags_.empty()) rewrite_flags(bytes);
   if (input.source_is_new && !rewrite_sources(input)) return false;
-  return rewrite_guids(input.bytes) && rewrite_others(input);
+  return rewrite_guids(bytes) && (others_.empty() || rewrite_others(input));
 }
 
 [[gnu::always_inline]] inline bool RecordPlaces::rewrite_times(uint64_t time_us) noexcept {
@@ -63,7 +69,7 @@ bool RecordPlaces::rewrite_baseline(const PlanInput& input) noexcept {
 }
 
 // Several at a time: all is read before anything is written, see NumberPlaces.
-[[gnu::always_inline]] inline void RecordPlaces::rewrite_flags(const char* bytes) noexcept {
+void RecordPlaces::rewrite_flags(const char* bytes) noexcept {
   constexpr size_t kAtOnce = 4;
   const auto value_of = [bytes](const Flag& flag) { return bytes[flag.in] != 0 ? kTrue : kFalse; };
   const size_t count = flags_.size();
@@ -94,32 +100,38 @@ bool RecordPlaces::rewrite_baseline(const PlanInput& input) noexcept {
     if (guid == other.guid) [[likely]] {
       continue;
     }
-    other.guid = guid;
-    if (!rewrite_text(other, GuidText(guid).view())) return false;
-    renew_tails_before(other.out);
+    if (!rewrite_guid(other, guid)) return false;
   }
   return true;
 }
 
-[[gnu::always_inline]] inline bool RecordPlaces::rewrite_texts(bool is_modern,
-                                                               const PlanInput& input) noexcept {
-  for (size_t at = 0; at < texts_.size(); ++at) {
-    at = is_modern ? texts_.write(record_, input.bytes, at)
-                   : texts_.write_baseline(record_, input.bytes, at);
-    if (at < texts_.size() && !resize_text(at, input)) return false;
+[[gnu::noinline]] bool RecordPlaces::rewrite_guid(Other& other, uint64_t guid) noexcept {
+  other.guid = guid;
+  if (!rewrite_text(other, GuidText(guid).view())) return false;
+  renew_tails_before(other.out);
+  return true;
+}
+
+// From `first` on, which needs another size.
+[[gnu::noinline]] bool RecordPlaces::rewrite_texts_from(size_t first, bool is_modern,
+                                                        const PlanInput& input) noexcept {
+  for (size_t at = first; at < texts_.size();) {
+    if (!resize_text(at, input)) return false;
+    at = is_modern ? texts_.write(record_, input.bytes, at + 1)
+                   : texts_.write_baseline(record_, input.bytes, at + 1);
   }
   return true;
 }
 
-[[gnu::always_inline]] inline bool RecordPlaces::rewrite_numbers(bool is_modern,
-                                                                 const char* bytes) noexcept {
+[[gnu::noinline]] bool RecordPlaces::rewrite_numbers_from(size_t first, bool is_modern,
+                                                          const char* bytes) noexcept {
   // A number needs another size once. More often than that, a producer is still changing the page.
-  size_t at = 0;
-  for (size_t tries = 0; tries <= numbers_.size(); ++tries) {
+  size_t at = first;
+  for (size_t tries = 0; tries < numbers_.size(); ++tries) {
+    if (!resize(at, bytes)) return false;
     at = is_modern ? numbers_.write(record_, bytes, at)
                    : numbers_.write_baseline(record_, bytes, at);
     if (at == numbers_.size()) return true;
-    if (!resize(at, bytes)) return false;
   }
   return false;
 }
@@ -173,7 +185,7 @@ bool RecordPlaces::move(uint32_t old_end, uint32_t new_end) noexcept {
   return true;
 }
 
-[[gnu::always_inline]] inline bool RecordPlaces::rewrite_others(const PlanInput& input) noexcept {
+[[gnu::noinline]] bool RecordPlaces::rewrite_others(const PlanInput& input) noexcept {
   for (Other& other : others_) {
     const char* const text = input.bytes + other.step->offset;
     const uint32_t length = text_length(text, *other.step);
@@ -193,6 +205,10 @@ bool RecordPlaces::move(uint32_t old_end, uint32_t new_end) noexcept {
     put_bytes(record_ + other.out + text_header_size(text.size()), text.data(), text.size());
     return true;
   }
+  return resize_other(other, text);
+}
+
+[[gnu::cold]] bool RecordPlaces::resize_other(Other& other, std::string_view text) noexcept {
   const auto size = static_cast<uint32_t>(text.size());
   const auto end = [&other](uint32_t length) {
     return other.out + text_header_size(length) + length;

@@ -54,14 +54,16 @@ class RecordPlaces {
   class Learner;
 
   bool rewrite_by(bool is_modern, const PlanInput& input) noexcept;
-  bool rewrite_numbers(bool is_modern, const char* bytes) noexcept;
-  bool rewrite_texts(bool is_modern, const PlanInput& input) noexcept;
+  bool rewrite_numbers_from(size_t first, bool is_modern, const char* bytes) noexcept;
+  bool rewrite_texts_from(size_t first, bool is_modern, const PlanInput& input) noexcept;
   bool rewrite_times(uint64_t time_us) noexcept;
   void rewrite_flags(const char* bytes) noexcept;
   bool rewrite_sources(const PlanInput& input) noexcept;
   bool rewrite_guids(const char* bytes) noexcept;
+  bool rewrite_guid(Other& other, uint64_t guid) noexcept;
   bool rewrite_others(const PlanInput& input) noexcept;
   bool rewrite_text(Other& other, std::string_view text) noexcept;
+  bool resize_other(Other& other, std::string_view text) noexcept;
   bool resize(size_t number, const char* bytes) noexcept;
   bool resize_text(size_t text, const PlanInput& input) noexcept;
   void renew_tails_before(uint32_t place) noexcept;

@@ -14,11 +14,12 @@ namespace vek {
 
 bool TextPlaces::takes(const PlanStep& step) noexcept {
   constexpr uint16_t kShortestKey = 6;  // and two headers, and the word of a number of one byte
-  return step.has_window && step.literal_size >= kShortestKey &&
+  return (step.has_window || step.has_words) && step.literal_size >= kShortestKey &&
          step.offset <= std::numeric_limits<uint32_t>::max();
 }
 
 void TextPlaces::append(const PlanStep& step, const char* record, uint32_t begin, uint32_t length) {
+  if (step.has_window && in_windows_ == texts_.size()) ++in_windows_;
   Text& text = texts_.emplace_back();
   text.in = static_cast<uint32_t>(step.offset);
   text.out = begin + text_header_size(length);
@@ -74,13 +75,13 @@ void TextPlaces::renew_tails_before(uint32_t place, const char* record) noexcept
   while (text != texts_.begin() && (--text)->out + kTextWindow > place) renew_tail(*text, record);
 }
 
-size_t TextPlaces::write_all_baseline(const Text* texts, size_t count, char* record,
+size_t TextPlaces::write_all_baseline(const Text* texts, size_t, size_t count, char* record,
                                       const char* bytes, size_t first) {
   for (; first < count; ++first) {
     const Text& text = texts[first];
     const char* value = bytes + text.in;
-    const uint32_t length = length_in_window(value, text.step->text_limit);
-    if (length != text.length || length == kTextWindow) break;
+    const uint32_t length = text_length(value, *text.step);
+    if (length != text.length || length >= kTextWindow) break;
     msgpack_detail::put_bytes(record + text.out, value, length);
   }
   return first;
@@ -105,7 +106,7 @@ template <typename Byte>
 
 // One move writes any text, with what stands behind it. False, with nothing written, when one of so
 // many has another length. All is read before anything is written: see NumberPlaces.
-template <size_t kCount, typename Text>
+template <size_t kCount, bool kWords, typename Text>
 [[gnu::target("avx2"), gnu::always_inline]] static inline bool write_windows(
     const Text* texts, char* record, const char* bytes) noexcept {
   __m256i all[kCount];
@@ -114,7 +115,8 @@ template <size_t kCount, typename Text>
 #pragma GCC unroll 4
   for (size_t i = 0; i < kCount; ++i) {
     const Text& text = texts[i];
-    const __m256i value = load_window(bytes + text.in);
+    const __m256i value = kWords ? load_text_words(bytes + text.in, text.step->text_limit)
+                                 : load_window(bytes + text.in);
     const int is_nul = _mm256_movemask_epi8(_mm256_cmpeq_epi8(value, _mm256_setzero_si256()));
     misfits |= (static_cast<uint32_t>(is_nul) & text.looked_at) ^ text.nul;
     const __m256i kept = load_window(&kKept[text.others]);
@@ -129,14 +131,17 @@ template <size_t kCount, typename Text>
   return true;
 }
 
-[[gnu::target("avx2")]] size_t TextPlaces::write_all_modern(const Text* texts, size_t count,
-                                                            char* record, const char* bytes,
-                                                            size_t first) {
+[[gnu::target("avx2")]] size_t TextPlaces::write_all_modern(const Text* texts, size_t in_windows,
+                                                            size_t count, char* record,
+                                                            const char* bytes, size_t first) {
   constexpr size_t kAtOnce = 4;
-  while (first + kAtOnce <= count && write_windows<kAtOnce>(texts + first, record, bytes)) {
+  while (first + kAtOnce <= in_windows &&
+         write_windows<kAtOnce, false>(texts + first, record, bytes)) {
     first += kAtOnce;
   }
-  while (first < count && write_windows<1>(texts + first, record, bytes)) ++first;
+  if (first + 2 <= in_windows && write_windows<2, false>(texts + first, record, bytes)) first += 2;
+  while (first < in_windows && write_windows<1, false>(texts + first, record, bytes)) ++first;
+  while (first < count && write_windows<1, true>(texts + first, record, bytes)) ++first;
   return first;
 }
 

@@ -14,11 +14,14 @@ namespace vek {
 
 class TextPlaces {
  public:
-  // Whether a text of a field is one for here: kTextWindow bytes are readable, within the first
-  // 4 GiB of an input, and no number's word reaches over the key in front of it.
+  // Whether a text of a field is one for here: its window or its words are readable, within the
+  // first 4 GiB of an input, and no number's word reaches over the key in front of it.
   static bool takes(const PlanStep& step) noexcept;
 
-  void clear() { texts_.clear(); }
+  void clear() {
+    texts_.clear();
+    in_windows_ = 0;
+  }
   size_t size() const { return texts_.size(); }
   // A text of `length` bytes whose header begins at `begin`, behind all others. `step` is borrowed.
   // Throws std::bad_alloc.
@@ -32,12 +35,11 @@ class TextPlaces {
   // and more; that one's index, or size(). Up to kTextWindow bytes behind a text are set to what
   // was there when its place was learnt or renewed: the values among them are to be written next.
   size_t write(char* record, const char* bytes, size_t first) const noexcept {
-    const size_t end = g_write_all(texts_.data(), texts_.size(), record, bytes, first);
-    return end;
+    return g_write_all(texts_.data(), in_windows_, texts_.size(), record, bytes, first);
   }
   // The same with instructions that every processor of the kind has.
   size_t write_baseline(char* record, const char* bytes, size_t first) const noexcept {
-    return write_all_baseline(texts_.data(), texts_.size(), record, bytes, first);
+    return write_all_baseline(texts_.data(), in_windows_, texts_.size(), record, bytes, first);
   }
 
   // The text is in the record, at the same place, and so long now.
@@ -60,8 +62,8 @@ class TextPlaces {
     Tail tail;  // what stands behind the text; NUL where it stands
   };
 
-  using WriteAll = size_t(const Text* texts, size_t count, char* record, const char* bytes,
-                          size_t first);
+  using WriteAll = size_t(const Text* texts, size_t in_windows, size_t count, char* record,
+                          const char* bytes, size_t first);
   static WriteAll write_all_baseline;
   static WriteAll write_all_modern;
   static WriteAll* const g_write_all;
@@ -71,6 +73,7 @@ class TextPlaces {
   static void renew_tail(Text& text, const char* record) noexcept;
 
   std::vector<Text> texts_;
+  size_t in_windows_ = 0;  // of the first ones kTextWindow bytes are readable
 };
 
 // Bytes before a text of that length.
