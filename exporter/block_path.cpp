@@ -8,9 +8,15 @@ namespace vek {
 
 TypeSystemPath::TypeSystemPath(FluentBitExporter& exporter, const vek_type_system_t* type_system) {
   if (exporter.field_set_) exporter.field_set_->updateWithNewSchemas(type_system, false);
-  if (!type_system || !type_system->counters_schema) return;
-  if (vek_counters_schema_number_of_counters(type_system->counters_schema) == 0) return;
-  counters_ = exporter.csets_.get_for_page(type_system->counters_schema, exporter.counterset_file_);
+  const vek_counters_schema_t* const schema = type_system ? type_system->counters_schema : nullptr;
+  if (!schema) return;
+  if (const BoundCounterSet* found = exporter.csets_.find_for_page(*schema)) {
+    counters_ = *found;
+  } else if (vek_counters_schema_number_of_counters(schema) > 0) {
+    counters_ = exporter.csets_.get_for_page(schema, exporter.counterset_file_);
+  } else {
+    return;
+  }
   exporter.counter_set_ = counters_.set;
 }
 
@@ -45,8 +51,9 @@ BoundCounterSet SchemaManagerPath::counter_set() {
     found.schema = schema.get();  // which the manager keeps
     std::memcpy(found.id.data(), schema_id_, found.id.size());
   }
+  const BoundCounterSet* const known = exporter_.csets_.find_for_page(*found.schema);
   const BoundCounterSet counters =
-      exporter_.csets_.get_for_page(found.schema, exporter_.counterset_file_);
+      known ? *known : exporter_.csets_.get_for_page(found.schema, exporter_.counterset_file_);
   exporter_.counter_set_ = counters.set;
   return counters;
 }

@@ -7,6 +7,7 @@
 #ifndef VEK_EXPORTER_BLOCK_WALK_H
 #define VEK_EXPORTER_BLOCK_WALK_H
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 
@@ -40,7 +41,11 @@ class BlockWalk {
   Bytes last_schemas_block() const { return last_schemas_block_; }
 
  private:
-  size_t block_end() const;
+  static constexpr size_t kMinRecord = 5;  // fewer bytes at a block's end are padding
+
+  size_t block_end() const {
+    return block_start_ + std::min<uint64_t>(block_size_, used_.size() - block_start_);
+  }
 
   Bytes used_;
   uint64_t block_size_;
@@ -48,6 +53,24 @@ class BlockWalk {
   size_t position_ = 0;
   Bytes last_schemas_block_;
 };
+
+inline bool BlockWalk::current(BlockRecord& out) {
+  while (block_start_ < used_.size()) {
+    const size_t left = block_end() - position_;
+    if (left >= kMinRecord) {
+      out.bytes = used_.subspan(position_, left);
+      out.type = vek_data_block_get_type(out.bytes.data());
+      return true;
+    }
+    end_block();
+  }
+  return false;
+}
+
+inline void BlockWalk::end_block() {
+  block_start_ = block_end();
+  position_ = block_start_;
+}
 
 }  // namespace vek
 

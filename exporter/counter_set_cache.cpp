@@ -18,7 +18,7 @@ constexpr const char* kGetter = "getCset";
 constexpr char kFoundFormat[] = "[%s] Found cset for schema id = '%s'";
 
 // What changes when counters are added to a schema, or its groups are exchanged.
-uint64_t shapeOf(const vek_counters_schema_t& schema) {
+[[gnu::always_inline]] inline uint64_t shapeOf(const vek_counters_schema_t& schema) {
   constexpr uint64_t kPrime = 0x100000001b3;
   uint64_t shape = schema.num_groups * kPrime + schema.size_of_counters;
   for (uint32_t i = 0; i < schema.num_groups; ++i) {
@@ -53,18 +53,21 @@ BoundCounterSet CounterSetCache::get(const vek_counters_schema_t* schema,
 BoundCounterSet CounterSetCache::get_for_page(const vek_counters_schema_t* schema,
                                               const char* counterset_file) {
   if (!schema || schema->serial == 0) return get(schema, counterset_file);
+  if (const BoundCounterSet* found = find_for_page(*schema)) return *found;
   Known& known = known_[schema->serial % known_.size()];
-  const uint64_t shape = shapeOf(*schema);
-  if (known.serial == schema->serial && known.shape == shape) {
-    VEK_LOGD(kFoundFormat, kGetter, known.id->c_str());
-    return known.bound;
-  }
   known = {};
   const std::string* id = identifierOf(*schema);
   if (!id) return {};
   const BoundCounterSet bound = findOrCreate(*id, *schema, counterset_file);
-  if (bound.set) known = {schema->serial, shape, id, bound};
+  if (bound.set) known = {schema->serial, shapeOf(*schema), id, bound};
   return bound;
+}
+
+const BoundCounterSet* CounterSetCache::find_for_page(const vek_counters_schema_t& schema) const {
+  const Known& known = known_[schema.serial % known_.size()];
+  if (!known.id || known.serial != schema.serial || known.shape != shapeOf(schema)) return nullptr;
+  VEK_LOGD(kFoundFormat, kGetter, known.id->c_str());
+  return &known.bound;
 }
 
 void CounterSetCache::clear() {

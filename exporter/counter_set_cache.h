@@ -41,6 +41,8 @@ class CounterSetCache {
   // The same for a page. A digest costs more than a hundred records, so a schema that was met
   // before is known by its serial number and its shape, without a look at its counters.
   BoundCounterSet get_for_page(const vek_counters_schema_t* schema, const char* counterset_file);
+  // The same, null for a schema that was not met before.
+  const BoundCounterSet* find_for_page(const vek_counters_schema_t& schema) const;
   void clear();
 
  private:

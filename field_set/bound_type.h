@@ -80,6 +80,14 @@ struct FieldSetState {
   static constexpr size_t kRecentTypes = 64;
   std::array<RecentType, kRecentTypes> recent{};
 
+  // Of the schemas of the type system that was asked last, when each of them was known.
+  struct SchemaIdentity {
+    SchemaIdBytes digest;
+    std::array<char, VEK_SCHEMA_ID_TEXT_SIZE> text;
+    bool operator==(const SchemaIdentity&) const = default;
+  };
+  std::vector<SchemaIdentity> known_identities;
+
   // The schema manager asked last, and how many schemas it held: it only ever gains some.
   const SchemaManager* known_manager = nullptr;
   size_t known_manager_schemas = 0;

@@ -25,6 +25,49 @@ void bindAll(FieldSetState& state, SchemaBinder::Origin origin, const Candidates
   SchemaBinder(state, origin).bind(candidates);
 }
 
+FieldSetState::SchemaIdentity identityOf(const vek_schema_t* schema) {
+  FieldSetState::SchemaIdentity identity{};
+  if (!schema) return identity;
+  std::copy_n(schema->digest, identity.digest.size(), identity.digest.begin());
+  std::copy_n(schema->id_string, identity.text.size(), identity.text.begin());
+  return identity;
+}
+
+// Whether its schemas are those of a type system that brought none, by their identifiers: another
+// schema may lie where one lay.
+[[gnu::noinline]] bool hasNothingNew(const FieldSetState& state,
+                                     const vek_type_system_t& type_system) {
+  return std::equal(
+      state.known_identities.begin(), state.known_identities.end(), type_system.schemas,
+      type_system.schemas + type_system.num_schemas,
+      [](const auto& known, const vek_schema_t* schema) { return known == identityOf(schema); });
+}
+
+void rememberIdentities(FieldSetState& state, const vek_type_system_t& type_system) {
+  state.known_identities.clear();
+  for (unsigned i = 0; i < type_system.num_schemas; ++i) {
+    state.known_identities.push_back(identityOf(type_system.schemas[i]));
+  }
+}
+
+[[gnu::noinline]] void bindNewSchemas(FieldSetState& state, const vek_type_system_t& type_system,
+                                      bool force) {
+  Candidates candidates;
+  for (unsigned i = 0; i < type_system.num_schemas; ++i) {
+    const vek_schema_t* schema = type_system.schemas[i];
+    if (!schema) continue;
+    std::string id_text = schemaIdText(*schema);
+    const bool seen = std::any_of(candidates.begin(), candidates.end(), [&](const auto& candidate) {
+      return candidate.id_text == id_text;
+    });
+    if (seen || (!force && state.cache_id(id_text) >= 0)) continue;
+    VEK_LOGD("[%s] need to add schema '%s'", "updateWithNewSchemas", id_text.c_str());
+    candidates.push_back({std::move(id_text), schema, i});
+  }
+  if (candidates.empty()) rememberIdentities(state, type_system);
+  bindAll(state, SchemaBinder::Origin::kTypeSystem, candidates, "updateWithNewSchemas");
+}
+
 // Schemas that the page is about to use, which the manager may have to load first.
 void findNamedSchemas(const FieldSetState& state, SchemaManager& manager, SchemasById& found) {
   if (!state.last_schema_block) return;
@@ -61,19 +104,9 @@ void FieldSet::updateWithNewSchema(const vek_schema_t* schema) {
 
 void FieldSet::updateWithNewSchemas(const vek_type_system_t* type_system, bool force) {
   if (!type_system || type_system->num_schemas == 0) return;
-  Candidates candidates;
-  for (unsigned i = 0; i < type_system->num_schemas; ++i) {
-    const vek_schema_t* schema = type_system->schemas[i];
-    if (!schema) continue;
-    std::string id_text = schemaIdText(*schema);
-    const bool seen = std::any_of(candidates.begin(), candidates.end(), [&](const auto& candidate) {
-      return candidate.id_text == id_text;
-    });
-    if (seen || (!force && state_->cache_id(id_text) >= 0)) continue;
-    VEK_LOGD("[%s] need to add schema '%s'", "updateWithNewSchemas", id_text.c_str());
-    candidates.push_back({std::move(id_text), schema, i});
-  }
-  bindAll(*state_, SchemaBinder::Origin::kTypeSystem, candidates, "updateWithNewSchemas");
+  // Asked for every page, and seldom with an answer.
+  if (!force && hasNothingNew(*state_, *type_system)) return;
+  bindNewSchemas(*state_, *type_system, force);
 }
 
 void FieldSet::updateWithNewSchemas_kix(SchemaManager* schema_manager) {

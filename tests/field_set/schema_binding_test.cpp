@@ -233,6 +233,29 @@ TEST_F(SchemaBinding, LogsNewSchemasOnce) {
   EXPECT_EQ(log.count(7, "[GetSchemaId] new_schm_id = 0, adding schema = " + id), 1u);
 }
 
+TEST_F(SchemaBinding, FindsASchemaThatTakesThePlaceOfOneThatWasKnown) {
+  type("t", {{"a", "bool"}});
+  bind();
+  for (int page = 0; page < 3; ++page) set_.updateWithNewSchemas(ts_.get(), false);
+  add_type(schema_, "u", {{"b", "bool"}});
+  std::fill(std::begin(schema_->digest), std::end(schema_->digest), uint8_t{0});
+  vek_type_system_update_md5_hashes(ts_.get());
+  EXPECT_EQ(set_.GetSchemaId(schema_), -1);
+  set_.updateWithNewSchemas(ts_.get(), false);
+  EXPECT_EQ(set_.GetSchemaId(schema_), 1);
+}
+
+TEST_F(SchemaBinding, FindsASchemaThatJoinsThoseThatWereKnown) {
+  type("t", {{"a", "bool"}});
+  bind();
+  for (int page = 0; page < 3; ++page) set_.updateWithNewSchemas(ts_.get(), false);
+  vek_schema_t* second = vek_type_system_add_schema(ts_.get(), "second", 1, nullptr);
+  add_type(second, "u", {{"b", "bool"}});
+  vek_type_system_update_md5_hashes(ts_.get());
+  set_.updateWithNewSchemas(ts_.get(), false);
+  EXPECT_EQ(set_.GetSchemaId(second), 1);
+}
+
 TEST_F(SchemaBinding, ForcedRebindingKeepsTheCacheId) {
   type("t", {{"a", "bool"}});
   vek_schema_t* second = vek_type_system_add_schema(ts_.get(), "second", 1, nullptr);

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <random>
 #include <string>
@@ -15,7 +16,7 @@ class RandomRecords {
  public:
   explicit RandomRecords(uint64_t seed) : random_(seed) {
     const size_t steps = 1 + draw(30);
-    bytes_.resize(16 + 40 * steps);
+    bytes_.resize(16 + 40 * steps - draw(33));
     PlanSectionWriter head(head_, bytes_.size());
     head.array_header(2);
     head.record_value(StepValue::kSeconds);
@@ -59,6 +60,9 @@ class RandomRecords {
   size_t draw(size_t below) { return static_cast<size_t>(random_() % below); }
   bool chance(size_t one_in) { return draw(one_in) == 0; }
 
+  // Bytes of the value there; of the last one as many as are left, at least eight.
+  size_t room(uint64_t offset) const { return std::min<size_t>(40, bytes_.size() - offset); }
+
   void add_step(PlanSectionWriter& out, uint64_t offset) {
     // Keys of any size: short ones let values reach into each other's words.
     out.flush();
@@ -72,10 +76,11 @@ class RandomRecords {
         out.hex(offset);
         break;
       case 2:
-        out.text_value(StepValue::kText, offset, static_cast<uint32_t>(draw(41)));
+        out.text_value(StepValue::kText, offset, static_cast<uint32_t>(draw(1 + room(offset))));
         break;
       case 3:
-        out.text_value(StepValue::kTextUnlessEmpty, offset, static_cast<uint32_t>(draw(41)));
+        out.text_value(StepValue::kTextUnlessEmpty, offset,
+                       static_cast<uint32_t>(draw(1 + room(offset))));
         break;
       case 4:
         out.number(offset, chance(2) ? NumberRead::float64() : NumberRead::integer(8, true));
@@ -90,12 +95,13 @@ class RandomRecords {
 
   // A number of any magnitude and sign, or a text of any length.
   void change_a_value() {
-    char* const value = bytes_.data() + values_[draw(values_.size())];
+    const uint64_t offset = values_[draw(values_.size())];
+    char* const value = bytes_.data() + offset;
     uint64_t bits = random_() >> draw(64);
     if (chance(3)) bits = ~bits;
     std::memcpy(value, &bits, sizeof(bits));
-    if (chance(4)) value[draw(40)] = '\0';
-    if (chance(4)) std::memset(value + 8, 't', draw(32));
+    if (chance(4)) value[draw(room(offset))] = '\0';
+    if (chance(4)) std::memset(value + 8, 't', draw(room(offset) - 7));
   }
 
   std::mt19937_64 random_;

@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <memory>
 #include <string>
 
+#include "tests/support/guarded_bytes.h"
 #include "tests/utils/record_rewriting.h"
 
 namespace vek::test {
@@ -77,6 +79,80 @@ TEST(TextPlaces, TakeTextsOfEveryLength) {
         const std::string one = texts.with(from, to, 200);
         const std::string other = texts.with(to, from, 201);
         expect_rewritten(texts.head(), texts.body(), texts.input(one), texts.input(other));
+        if (testing::Test::HasFatalFailure()) return;
+      }
+    }
+  }
+}
+
+// Two texts of a limit at the end of an input, behind which nothing is readable.
+class LastTexts {
+ public:
+  LastTexts(uint32_t limit, size_t behind) : limit_(limit), size_(kFirst + 2 * limit + behind) {
+    PlanSectionWriter head(head_, size_);
+    head.array_header(2);
+    head.record_value(StepValue::kSeconds);
+    head.finish();
+    PlanSectionWriter out(body_, size_);
+    for (const uint64_t offset : {kFirst, kFirst + limit}) {
+      out.text("a text");
+      out.text_value(StepValue::kText, offset, limit);
+    }
+    out.finish();
+  }
+
+  // Filled with no NUL but those behind the texts.
+  std::unique_ptr<GuardedBytes> with(size_t first, size_t second) const {
+    std::string bytes(size_, 'x');
+    if (first < limit_) bytes[kFirst + first] = '\0';
+    if (second < limit_) bytes[kFirst + limit_ + second] = '\0';
+    return std::make_unique<GuardedBytes>(bytes.data(), bytes.size());
+  }
+  static PlanInput input(const GuardedBytes& bytes) {
+    PlanInput input;
+    input.bytes = bytes.as<char>();
+    input.time_us = 1'700'000'000'000'000;
+    return input;
+  }
+  // Of texts of so many bytes, behind the head.
+  static std::string body_with(size_t first, size_t second) {
+    std::string body;
+    for (const size_t size : {first, second}) {
+      body +=
+          "\xa6"
+          "a text" +
+          std::string(1, static_cast<char>(0xa0 | size)) + std::string(size, 'x');
+    }
+    return body;
+  }
+
+  const PlanSection& head() const { return head_; }
+  const PlanSection& body() const { return body_; }
+
+ private:
+  static constexpr uint64_t kFirst = 3;  // at no multiple of a word
+
+  uint32_t limit_;
+  size_t size_;
+  PlanSection head_;
+  PlanSection body_;
+};
+
+TEST(TextPlaces, ReadNothingBehindTheInput) {
+  constexpr size_t kHead = 10;
+  for (uint32_t limit = 0; limit < 32; ++limit) {
+    for (size_t behind = 0; behind < 4; ++behind) {
+      const LastTexts texts(limit, behind);
+      const auto one = texts.with(limit, limit / 2);
+      for (size_t first = 0; first <= limit; ++first) {
+        const size_t second = limit - first;
+        SCOPED_TRACE(testing::Message()
+                     << "limit " << limit << ", " << behind << " behind: " << first);
+        const auto other = texts.with(first, second);
+        const PlanInput input = LastTexts::input(*other);
+        ASSERT_EQ(packed_anew(texts.head(), texts.body(), input).substr(kHead),
+                  LastTexts::body_with(first, second));
+        expect_rewritten(texts.head(), texts.body(), LastTexts::input(*one), input);
         if (testing::Test::HasFatalFailure()) return;
       }
     }
