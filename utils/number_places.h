@@ -17,7 +17,10 @@ namespace vek {
 
 class NumberPlaces {
  public:
-  void clear();
+  // `input_size`: bytes of every input that may be read.
+  void clear(uint64_t input_size);
+  // One more than the index of the last number. Two at a time are read as sixteen bytes; where one
+  // does not lie so close to the next, it counts twice.
   size_t size() const { return size_; }
   // A number that is read at `in` of every input and begins at `out` of the record, behind all
   // others. Throws std::bad_alloc.
@@ -31,7 +34,7 @@ class NumberPlaces {
   // that one's index, or size(). What stands at its place and behind it is no use then. Values may
   // change meanwhile: the index is then that of any number that was just written.
   size_t write(char* record, const char* bytes, size_t first) const noexcept {
-    return write_by(g_write_quads, record, bytes, first);
+    return write_by(has_windows_ ? g_write_quads : write_quads_baseline, record, bytes, first);
   }
   // The same with instructions that every processor of the kind has.
   size_t write_baseline(char* record, const char* bytes, size_t first) const noexcept {
@@ -50,35 +53,43 @@ class NumberPlaces {
  private:
   static constexpr size_t kLanes = 4;
   static constexpr size_t kQuadsAtATime = 16;  // are written before their misfits are looked for
-  // Values are looked at as the highest bits of a word, where their width makes no difference. The
-  // last number fills the lanes behind it, too.
-  struct Quad {
+  static constexpr uint32_t kWindow = 16;      // bytes that two numbers are read from
+  using Order =
+      std::array<uint8_t, 8>;  // where each byte of a word comes from, as shuffles have it
+  // Values are looked at as the highest bits of a word, where their width makes no difference. A
+  // lane without a number of its own has that of the lane before it, whose word is written again.
+  struct alignas(64) Quad {
     uint64_t least[kLanes];  // of the values of that size, plus 2^63: comparisons are signed ones
     int64_t span[kLanes];    // from there to the largest, less 2^63
     uint64_t tail[kLanes];   // what stands behind the number, in the bytes that it leaves of a word
-    uint64_t
-        order[kLanes];  // where each byte of a word comes from, as a shuffle of 16 bytes has it
-    uint32_t in[kLanes];
-    uint32_t out[kLanes];  // of the number's own bytes
-    uint8_t up[kLanes];    // shift to the highest bits
+    Order pick[kLanes];      // of the value, out of its window
+    Order order[kLanes];     // of the word that is written, likewise
+    uint32_t window[kLanes / 2];  // in the input, of two lanes each
+    uint32_t out[kLanes];         // of the number's own bytes
   };
   struct Detail {
+    uint32_t in = 0;
     NumberRead read;
-    uint8_t lead = 0;   // bytes before the number's own
-    uint8_t bytes = 0;  // of the number itself
-    uint8_t shift = 0;  // past those that are not written
+    uint8_t lead = 0;       // bytes before the number's own
+    uint8_t bytes = 0;      // of the number itself
+    uint8_t shift = 0;      // past those that are not written
+    bool is_repeat = true;  // of the lane before
+
+    // Of the value's own bytes in the input.
+    uint32_t first() const { return in + 8u - read.up / 8u - read.width(); }
   };
   using Details = std::array<Detail, kLanes>;  // of a quad
 
-  static uint64_t value_at(const Quad& quad, size_t lane, const char* bytes) noexcept;
+  static uint64_t value_of(const Detail& number, const char* bytes) noexcept;
   uint32_t out(size_t index) const { return quads_[index / kLanes].out[index % kLanes]; }
+  uint32_t& window(size_t index) { return quads_[index / kLanes].window[index % kLanes / 2]; }
   Detail& detail(size_t index) { return details_[index / kLanes][index % kLanes]; }
   const Detail& detail(size_t index) const { return details_[index / kLanes][index % kLanes]; }
-  static uint64_t order_of(const Detail& number, size_t lane) noexcept;
+  bool joins_the_one_before(const Detail& number) const noexcept;
+  void set_orders(size_t index) noexcept;
   size_t first_from(uint32_t place) const noexcept;
   void renew_tail(size_t index, const char* record) noexcept;
-
-  void fill_last_quad(size_t changed) noexcept;
+  void repeat(size_t index) noexcept;
 
   // From `first` on, to `count`, or to the first of kQuadsAtATime of which not all fit.
   using WriteQuads = size_t(const Quad* quads, size_t first, size_t count, const Details* details,
@@ -91,6 +102,8 @@ class NumberPlaces {
   size_t first_misfit(const char* bytes, size_t begin, size_t end) const noexcept;
 
   size_t size_ = 0;
+  uint64_t input_size_ = 0;
+  bool has_windows_ = false;  // inputs are large enough for them
   std::vector<Quad> quads_;
   std::vector<Details> details_;
 };

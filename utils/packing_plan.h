@@ -106,6 +106,7 @@ struct PlanSection {
   size_t room = kRoomBehind;  // most bytes that all but texts and sources take
   size_t text_room = 0;       // most bytes that the texts take
   size_t sources = 0;         // steps that write the source
+  uint64_t input_size = 0;    // bytes of every input that may be read
 
   // What encoders scribble on behind the last value.
   static constexpr size_t kRoomBehind = 16 + PlanStep::kLiteral;
@@ -140,7 +141,9 @@ class PlanSectionWriter {
  public:
   // `input_size`: bytes of every input that may be read.
   PlanSectionWriter(PlanSection& section, uint64_t input_size)
-      : section_(section), input_size_(input_size) {}
+      : section_(section), input_size_(input_size) {
+    section.input_size = input_size;
+  }
 
   void text(std::string_view text);
   void map_header(uint64_t pairs);

@@ -1,4 +1,5 @@
 // Finding the places of a record's values, by going over its steps once more.
+#include <algorithm>
 #include <exception>
 #include <limits>
 
@@ -139,7 +140,7 @@ bool RecordPlaces::learn(const PlanSection& head, const PlanSection& body, const
   record_ = record;
   size_ = size;
   capacity_ = capacity;
-  numbers_.clear();
+  numbers_.clear(std::min(head.input_size, body.input_size));
   texts_.clear();
   flags_.clear();
   for (Others* others : {&sources_, &guids_, &others_, &times_}) others->clear();

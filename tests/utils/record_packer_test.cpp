@@ -16,7 +16,9 @@ class RandomRecords {
  public:
   explicit RandomRecords(uint64_t seed) : random_(seed) {
     const size_t steps = 1 + draw(30);
-    bytes_.resize(16 + 40 * steps - draw(33));
+    // Close together values share what they are read from, and bytes.
+    const size_t apart = chance(2) ? 40 : 1 + draw(16);
+    bytes_.resize(16 + apart * (steps - 1) + 8 + draw(33));
     PlanSectionWriter head(head_, bytes_.size());
     head.array_header(2);
     head.record_value(StepValue::kSeconds);
@@ -33,7 +35,7 @@ class RandomRecords {
     head.record_value(chance(2) ? StepValue::kSource : StepValue::kSourceOrEmpty);
     head.finish();
     PlanSectionWriter body(body_, bytes_.size());
-    for (size_t i = 0; i < steps; ++i) add_step(body, 16 + 40 * i);
+    for (size_t i = 0; i < steps; ++i) add_step(body, 16 + apart * i);
     body.finish();
     source_ = "leaf01";
     for (char& byte : bytes_) byte = static_cast<char>(draw(256));
