@@ -71,17 +71,22 @@ bool RecordPlaces::rewrite_baseline(const PlanInput& input) noexcept {
 // Several at a time: all is read before anything is written, see NumberPlaces.
 void RecordPlaces::rewrite_flags(const char* bytes) noexcept {
   constexpr size_t kAtOnce = 4;
-  const auto value_of = [bytes](const Flag& flag) { return bytes[flag.in] != 0 ? kTrue : kFalse; };
-  const size_t count = flags_.size();
-  size_t at = 0;
-  for (; at + kAtOnce <= count; at += kAtOnce) {
-    const Flag* const flag = &flags_[at];
-    const char values[] = {value_of(flag[0]), value_of(flag[1]), value_of(flag[2]),
-                           value_of(flag[3])};
-    const uint32_t out[] = {flag[0].out, flag[1].out, flag[2].out, flag[3].out};
-    for (size_t i = 0; i < kAtOnce; ++i) record_[out[i]] = values[i];
+  char* const record = record_;
+  const Flag* flag = flags_.data();
+  const auto value_of = [bytes](const Flag& of) { return bytes[of.in] != 0 ? kTrue : kFalse; };
+  size_t left = flags_.size();
+  for (; left >= kAtOnce; left -= kAtOnce, flag += kAtOnce) {
+    char values[kAtOnce];
+    uint32_t out[kAtOnce];
+#pragma GCC unroll 4
+    for (size_t i = 0; i < kAtOnce; ++i) {
+      values[i] = value_of(flag[i]);
+      out[i] = flag[i].out;
+    }
+#pragma GCC unroll 4
+    for (size_t i = 0; i < kAtOnce; ++i) record[out[i]] = values[i];
   }
-  for (; at < count; ++at) record_[flags_[at].out] = value_of(flags_[at]);
+  for (; left > 0; --left, ++flag) record[flag->out] = value_of(*flag);
 }
 
 [[gnu::always_inline]] inline bool RecordPlaces::rewrite_sources(const PlanInput& input) noexcept {
