@@ -43,6 +43,11 @@ class BlockWalk {
  private:
   static constexpr size_t kMinRecord = 5;  // fewer bytes at a block's end are padding
 
+  static Bytes used_bytes(const PageView& page) {
+    if (page.filled <= VEK_PAGE_HEADER_SIZE) return {};
+    const uint64_t used = page.filled - VEK_PAGE_HEADER_SIZE;
+    return page.blocks.bytes().first(std::min<uint64_t>(used, page.blocks.size()));
+  }
   size_t block_end() const {
     return block_start_ + std::min<uint64_t>(block_size_, used_.size() - block_start_);
   }
@@ -53,6 +58,12 @@ class BlockWalk {
   size_t position_ = 0;
   Bytes last_schemas_block_;
 };
+
+inline BlockWalk::BlockWalk(const PageView& page)
+    : used_(used_bytes(page)),
+      block_size_(page.block_size != 0 ? page.block_size : page.blocks.size()) {
+  if (block_size_ < kMinRecord) used_ = {};  // no block can hold a record
+}
 
 inline bool BlockWalk::current(BlockRecord& out) {
   while (block_start_ < used_.size()) {

@@ -3,7 +3,6 @@
 #include <string_view>
 
 #include "exporter/fluentbit_exporter.h"
-#include "utils/logger.h"
 
 namespace vek {
 
@@ -17,9 +16,7 @@ void FluentBitExporter::setSourceTagList(const vek_string_array_t* list) {
   }
 }
 
-bool FluentBitExporter::passesSourceTags(const PageView& page) const {
-  VEK_LOGD("data_page->data_source.tag = '%s'", page.tag.data());
-  if (source_tags_.empty()) return true;
+bool FluentBitExporter::listsSourceTag(const PageView& page) const {
   const std::string_view tag = page.tag_text();
   if (tag.empty()) return counters_in_source_tags_;
   return std::find(source_tags_.begin(), source_tags_.end(), tag) != source_tags_.end();
