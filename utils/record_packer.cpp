@@ -1,6 +1,7 @@
 #include "utils/record_packer.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "utils/clock.h"
 #include "utils/logger.h"
@@ -12,6 +13,25 @@ constexpr unsigned kMostMissesCounted = 9;  // 512 records until the next try
 constexpr size_t kValuesOfAMove = 64;       // that could be packed anew instead
 constexpr size_t kMostDebt = 4 * kValuesOfAMove;
 
+// Where room for texts is measured, it is measured and they are packed out of a copy: a producer
+// may still be writing the page, and a text be longer the second time.
+bool needs_copy(const PlanSection& head, const PlanSection& body) noexcept {
+  return !has_fixed_room(head) || !has_fixed_room(body);
+}
+
+// The same input out of the copy; false when memory runs out.
+bool move_to_copy(MsgpackBuffer& copy, const PlanSection& head, const PlanSection& body,
+                  PlanInput& input) noexcept {
+  const size_t size = std::max(head.input_size, body.input_size);
+  if (!copy.restart(size)) {
+    report_lost_record();
+    return false;
+  }
+  std::memcpy(copy.data(), input.bytes, size);
+  input.bytes = copy.data();
+  return true;
+}
+
 }  // namespace
 
 [[gnu::cold, gnu::noinline]] void report_lost_record() noexcept {
@@ -21,7 +41,10 @@ constexpr size_t kMostDebt = 4 * kValuesOfAMove;
 }
 
 size_t pack_record(MsgpackBuffer& buffer, const PlanSection& head, const PlanSection& body,
-                   const PlanInput& input, size_t least_capacity) noexcept {
+                   const PlanInput& what, size_t least_capacity) noexcept {
+  PlanInput input = what;
+  MsgpackBuffer copy;
+  if (needs_copy(head, body) && !move_to_copy(copy, head, body, input)) return 0;
   const size_t room = section_room(head, input) + section_room(body, input);
   if (!buffer.restart(std::max(room, least_capacity))) {
     report_lost_record();
@@ -47,8 +70,8 @@ size_t pack_record(MsgpackBuffer& buffer, const PlanSection& head, const PlanSec
   return {record, static_cast<size_t>(end - record)};
 }
 
-std::string_view RecordPacker::pack_and_learn(const PlanSection& head, const PlanSection& body,
-                                              const PlanInput& input) noexcept {
+[[gnu::always_inline]] inline std::string_view RecordPacker::pack_stable(
+    const PlanSection& head, const PlanSection& body, const PlanInput& input) noexcept {
   const std::string_view record = pack_anew(head, body, input);
   if (pause_ > 0) {
     --pause_;
@@ -58,6 +81,21 @@ std::string_view RecordPacker::pack_and_learn(const PlanSection& head, const Pla
     kept_body_ = nullptr;
   }
   return record;
+}
+
+std::string_view RecordPacker::pack_and_learn(const PlanSection& head, const PlanSection& body,
+                                              const PlanInput& input) noexcept {
+  if (needs_copy(head, body)) [[unlikely]] {
+    return pack_copy(head, body, input);
+  }
+  return pack_stable(head, body, input);
+}
+
+std::string_view RecordPacker::pack_copy(const PlanSection& head, const PlanSection& body,
+                                         PlanInput input) noexcept {
+  head_ = nullptr;
+  if (!move_to_copy(copy_, head, body, input)) return {};
+  return pack_stable(head, body, input);
 }
 
 bool RecordPacker::make_room(const PlanSection& head, const PlanSection& body,

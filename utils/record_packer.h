@@ -52,6 +52,10 @@ class RecordPacker {
  private:
   std::string_view pack_and_learn(const PlanSection& head, const PlanSection& body,
                                   const PlanInput& input) noexcept;
+  std::string_view pack_copy(const PlanSection& head, const PlanSection& body,
+                             PlanInput input) noexcept;
+  std::string_view pack_stable(const PlanSection& head, const PlanSection& body,
+                               const PlanInput& input) noexcept;
   std::string_view pack_anew(const PlanSection& head, const PlanSection& body,
                              const PlanInput& input) noexcept;
   bool make_room(const PlanSection& head, const PlanSection& body, const PlanInput& input) noexcept;
@@ -59,6 +63,7 @@ class RecordPacker {
   void stop_for_a_while() noexcept;
 
   MsgpackBuffer buffer_;
+  MsgpackBuffer copy_;                 // of an input whose texts are measured
   const PlanSection* head_ = nullptr;  // of the record whose places are known; null: none
   const PlanSection* body_ = nullptr;
   RecordPlaces places_;

@@ -3,9 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <cstring>
 #include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace vek::test {
@@ -279,6 +282,74 @@ TEST(RecordPacker, ForgetsWhatItPackedOnce) {
   const PlanInput input = records.next();
   EXPECT_EQ(packer.pack(records.head(), records.body(), input), packed_anew(records, input));
 }
+
+// A race on purpose, which ThreadSanitizer would rightly tell of.
+#if !defined(__SANITIZE_THREAD__)
+// Two texts that are too long for room to be kept for their longest, and grow while they are
+// packed.
+class GrowingTexts {
+ public:
+  GrowingTexts() : bytes_(2 * kLimit, 'x') {
+    PlanSectionWriter head(head_, bytes_.size());
+    head.array_header(2);
+    head.finish();
+    PlanSectionWriter body(body_, bytes_.size());
+    for (const uint64_t offset : {uint64_t{0}, uint64_t{kLimit}}) {
+      body.text_value(StepValue::kText, offset, kLimit);
+    }
+    body.finish();
+    producer_ = std::thread([this] {
+      const std::atomic_ref<char> first(bytes_[0]);
+      const std::atomic_ref<char> second(bytes_[kLimit]);
+      while (!is_over_) {
+        for (const char byte : {'x', '\0'}) {
+          first.store(byte);
+          second.store(byte);
+        }
+      }
+    });
+  }
+  ~GrowingTexts() {
+    is_over_ = true;
+    producer_.join();
+  }
+
+  // Each text is empty or as long as it may be.
+  static bool is_whole(std::string_view record) {
+    constexpr size_t kLong = 3 + kLimit;
+    return record.size() == 3 || record.size() == 2 + kLong || record.size() == 1 + 2 * kLong;
+  }
+
+  const PlanSection& head() const { return head_; }
+  const PlanSection& body() const { return body_; }
+  PlanInput input() const {
+    PlanInput input;
+    input.bytes = bytes_.data();
+    return input;
+  }
+
+ private:
+  static constexpr uint32_t kLimit = 65'535;
+
+  PlanSection head_;
+  PlanSection body_;
+  std::string bytes_;
+  std::atomic<bool> is_over_ = false;
+  std::thread producer_;
+};
+
+TEST(RecordPacker, KeepsToItsRoomWhenTextsGrowMeanwhile) {
+  const GrowingTexts texts;
+  const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(300);
+  while (std::chrono::steady_clock::now() < end) {
+    RecordPacker packer;
+    for (int i = 0; i < 3; ++i) {
+      ASSERT_TRUE(texts.is_whole(packer.pack(texts.head(), texts.body(), texts.input())));
+    }
+    ASSERT_TRUE(texts.is_whole(packer.pack_once(texts.head(), texts.body(), texts.input())));
+  }
+}
+#endif
 
 }  // namespace
 }  // namespace vek::test
