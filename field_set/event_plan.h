@@ -52,6 +52,11 @@ class EventPlan {
     GuidText text;
   };
 
+  // An event whose empty texts are left out is copied for as long as it is packed: the record says
+  // first how many there are, and a producer may still be writing the page.
+  bool needs_copy(RecordLayout layout) const {
+    return skip_empty_strings_ && layout == RecordLayout::kFlbStd;
+  }
   // `named` is renewed where it is another identifier's.
   template <typename Pack>
   auto with_input(const uint8_t* event, uint64_t timestamp_us, std::string_view source,
@@ -65,9 +70,8 @@ class EventPlan {
   PlanSection flb_std_head_;                      // to the last constant
   PlanSection custom_head_;                       // to the map header of "values"
   PlanSection fields_;
-  // An event whose empty texts are left out, for as long as it is packed: the record says first how
-  // many there are, and a producer may still be writing the page. Takes memory when there is such
-  // an event: schemas can tell of sizes that no page has.
+  // Of such events of pages. Takes memory when there is one: schemas can tell of sizes that no page
+  // has.
   MsgpackBuffer copy_;
   RecordPacker packer_;
   std::optional<NamedSource> named_;  // by the event before

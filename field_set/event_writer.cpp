@@ -1,4 +1,5 @@
 // Carries plans out: what an event brings along, then one pass over the steps.
+#include <array>
 #include <cstring>
 
 #include "field_set/event_plan.h"
@@ -12,6 +13,29 @@ namespace {
 constexpr size_t kLeastSourceDigits = 12;
 
 void note_empty_alias(const void*, uint64_t) { logEmptyMetaAlias(); }
+
+// Null when memory runs out.
+const uint8_t* copied(const uint8_t* event, size_t size, MsgpackBuffer& copy) noexcept {
+  if (!copy.restart(size)) {
+    report_lost_record();
+    return nullptr;
+  }
+  std::memcpy(copy.data(), event, size);
+  return reinterpret_cast<const uint8_t*>(copy.data());
+}
+
+// A copy on the stack, or in `large` where that has no room for it.
+class ShortCopy {
+ public:
+  const uint8_t* of(const uint8_t* event, size_t size, MsgpackBuffer& large) noexcept {
+    if (size > bytes_.size()) return copied(event, size, large);
+    std::memcpy(bytes_.data(), event, size);
+    return bytes_.data();
+  }
+
+ private:
+  std::array<uint8_t, 2048> bytes_;
+};
 
 }  // namespace
 
@@ -51,6 +75,10 @@ template <typename Pack>
 size_t EventPlan::pack(MsgpackBuffer& buffer, const uint8_t* event, uint64_t timestamp_us,
                        std::string_view source, RecordLayout layout) const {
   if (packs_nothing()) return 0;
+  ShortCopy copy;
+  MsgpackBuffer large;
+  if (needs_copy(layout)) event = copy.of(event, record_size_, large);
+  if (!event) return 0;
   std::optional<NamedSource> named;
   return with_input(event, timestamp_us, source, layout, named,
                     [&](const PlanSection& head, const PlanInput& in) {
@@ -61,14 +89,8 @@ size_t EventPlan::pack(MsgpackBuffer& buffer, const uint8_t* event, uint64_t tim
 std::string_view EventPlan::pack_next(const uint8_t* event, uint64_t timestamp_us,
                                       std::string_view source, RecordLayout layout) {
   if (packs_nothing()) return {};
-  if (skip_empty_strings_ && layout == RecordLayout::kFlbStd) {
-    if (!copy_.restart(record_size_)) {
-      report_lost_record();
-      return {};
-    }
-    std::memcpy(copy_.data(), event, record_size_);
-    event = reinterpret_cast<const uint8_t*>(copy_.data());
-  }
+  if (needs_copy(layout)) event = copied(event, record_size_, copy_);
+  if (!event) return {};
   return with_input(event, timestamp_us, source, layout, named_,
                     [&](const PlanSection& head, const PlanInput& in) {
                       return packer_.pack(head, fields_, in);
