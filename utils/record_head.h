@@ -1,8 +1,8 @@
 // RecordHead: the first section of a record that is still there from the record before.
 //
-// Heads hold times, a source and constants. From record to record only the times change, which
-// have one size, so that packing a record anew can begin behind its head. Half of the cost of a
-// record of few values would be its head.
+// Heads hold times, sources and constants. From record to record the times change, which have one
+// size, and the source for another one, which often has, so that packing a record anew can begin
+// behind its head. Half of the cost of a record of few values would be its head.
 #ifndef VEK_UTILS_RECORD_HEAD_H
 #define VEK_UTILS_RECORD_HEAD_H
 
@@ -35,7 +35,8 @@ class RecordHead {
   size_t size_ = 0;
   bool has_source_ = false;
   size_t source_size_ = 0;
-  size_t source_at_ = 0;  // 0: it is not there, or empty
+  size_t num_sources_ = 0;
+  std::array<size_t, 4> sources_ = {};  // behind their headers
   size_t num_times_ = 0;
   std::array<Time, 4> times_ = {};
 };

@@ -21,15 +21,17 @@ PlanInput input_of(uint64_t time_us, std::string_view source, bool has_source = 
 // Times before and behind a source that may be left out.
 class UsualHead {
  public:
-  explicit UsualHead(StepValue source = StepValue::kSource) {
+  explicit UsualHead(StepValue source = StepValue::kSource, int sources = 1) {
     PlanSectionWriter out(section_, 0);
     out.array_header(2);
     out.record_value(StepValue::kSeconds);
     out.text("time");
     out.record_value(StepValue::kTime);
     out.flush();
-    out.text("a key that takes more than one step of constants");
-    out.record_value(source);
+    for (; sources > 0; --sources) {
+      out.text("a key that takes more than one step of constants");
+      out.record_value(source);
+    }
     out.text("again");
     out.record_value(StepValue::kTime);
     out.finish();
@@ -76,13 +78,27 @@ TEST(RecordHead, IsPackedAnewWhereMoreThanTheTimeHasChanged) {
   EXPECT_EQ(kept.renew(record.data(), head.section(), first), 0);
   kept.learn(head.section(), first, record.size());
   EXPECT_EQ(kept.renew(record.data(), other.section(), first), 0);
-  EXPECT_EQ(kept.renew(record.data(), head.section(), input_of(kTime, "leaf02")), 0);
   EXPECT_EQ(kept.renew(record.data(), head.section(), input_of(kTime, "leaf1")), 0);
   EXPECT_EQ(kept.renew(record.data(), head.section(), input_of(kTime, "leaf01", false)), 0);
   EXPECT_EQ(kept.renew(record.data(), head.section(), input_of(1000, "leaf01")), 0);
   EXPECT_EQ(kept.renew(record.data(), head.section(), first), record.size());
-  kept.forget();
-  EXPECT_EQ(kept.renew(record.data(), head.section(), first), 0);
+}
+
+// Events of a block often name one source each, by identifiers of one length.
+TEST(RecordHead, FollowsASourceOfTheSameSize) {
+  for (const StepValue source : {StepValue::kSource, StepValue::kSourceOrEmpty}) {
+    const UsualHead head(source, 2);
+    for (const size_t size : {1u, 2u, 7u, 8u, 16u, 32u, 33u, 300u}) {
+      const std::string one(size, 'a');
+      const std::string other(size, 'b');
+      std::string record = head.packed(input_of(kTime, one));
+      RecordHead kept;
+      kept.learn(head.section(), input_of(kTime, one), record.size());
+      const PlanInput next = input_of(kTime + 1, other);
+      ASSERT_EQ(kept.renew(record.data(), head.section(), next), record.size());
+      EXPECT_EQ(record, head.packed(next)) << size << " bytes";
+    }
+  }
 }
 
 TEST(RecordHead, IsNotKeptOfTimesOfAnotherSize) {
@@ -116,9 +132,11 @@ TEST(RecordHead, IsNotKeptWithValuesOfItsOwn) {
   EXPECT_FALSE(keeps([](PlanSectionWriter& out) { out.hex(0); }));
   EXPECT_FALSE(keeps([](PlanSectionWriter& out) { out.number(0, NumberRead::flag()); }));
   EXPECT_FALSE(keeps([](PlanSectionWriter& out) { out.text_value(StepValue::kText, 0, 8); }));
-  EXPECT_FALSE(keeps([](PlanSectionWriter& out) {
-    for (int i = 0; i < 4; ++i) out.record_value(StepValue::kTime);
-  }));
+  for (const StepValue value : {StepValue::kTime, StepValue::kSource}) {
+    EXPECT_FALSE(keeps([value](PlanSectionWriter& out) {
+      for (int i = 0; i < 5; ++i) out.record_value(value);
+    }));
+  }
 }
 
 }  // namespace
