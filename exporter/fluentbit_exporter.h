@@ -134,11 +134,11 @@ class VEK_API FluentBitExporter {
   };
 
   void setLayout(const char* name);
-  bool passesSourceTags(const PageView& page) const {
+  bool takes(const PageView& page) const {
     VEK_LOGD("data_page->data_source.tag = '%s'", page.tag.data());
-    return source_tags_.empty() || listsSourceTag(page);
+    return source_tags_.empty() || passesSourceTags(page);
   }
-  bool listsSourceTag(const PageView& page) const;
+  bool passesSourceTags(const PageView& page) const;
   bool exportOpaqueDataPage(const vek_data_page_t* page,
                             const vek_exporter_schema_manager_t* schema_manager);
   bool exportOverTypeSystem(const PageView& page,

@@ -55,7 +55,7 @@ bool FluentBitExporter::exportVekDataPage_kix(const vek_data_page_t* page,
 
 bool FluentBitExporter::exportOverTypeSystem(const PageView& page,
                                              const vek_exporter_schema_manager_t* schema_manager) {
-  if (!passesSourceTags(page)) {
+  if (!takes(page)) {
     VEK_LOGD("page tag does not match list:");
     for (const std::string& tag : source_tags_) VEK_LOGD("\t\t\t%s", tag.c_str());
     return true;
@@ -66,7 +66,7 @@ bool FluentBitExporter::exportOverTypeSystem(const PageView& page,
 
 bool FluentBitExporter::exportOverSchemaManager(const PageView& page,
                                                 SchemaManager* schema_manager) {
-  if (!passesSourceTags(page)) return true;
+  if (!takes(page)) return true;
   SchemaManagerPath path(*this, schema_manager, page);
   return exportBlocks(page, path);
 }

@@ -16,7 +16,7 @@ void FluentBitExporter::setSourceTagList(const vek_string_array_t* list) {
   }
 }
 
-bool FluentBitExporter::listsSourceTag(const PageView& page) const {
+bool FluentBitExporter::passesSourceTags(const PageView& page) const {
   const std::string_view tag = page.tag_text();
   if (tag.empty()) return counters_in_source_tags_;
   return std::find(source_tags_.begin(), source_tags_.end(), tag) != source_tags_.end();
