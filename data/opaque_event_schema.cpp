@@ -4,6 +4,7 @@
 #include <iterator>
 #include <new>
 
+#include "data/md5.h"
 #include "data/opaque_events_extractor.h"
 #include "json/json_owned.h"
 
@@ -23,7 +24,9 @@ OpaqueEventSchema::OpaqueEventSchema(uint32_t event_size)
 
   const JsonValue json(vek_schema_jsonify(schema_.get()));
   const JsonText text(json ? json_serialize_to_string_pretty(json.get()) : nullptr);
-  if (!text || !vek_schema_extract_id(schema_.get(), id_.data())) throw std::bad_alloc();
+  if (!text || !vek_get_schema_id_from_pretty_json_string(text.get(), id_.data())) {
+    throw std::bad_alloc();
+  }
   document_ = text.get();
 }
 

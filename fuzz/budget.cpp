@@ -97,6 +97,8 @@ Budget::~Budget() {
   std::abort();
 }
 
+const bool allocations_can_fail = VEK_OWN_ALLOCATOR;
+
 FailAllocation::FailAllocation(unsigned n, bool and_all_behind) {
   countdown = n;
   fails_all = and_all_behind;

@@ -8,6 +8,7 @@
 // as they arrive makes the very same records, lines and answers as packing trees.
 #include <msgpack.h>
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdint>
 #include <cstdio>
@@ -53,25 +54,34 @@ struct Node {
   std::vector<Node> children;
 };
 
-// Mostly short: long texts take many events and little of the reader.
-size_t length(Supply& supply) {
+// What is said about a tree while it is built.
+struct Plan {
+  size_t longest_text;
+  size_t steps = 0;
+};
+
+// Mostly short, and never of more than a few events: those take time and little of the reader.
+size_t length(Supply& supply, const Plan& plan) {
   const uint8_t byte = supply.byte();
-  return byte < 240 ? byte % 40 : byte;
+  return std::min<size_t>(byte < 240 ? byte % 40 : byte, plan.longest_text);
 }
 
-void build(Supply& supply, size_t depth, size_t& steps, Node& container) {
-  while (steps < kMostSteps && !supply.empty()) {
-    ++steps;
+void build(Supply& supply, size_t depth, Plan& plan, Node& container) {
+  while (plan.steps < kMostSteps && !supply.empty()) {
+    ++plan.steps;
     const uint8_t step = supply.byte();
     if (step % 9 == 8) return;  // the container ends
     Node child;
     child.kind = "sdltfn{["[step % 9];
     child.name = "k" + std::to_string(step / 16);
-    if (child.kind == 's') child.text.assign(length(supply), static_cast<char>(supply.byte()));
+    if (child.kind == 's') {
+      const size_t size = length(supply, plan);
+      child.text.assign(size, static_cast<char>(supply.byte()));
+    }
     if (child.kind == 'd' || child.kind == 'l') child.number = static_cast<int32_t>(number(supply));
     if (child.kind == '{' || child.kind == '[') {
       if (depth == kMostDepth) continue;
-      build(supply, depth + 1, steps, child);
+      build(supply, depth + 1, plan, child);
     }
     container.children.push_back(std::move(child));
   }
@@ -189,17 +199,25 @@ __attribute__((format(printf, 2, 3))) void note(int priority, const char* format
   *g_lines += std::to_string(priority) + line + '\n';
 }
 
-// Of exactly its own size, so that a sanitizer sees a byte too many.
-template <typename Read>
-void each_page(const std::vector<Image>& pages, Read read) {
-  for (const Image& image : pages) {
-    const std::unique_ptr<uint8_t[]> page(new uint8_t[image.size()]);
-    std::memcpy(page.get(), image.data(), image.size());
-    read(reinterpret_cast<const vek_data_page_t*>(page.get()));
+// Copies of pages, each of exactly its own size, so that a sanitizer sees a byte too many.
+using Pages = std::vector<std::unique_ptr<uint8_t[]>>;
+
+Pages exact(const std::vector<Image>& images) {
+  Pages pages;
+  pages.reserve(images.size());
+  for (const Image& image : images) {
+    pages.emplace_back(new uint8_t[image.size()]);
+    std::memcpy(pages.back().get(), image.data(), image.size());
   }
+  return pages;
 }
 
-Outcome outcome_of(const std::vector<Image>& pages, const vek_exporter_schema_manager_t& lookup,
+template <typename Read>
+void each_page(const Pages& pages, Read read) {
+  for (const auto& page : pages) read(reinterpret_cast<const vek_data_page_t*>(page.get()));
+}
+
+Outcome outcome_of(const Pages& pages, const vek_exporter_schema_manager_t& lookup,
                    bool send_root_only, bool packs) {
   Outcome outcome;
   g_lines = &outcome.lines;
@@ -217,8 +235,7 @@ Outcome outcome_of(const std::vector<Image>& pages, const vek_exporter_schema_ma
 }
 
 // By both ways of the reader, which agree.
-std::vector<std::string> records_of(const std::vector<Image>& pages,
-                                    const vek_exporter_schema_manager_t& lookup,
+std::vector<std::string> records_of(const Pages& pages, const vek_exporter_schema_manager_t& lookup,
                                     bool send_root_only = true) {
   const Outcome trees = outcome_of(pages, lookup, send_root_only, false);
   require(outcome_of(pages, lookup, send_root_only, true) == trees,
@@ -234,8 +251,8 @@ bool take_dictionary(dict_reader_user_ctx*, const data_dict_message_t* message) 
   return true;
 }
 
-void read_without_memory(const std::vector<Image>& pages,
-                         const vek_exporter_schema_manager_t& lookup, bool packs) try {
+void read_without_memory(const Pages& pages, const vek_exporter_schema_manager_t& lookup,
+                         bool packs) try {
   data_dict_reader_user_t user = {take_dictionary, nullptr, true, true};
   unsigned char any_application[VEK_APP_ID_SIZE] = {};
   DataDictionaryReader reader(&user, any_application, DataDictionaryReader::kTreeDecoder);
@@ -247,7 +264,7 @@ void read_without_memory(const std::vector<Image>& pages,
 }
 
 // How many collections the cache context sends. Every other one is kept till the end.
-size_t cached(const std::vector<Image>& pages, const vek_exporter_schema_manager_t& lookup) {
+size_t cached(const Pages& pages, const vek_exporter_schema_manager_t& lookup) {
   using Event = CacheContext::CachedEvent;
   const std::set<std::string> keys{"k0", "k3"};
   std::vector<std::unique_ptr<Event, Event::Deleter>> kept;
@@ -307,16 +324,17 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   auto [supply, lies] = vek::fuzz::split(data, size);
 
   const uint8_t shape = supply.byte();
+  const uint32_t capacity = 1 + (supply.byte() ^ 0x40u);
   vek::DictionaryStreamWriter writer({.source_id = "fuzz",
                                       .tag = "dict_fuzz",
                                       .app_id = {},
-                                      .event_size = 54u + (supply.byte() ^ 0x40u),
+                                      .event_size = VEK_OPAQUE_EVENT_HEADER_SIZE + capacity,
                                       .page_size = 800u + 16u * supply.byte(),
                                       .timestamp_us = kTimestamp});
   Node root;
   root.kind = shape % 2 == 0 ? '{' : '[';
-  size_t steps = 0;
-  build(supply, 0, steps, root);
+  Plan plan{.longest_text = size_t{8} * capacity};
+  build(supply, 0, plan, root);
   // Several times, as streams repeat themselves, with other values in between.
   std::vector<std::string> expected;
   for (const int64_t change : {0, 0, 1, 200, 0}) {
@@ -325,23 +343,31 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     require(writer.new_collection(kTimestamp) && write(writer, like, true), "a tree is written");
     expected.push_back(record_of(like));
   }
-  std::vector<Image> pages = writer.take_pages();
+  std::vector<Image> images = writer.take_pages();
+  const Pages pages = exact(images);
 
   vek_exporter_schema_manager_t lookup{};
   lookup.find_event_type = find_type;
   lookup.context = const_cast<vek_type_definition_t*>(writer.schema().type());
-  require(records_of(pages, lookup) == expected, "dictionaries leave as they were sent");
-  // Every other input goes to the cache context as well, and every other pair of them sends what is
-  // below the root: no input does everything, so that there can be more of them.
+  const Outcome packed = outcome_of(pages, lookup, true, true);
+  require(packed.records == expected, "dictionaries leave as they were sent");
+  // Every other input goes to the cache context as well, the others by trees as well, and every
+  // other pair of them sends what is below the root: no input does everything, so that there can be
+  // more of them.
   const bool caches = size % 2 == 0;
-  if (caches) require(cached(pages, lookup) == expected.size(), "every collection is cached");
+  if (caches) {
+    require(cached(pages, lookup) == expected.size(), "every collection is cached");
+  } else {
+    require(outcome_of(pages, lookup, true, false) == packed, "and so they do as trees");
+  }
 
   for (const bool packs : {true, false}) {
     vek::fuzz::survives_without_memory(size, [&] { read_without_memory(pages, lookup, packs); });
   }
 
-  if (!tell_lies(lies, pages)) return 0;
-  for (const std::string& record : records_of(pages, lookup, size % 4 < 2)) require_whole(record);
-  if (caches) cached(pages, lookup);
+  if (!tell_lies(lies, images)) return 0;
+  const Pages harmed = exact(images);
+  for (const std::string& record : records_of(harmed, lookup, size % 4 < 2)) require_whole(record);
+  if (caches) cached(harmed, lookup);
   return 0;
 }

@@ -2,7 +2,8 @@
 //
 // The input is a program: it builds a type system and a page, and then tells lies about the bytes
 // of that page, its header included. An unharmed page leaves as exactly the records that the plain
-// packers make of it, by type system (inputs of even length) and by schema manager alike. Of a
+// packers make of it, by type system (one input in four, which calculates an identifier each time)
+// and by schema manager alike. Of a
 // harmed one this is asked: nothing is read beyond it, nothing in it is changed, every record is
 // sound, it costs no more than its budget, and the good page behind it leaves as it did before.
 #include <cstring>
@@ -43,7 +44,12 @@ class Builder {
       : supply_(supply),
         types_(types),
         set_(vek_schema_to_counter_set(types.counters_schema, nullptr)),
-        plain_({}) {}
+        plain_({}) {
+    const vek_schema_t& schema = *types_.schemas[0];
+    for (uint16_t i = 0; i < schema.num_types; ++i) {
+      plain_types_.push_back(plain_.bind(*schema.types[i]));
+    }
+  }
 
   Page build() {
     for (uint32_t i = 1 + supply_.below(6); i > 0; --i) {
@@ -84,7 +90,7 @@ class Builder {
   void events_block() {
     const vek_schema_t& schema = *types_.schemas[0];
     const auto index = static_cast<uint16_t>(supply_.below(schema.num_types));
-    const vek::test::PlainType type = plain_.bind(*schema.types[index]);
+    const vek::test::PlainType& type = plain_types_[index];
     const auto count = static_cast<uint8_t>(supply_.below(4));
     const uint64_t time = supply_.number() >> 8;  // within what a double's seconds can say
     const Image events = values(type.size * count);
@@ -126,6 +132,7 @@ class Builder {
   const vek_type_system_t& types_;
   vek::fuzz::CounterSet set_;
   vek::test::PlainFieldSet plain_;
+  std::vector<vek::test::PlainType> plain_types_;
   std::vector<Image> blocks_;
   Texts records_;
 };
@@ -141,7 +148,11 @@ class Way {
   }
 
   // By a copy of exactly the image's size, so that a sanitizer sees a byte too many.
-  Texts records_of(const Image& image, bool within_budget) {
+  bool makes(const Texts& expected, const Image& image, bool within_budget) {
+    process(image, within_budget);
+    return records_.equal(expected);
+  }
+  void process(const Image& image, bool within_budget) {
     const std::unique_ptr<uint8_t[]> copy(new uint8_t[image.size()]);
     std::memcpy(copy.get(), image.data(), image.size());
     records_.clear();
@@ -153,7 +164,6 @@ class Way {
     }
     require(std::memcmp(copy.get(), image.data(), image.size()) == 0, "the page is only read");
     records_.require_sound();
-    return records_.all();
   }
 
  private:
@@ -192,7 +202,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 
   vek_exporter_schema_manager_t lookup{};
   std::unique_ptr<vek::SchemaManager> manager;
-  if (size % 2 == 0) {
+  if (size % 4 == 0) {
     vek_exporter_schema_manager_from_type_system(types.get(), &lookup);
   } else {
     manager = std::make_unique<vek::SchemaManager>();
@@ -201,11 +211,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   }
   static vek::fuzz::Records records;
   Way way(lookup, records);
-  require(way.records_of(page.image, false) == page.records, "a page leaves as packed plainly");
+  require(way.makes(page.records, page.image, false), "a page leaves as packed plainly");
 
   Image harmed = page.image;
   for (int i = 0; i < 64 && !lies.empty(); ++i) tell_lie(lies, harmed);
-  way.records_of(harmed, true);
-  require(way.records_of(page.image, true) == page.records, "and so does the one behind lies");
+  way.process(harmed, true);
+  require(way.makes(page.records, page.image, true), "and so does the one behind lies");
   return 0;
 }

@@ -51,14 +51,14 @@ void Records::clear() {
   ends_.clear();
 }
 
-std::vector<std::string> Records::all() const {
-  std::vector<std::string> records;
+bool Records::equal(const std::vector<std::string>& expected) const {
+  if (ends_.size() != expected.size()) return false;
   size_t begins = 0;
-  for (const size_t ends : ends_) {
-    records.push_back(bytes_.substr(begins, ends - begins));
-    begins = ends;
+  for (size_t i = 0; i < ends_.size(); ++i) {
+    if (std::string_view(bytes_).substr(begins, ends_[i] - begins) != expected[i]) return false;
+    begins = ends_[i];
   }
-  return records;
+  return true;
 }
 
 void Records::require_sound() const {

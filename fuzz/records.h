@@ -20,7 +20,7 @@ class Records {
   void add(const void* data, size_t size);
   void clear();
 
-  std::vector<std::string> all() const;
+  bool equal(const std::vector<std::string>& expected) const;
   // Each is one whole record, or one that announces a pair more than it has (pages without a
   // source); whatever the page said.
   void require_sound() const;
