@@ -2,8 +2,10 @@
 //
 // The record is the plain packer's, in both layouts, packed once or one behind the other. No byte
 // behind the extent that the set asks for is looked at.
+#include <array>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "counters/counters_msgpack.h"
 #include "fuzz/generated.h"
@@ -15,6 +17,8 @@
 namespace {
 
 using vek::fuzz::require;
+
+constexpr std::array<const char*, 4> kSources = {"a source", "a source", "another one", ""};
 
 void require_consistent(const vek_counter_set_t& set) {
   uint64_t exported = 0;
@@ -62,13 +66,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     vek::RecordPacker without;
     vek::pack_counters_block(without, block.get(), other.get(), "", vek::layout_named("flb_std"));
   });
-  vek::RecordPacker packer;
-  for (int round = 0; round < (supply.empty() ? 2 : 4); ++round) {
-    const std::unique_ptr<uint8_t[]> block(new uint8_t[extent]());
-    const auto values = supply.take(round < 3 ? supply.below(200) : extent);
+  std::vector<std::unique_ptr<uint8_t[]>> blocks(supply.empty() ? 2 : 4);
+  for (auto& block : blocks) {
+    block.reset(new uint8_t[extent]());
+    const bool is_last = &block == &blocks.back();
+    const auto values = supply.take(is_last ? extent : supply.below(200));
     for (size_t i = 0; i < extent && !values.empty(); ++i) block[i] = values[i % values.size()];
-    for (const char* layout : {"flb_std", "custom"}) {
-      require_plain(*set, packer, block.get(), round % 2 == 0 ? "a source" : "", layout);
+  }
+  // One layout behind the other: a record is packed out of the one before it of its own layout.
+  vek::RecordPacker packer;
+  for (const char* layout : {"flb_std", "custom"}) {
+    for (size_t i = 0; i < blocks.size(); ++i) {
+      require_plain(*set, packer, blocks[i].get(), kSources[i], layout);
     }
   }
   return 0;

@@ -1,5 +1,6 @@
 // Events of made-up types by made-up field-set files: the record is the plain packer's, in both
 // layouts, packed once or one behind the other.
+#include <array>
 #include <memory>
 #include <string>
 #include <vector>
@@ -15,6 +16,13 @@ namespace {
 using vek::fuzz::require;
 using vek::test::PlainFieldSet;
 using vek::test::PlainType;
+
+constexpr std::array<const char*, 4> kSources = {"host", "host", "another", ""};
+
+struct Event {
+  vek_event_header_t header{};
+  std::unique_ptr<uint8_t[]> bytes;
+};
 
 void require_consistent(const std::vector<vek::field_t>& fields, uint64_t record_size) {
   for (const vek::field_t& field : fields) {
@@ -63,17 +71,23 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     plain_types.push_back(plain.bind(*schema.types[i]));
     require_consistent(set.getFields(&schema, static_cast<uint8_t>(i)), schema.types[i]->size);
   }
-  for (int round = 0; round < (supply.empty() ? 2 : 4); ++round) {
-    vek_event_header_t header{};
-    header.timestamp = supply.number() >> 8;
-    header.type_index = static_cast<uint16_t>(supply.below(schema.num_types));
-    const PlainType& type = plain_types[header.type_index];
-    require(set.GetTypeSize(&header) == type.size, "the type's size is known");
-    const std::unique_ptr<uint8_t[]> event(new uint8_t[type.size]());
+  std::vector<Event> events(supply.empty() ? 2 : 4);
+  for (Event& event : events) {
+    event.header.timestamp = vek::fuzz::time_of(supply);
+    event.header.type_index = static_cast<uint16_t>(supply.below(schema.num_types));
+    const uint64_t type_size = plain_types[event.header.type_index].size;
+    require(set.GetTypeSize(&event.header) == type_size, "the type's size is known");
+    event.bytes.reset(new uint8_t[type_size]());
     const auto values = supply.take(supply.below(200));
-    for (size_t i = 0; i < type.size && !values.empty(); ++i) event[i] = values[i % values.size()];
-    for (const char* layout : {"flb_std", "custom"}) {
-      require_plain(set, plain, type, event.get(), header, round % 2 == 0 ? "host" : "", layout);
+    for (size_t i = 0; i < type_size && !values.empty(); ++i) {
+      event.bytes[i] = values[i % values.size()];
+    }
+  }
+  // One layout behind the other: a record is packed out of the one before it of its own layout.
+  for (const char* layout : {"flb_std", "custom"}) {
+    for (size_t i = 0; i < events.size(); ++i) {
+      require_plain(set, plain, plain_types[events[i].header.type_index], events[i].bytes.get(),
+                    events[i].header, kSources[i], layout);
     }
   }
   return 0;

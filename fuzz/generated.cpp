@@ -99,6 +99,12 @@ TypeSystem type_system(Supply& supply, const Extent& extent) {
   return types;
 }
 
+uint64_t time_of(Supply& supply) {
+  constexpr uint64_t kToday = 1'700'000'000'000'000;
+  const uint64_t time = supply.number() >> 8;
+  return time % 4 == 0 ? time : kToday + time % kToday;
+}
+
 std::string rule_lines(Supply& supply) {
   std::string lines;
   for (uint32_t i = supply.below(12); i > 0; --i) {

@@ -26,6 +26,9 @@ struct Extent {
 // Counters, and one events schema of types that may nest. Its identifiers are digests of nothing:
 // making the real ones takes longer than all else, and the targets of schema documents do it.
 TypeSystem type_system(Supply& supply, const Extent& extent = {});
+// Microseconds, three times of four of these years: those of less than five bytes are packed anew
+// each time. Within what a double's seconds can say.
+uint64_t time_of(Supply& supply);
 // Lines of a counter-set or field-set file out of few names, so that they meet what they name.
 std::string rule_lines(Supply& supply);
 

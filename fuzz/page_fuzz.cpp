@@ -92,7 +92,7 @@ class Builder {
     const auto index = static_cast<uint16_t>(supply_.below(schema.num_types));
     const vek::test::PlainType& type = plain_types_[index];
     const auto count = static_cast<uint8_t>(supply_.below(4));
-    const uint64_t time = supply_.number() >> 8;  // within what a double's seconds can say
+    const uint64_t time = vek::fuzz::time_of(supply_);
     const Image events = values(type.size * count);
     written([&](vek::PageWriter& writer) { writer.events_block(time, 0, index, count, events); });
     for (uint8_t i = 0; type.size > 0 && i < count; ++i) {
@@ -104,7 +104,7 @@ class Builder {
 
   // Ends its block: nothing behind it is looked at.
   void counters_block() {
-    const uint64_t time = supply_.number() >> 8;
+    const uint64_t time = vek::fuzz::time_of(supply_);
     const Image bytes = values(types_.counters_schema->size_of_counters);
     written([&](vek::PageWriter& writer) { writer.counters_block(time, bytes); });
     if (vek_counters_schema_number_of_counters(types_.counters_schema) == 0) return;

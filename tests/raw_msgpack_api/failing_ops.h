@@ -18,16 +18,21 @@ class FailingOps : public engine::FileOps {
   int sync_error = 0;
   int open_error = 0;
   int read_error = 0;
+  int reads_until_error = 0;
   int read_errors_left = 1'000'000;
   size_t largest_write = SIZE_MAX;
   int interrupt_every = 0;
   int writes = 0;
+  int reads = 0;
 
   int open_at(int folder, const char* name, int flags, mode_t mode) override {
     return open_error != 0 ? fail(open_error) : FileOps::open_at(folder, name, flags, mode);
   }
   ssize_t read_at(int fd, void* out, size_t size, off_t offset) override {
-    if (read_error != 0 && read_errors_left-- > 0) return fail(read_error);
+    ++reads;
+    if (read_error != 0 && reads > reads_until_error && read_errors_left-- > 0) {
+      return fail(read_error);
+    }
     return FileOps::read_at(fd, out, size, offset);
   }
   ssize_t write_at(int fd, const void* bytes, size_t size, off_t offset) override {

@@ -105,6 +105,35 @@ TEST(SpoolRecovery, LosesOnlyTheTornRecordOfATornTail) {
   }
 }
 
+TEST(SpoolRecovery, KnowsHowLongAFileIsWhoseTailWasOrWasNotCutOff) {
+  const std::string sound = segment(1, 3);
+  for (const int truncate_error : {0, EIO}) {
+    const TempDir dir;
+    LogCapture log(4);
+    dir.write(kOne, sound + "torn");
+    FailingOps ops;
+    ops.truncate_error = truncate_error;
+    const auto folder = SpoolFolder::open(dir.path(), "[t]", ops);
+    RecoveredSpool found;
+    ASSERT_TRUE(recover_spool(*folder, "[t]", found));
+    EXPECT_EQ(found.segments.at(0).size, sound.size() + (truncate_error != 0 ? 4 : 0));
+    EXPECT_EQ(std::filesystem::file_size(dir.file(kOne)), found.segments[0].size);
+  }
+}
+
+TEST(SpoolRecovery, HandsOutNothingOfASegmentBeforeItsFirstNumber) {
+  for (const uint64_t first : {0, 1, 7}) {
+    const TempDir dir;
+    LogCapture log(4);
+    dir.write(spool::segment_name(first), header(first) + frame(first + 1));
+    const auto folder = SpoolFolder::open(dir.path(), "[t]");
+    RecoveredSpool found;
+    ASSERT_TRUE(recover_spool(*folder, "[t]", found));
+    EXPECT_EQ(found.segments.at(0).last, first == 0 ? 0 : first - 1);
+    EXPECT_FALSE(found.segments[0].is_damaged);
+  }
+}
+
 TEST(SpoolRecovery, TakesZerosAtTheEndForATornTail) {
   for (const size_t zeros : {1, 16, 50, 5000, 300'000}) {
     const TempDir dir;
