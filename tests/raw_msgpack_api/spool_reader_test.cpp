@@ -136,6 +136,16 @@ TEST(SpoolSegment, IsNeitherDamagedNorTornWhenItEndsWithARecord) {
   EXPECT_FALSE(scan.is_torn);
 }
 
+TEST(SpoolSegment, IsDamagedByAWholeRecordThatIsNoneOfOurs) {
+  const std::vector<uint8_t> never_used = {0xc1};
+  const std::string refused = text_of(spool::make_frame_header(2, never_used)) + "\xc1";
+  const SegmentScan scan = File(frame(1) + refused + frame(3)).scan();
+  EXPECT_TRUE(scan.is_damaged);
+  EXPECT_EQ(scan.refused, 1u);
+  EXPECT_EQ(scan.lost, 1u);
+  EXPECT_EQ(scan.records, 2u);
+}
+
 TEST(SpoolSegment, FindsARecordThatBeginsWithTheNextByte) {
   const SegmentScan scan = File("x" + frame(1)).scan();
   EXPECT_EQ(scan.records, 1u);
@@ -143,8 +153,8 @@ TEST(SpoolSegment, FindsARecordThatBeginsWithTheNextByte) {
 }
 
 TEST(SpoolSegment, CountsAsLostWhatNumbersTellAndNoMoreThanThereWasRoomFor) {
-  const std::string damage(60, 'x');  // room for three of the shortest records, and part of one
-  for (const auto& [number, lost] : {std::pair{1u, 0u}, {3u, 2u}, {5u, 4u}, {6u, 4u}, {999u, 4u}}) {
+  const std::string damage(48, 'x');  // room for two of the shortest records, and part of one
+  for (const auto& [number, lost] : {std::pair{1u, 0u}, {3u, 2u}, {4u, 3u}, {5u, 3u}, {999u, 3u}}) {
     EXPECT_EQ(File(damage + frame(number)).scan().lost, lost) << number;
   }
 }
