@@ -1,35 +1,38 @@
 // What a record costs on its way from add_data to a receiver on the same machine that reads,
-// acknowledges and drops, against a plain loop that writes as many bytes; and the slowest of ten
+// acknowledges and drops, against a plain loop that writes the same bytes; and the slowest of ten
 // thousand calls of add_data, for receivers of several kinds.
 //
-// usage: vek_forward_bench ENGINE_LIBRARY
-#include <arpa/inet.h>
+// The plain loop has the frames ready, in memory that no cache near a core holds, and writes one
+// after the other. So its cost is the kernel's. The engine gets the same records out of memory
+// like that.
+//
+// usage: vek_forward_bench ENGINE_LIBRARY [RUNS]
 #include <dlfcn.h>
-#include <sys/prctl.h>
-#include <sys/resource.h>
-#include <sys/socket.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
-#include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <string>
 #include <string_view>
 #include <thread>
 #include <utility>
 #include <vector>
 
+#include "bench/forward_peer.h"
+#include "bench/forward_records.h"
 #include "utils/export_parameters.h"
 
 namespace {
 
+using vek::bench::FramePool;
+using vek::bench::Manner;
+using vek::bench::PlainConnection;
+using vek::bench::Receiver;
+using vek::bench::RecordPool;
 using Clock = std::chrono::steady_clock;
-
-constexpr size_t kFrame = 256'000;
 
 struct EngineCalls {
   void* (*init)(const char*, const char*, const char*, const fluentbit_export_parameters_t*,
@@ -53,111 +56,28 @@ EngineCalls load(const char* path) {
   return calls;
 }
 
-// Acknowledges every chunk id in what comes. Ids are texts of 32 bytes.
-void acknowledge_all(int fd) {
-  constexpr std::string_view kMark =
-      "\xa5"
-      "chunk\xd9\x20";
-  constexpr size_t kIdSize = 32;
-  std::string bytes;
-  std::vector<char> buffer(1 << 20);
-  for (;;) {
-    const ssize_t count = read(fd, buffer.data(), buffer.size());
-    if (count <= 0) return;
-    bytes.append(buffer.data(), static_cast<size_t>(count));
-    size_t done = 0;
-    for (size_t at; (at = bytes.find(kMark, done)) != std::string::npos;) {
-      if (at + kMark.size() + kIdSize > bytes.size()) break;
-      const std::string reply =
-          "\x81\xa3"
-          "ack\xd9\x20" +
-          bytes.substr(at + kMark.size(), kIdSize);
-      if (write(fd, reply.data(), reply.size()) < 0) return;
-      done = at + kMark.size() + kIdSize;
-    }
-    bytes.erase(0, std::max(done, bytes.size() - std::min(bytes.size(), kMark.size() + kIdSize)));
-  }
+void* start(const EngineCalls& engine, const Receiver& receiver) {
+  fluentbit_export_parameters_t none{};
+  return engine.init("forward", "127.0.0.1", receiver.port().c_str(), &none, "cntr", "evnt");
 }
 
-enum class Manner { kReads, kStalls, kIsGone };
-
-// A process of its own, so that its time is not counted.
-class Receiver {
- public:
-  explicit Receiver(Manner manner = Manner::kReads) {
-    const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof(address);
-    bind(listener, reinterpret_cast<sockaddr*>(&address), size);
-    listen(listener, 4);
-    getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size);
-    address_ = address;
-    child_ = manner == Manner::kIsGone ? -1 : fork();
-    if (child_ == 0) {
-      prctl(PR_SET_PDEATHSIG, SIGKILL);
-      for (;;) {
-        const int fd = accept(listener, nullptr, nullptr);
-        if (manner == Manner::kStalls) pause();
-        acknowledge_all(fd);
-        close(fd);
-      }
-    }
-    close(listener);
-  }
-  ~Receiver() {
-    if (child_ < 0) return;
-    kill(child_, SIGKILL);
-    waitpid(child_, nullptr, 0);
-  }
-  Receiver(const Receiver&) = delete;
-  Receiver& operator=(const Receiver&) = delete;
-
-  std::string port() const { return std::to_string(ntohs(address_.sin_port)); }
-  const sockaddr_in& address() const { return address_; }
-
- private:
-  sockaddr_in address_{};
-  pid_t child_ = -1;
-};
-
-// [time, {"counter_0000": number, ...}]
-std::string make_record(size_t counters) {
-  std::string record = "\x92\xcb\x41\xd9\x55\x55\x55\x55\x55\x55\xde";
-  record += static_cast<char>(counters >> 8);
-  record += static_cast<char>(counters);
-  for (size_t i = 0; i < counters; ++i) {
-    const std::string digits = std::to_string(10'000 + i).substr(1);
-    record +=
-        "\xac"
-        "counter_" +
-        digits + "\xce\x12\x34\x56" + static_cast<char>(i);
-  }
-  return record;
-}
-
-double processor_seconds() {
-  rusage usage{};
-  getrusage(RUSAGE_SELF, &usage);
-  const auto seconds = [](const timeval& t) {
-    return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_usec) / 1e6;
-  };
-  return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+double seconds_of(clockid_t clock) {
+  timespec time{};
+  clock_gettime(clock, &time);
+  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
 }
 
 double seconds_since(Clock::time_point begin) {
   return std::chrono::duration<double>(Clock::now() - begin).count();
 }
 
+// Seconds in all.
 struct Cost {
-  double wall = 1e9;       // seconds in all
-  double processor = 1e9;  // likewise
+  double wall = 1e9;
+  double caller = 1e9;  // of processor time, in add_data
+  double sender = 1e9;  // likewise, in the engine's thread
+  double processor() const { return caller + sender; }
 };
-
-Cost least(const Cost& a, const Cost& b) {
-  return {std::min(a.wall, b.wall), std::min(a.processor, b.processor)};
-}
 
 uint64_t delivered(const EngineCalls& engine, void* context) {
   char text[1000];
@@ -166,30 +86,111 @@ uint64_t delivered(const EngineCalls& engine, void* context) {
   return std::strtoull(text + all.find("\"delivered\":") + 12, nullptr, 10);
 }
 
-// What is measured is records that arrive, as fast as they do: no more than the sender has in
-// flight are offered ahead.
-Cost send(const EngineCalls& engine, const Receiver& receiver, const std::string& record,
-          size_t count) {
-  constexpr size_t kAhead = 2'000'000;
-  const size_t step = std::max<size_t>(1, kAhead / 4 / record.size());
-  fluentbit_export_parameters_t none{};
-  void* context =
-      engine.init("forward", "127.0.0.1", receiver.port().c_str(), &none, "cntr", "evnt");
-  const auto begin = Clock::now();
-  const double processor = processor_seconds();
-  for (size_t i = 1; i <= count; ++i) {
-    engine.add_data(context, record.data(), record.size());
-    if (i % step != 0) continue;
-    while ((i - delivered(engine, context)) * record.size() > kAhead) {
+// Adds records, and sees to it that what is measured is records that arrive, as fast as they do: no
+// more than a few are offered ahead. What that takes is not counted.
+class Feeder {
+ public:
+  Feeder(const EngineCalls& engine, void* context, const RecordPool& pool)
+      : engine_(engine), context_(context), pool_(pool) {}
+
+  // So many more, until they have arrived. The processor time in add_data.
+  double feed(size_t count) {
+    constexpr size_t kAhead = 4'000'000;
+    const size_t step = std::max<size_t>(1, kAhead / 8 / pool_.record_size);
+    double caller = 0;
+    for (const size_t end = added_ + count; added_ < end;) {
+      caller -= seconds_of(CLOCK_THREAD_CPUTIME_ID);
+      for (const size_t next = std::min(end, added_ + step); added_ < next; ++added_) {
+        const std::string_view record = pool_[added_];
+        engine_.add_data(context_, record.data(), record.size());
+      }
+      caller += seconds_of(CLOCK_THREAD_CPUTIME_ID);
+      wait_for_less_than(added_ < end ? kAhead : 1);
+    }
+    return caller;
+  }
+
+ private:
+  void wait_for_less_than(size_t bytes) {
+    while ((added_ - delivered(engine_, context_)) * pool_.record_size >= bytes) {
       std::this_thread::sleep_for(std::chrono::microseconds(100));
     }
   }
-  while (delivered(engine, context) < count) {
-    std::this_thread::sleep_for(std::chrono::microseconds(200));
-  }
-  const Cost cost = {seconds_since(begin), processor_seconds() - processor};
+
+  const EngineCalls& engine_;
+  void* context_;
+  const RecordPool& pool_;
+  size_t added_ = 0;
+};
+
+Cost send(const EngineCalls& engine, const Receiver& receiver, const RecordPool& pool,
+          size_t count) {
+  void* context = start(engine, receiver);
+  Feeder feeder(engine, context, pool);
+  feeder.feed(pool.size());  // to have everything in place
+  const auto begin = Clock::now();
+  const double all = seconds_of(CLOCK_PROCESS_CPUTIME_ID);
+  const double own = seconds_of(CLOCK_THREAD_CPUTIME_ID);
+  Cost cost;
+  cost.caller = feeder.feed(count);
+  cost.wall = seconds_since(begin);
+  cost.sender =
+      seconds_of(CLOCK_PROCESS_CPUTIME_ID) - all - (seconds_of(CLOCK_THREAD_CPUTIME_ID) - own);
   engine.finalize(context);
   return cost;
+}
+
+Cost write_plainly(const Receiver& receiver, const FramePool& pool, size_t count) {
+  PlainConnection connection(receiver);
+  const auto write = [&](size_t records) {
+    for (size_t i = 0; records > 0; ++i) {
+      const FramePool::Place& frame = pool.frames[i % pool.frames.size()];
+      connection.send(pool.bytes(frame));
+      records -= std::min(records, frame.records);
+    }
+    connection.await_replies();
+  };
+  write(1);
+  const auto begin = Clock::now();
+  const double processor = seconds_of(CLOCK_PROCESS_CPUTIME_ID);
+  write(count);
+  return {seconds_since(begin), seconds_of(CLOCK_PROCESS_CPUTIME_ID) - processor, 0};
+}
+
+template <typename Value>
+double median_of(const std::vector<Cost>& costs, Value value) {
+  std::vector<double> values;
+  for (const Cost& cost : costs) values.push_back(value(cost));
+  std::nth_element(values.begin(), values.begin() + static_cast<ptrdiff_t>(values.size() / 2),
+                   values.end());
+  return values[values.size() / 2];
+}
+
+void measure(const EngineCalls& engine, size_t counters, int runs) {
+  constexpr size_t kBytes = 200'000'000;
+  const RecordPool records(counters);
+  const FramePool frames(records);
+  const size_t count = kBytes / records.record_size;
+  const Receiver receiver;
+  std::vector<Cost> ours;
+  std::vector<Cost> plain;
+  for (int i = 0; i < runs; ++i) {
+    ours.push_back(send(engine, receiver, records, count));
+    plain.push_back(write_plainly(receiver, frames, count));
+  }
+  const double n = static_cast<double>(count);
+  const auto each = [&](const std::vector<Cost>& costs, auto value) {
+    return median_of(costs, value) / n * 1e9;
+  };
+  const double processor = each(ours, [](const Cost& cost) { return cost.processor(); });
+  const double plainly = each(plain, [](const Cost& cost) { return cost.processor(); });
+  std::printf(
+      "%4zu counters, %5zu bytes: %8.0f records/s, %6.0f ns of processor time each, of it %6.0f "
+      "in add_data; plain %8.0f records/s, %6.0f ns, ratio %.2f\n",
+      counters, records.record_size, 1e9 / each(ours, [](const Cost& cost) { return cost.wall; }),
+      processor, each(ours, [](const Cost& cost) { return cost.caller; }),
+      1e9 / each(plain, [](const Cost& cost) { return cost.wall; }), plainly, processor / plainly);
+  std::fflush(stdout);
 }
 
 // The slowest call of each ten thousand, in microseconds, where records come one by one, as they do
@@ -212,48 +213,10 @@ std::vector<double> slowest_calls(Call call) {
   return slowest;
 }
 
-Cost write_plainly(const Receiver& receiver, size_t bytes) {
-  const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  if (connect(fd, reinterpret_cast<const sockaddr*>(&receiver.address()),
-              sizeof(receiver.address())) != 0) {
-    std::exit(4);
-  }
-  const std::string frame(kFrame, 'x');
-  const auto begin = Clock::now();
-  const double processor = processor_seconds();
-  while (bytes > 0) {
-    const ssize_t count = write(fd, frame.data(), std::min(bytes, frame.size()));
-    if (count <= 0) std::exit(4);
-    bytes -= static_cast<size_t>(count);
-  }
-  const Cost cost = {seconds_since(begin), processor_seconds() - processor};
-  close(fd);
-  return cost;
-}
-
-void measure(const EngineCalls& engine, size_t counters) {
-  constexpr int kRepetitions = 7;
-  constexpr size_t kBytes = 200'000'000;
-  const std::string record = make_record(counters);
-  const size_t count = kBytes / record.size();
-  const Receiver receiver;
-  Cost ours;
-  Cost plain;
-  for (int i = 0; i < kRepetitions; ++i) {
-    ours = least(ours, send(engine, receiver, record, count));
-    plain = least(plain, write_plainly(receiver, count * (record.size() + 1)));
-  }
-  const double n = static_cast<double>(count);
-  std::printf(
-      "%4zu counters, %5zu bytes: %8.0f records/s, %6.0f ns of processor time each; plain "
-      "%6.0f ns, ratio %.2f\n",
-      counters, record.size(), n / ours.wall, ours.processor / n * 1e9, plain.processor / n * 1e9,
-      ours.processor / plain.processor);
-}
-
 void print_slowest(const char* what, const std::vector<double>& slowest) {
-  std::printf("%s: slowest of 10,000: median %.0f us, worst %.0f us\n", what,
-              slowest[slowest.size() / 2], slowest.back());
+  std::printf("%s: slowest of 10,000: least %.0f us, median %.0f us, worst %.0f us\n", what,
+              slowest.front(), slowest[slowest.size() / 2], slowest.back());
+  std::fflush(stdout);
 }
 
 // How long the machine itself holds up a program that only looks at the clock.
@@ -263,10 +226,8 @@ void measure_machine() {
 
 void measure_calls(const EngineCalls& engine, Manner manner, const char* name) {
   const Receiver receiver(manner);
-  const std::string record = make_record(100);
-  fluentbit_export_parameters_t none{};
-  void* context =
-      engine.init("forward", "127.0.0.1", receiver.port().c_str(), &none, "cntr", "evnt");
+  const std::string record = vek::bench::make_record(100, 0);
+  void* context = start(engine, receiver);
   print_slowest(name,
                 slowest_calls([&] { engine.add_data(context, record.data(), record.size()); }));
   engine.finalize(context);
@@ -275,13 +236,14 @@ void measure_calls(const EngineCalls& engine, Manner manner, const char* name) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 2) {
-    std::fprintf(stderr, "usage: vek_forward_bench ENGINE_LIBRARY\n");
+  if (argc != 2 && argc != 3) {
+    std::fprintf(stderr, "usage: vek_forward_bench ENGINE_LIBRARY [RUNS]\n");
     return 2;
   }
   setenv("VEK_RAW_MSGPACK_LOG_LEVEL", "3", 1);
   const EngineCalls engine = load(argv[1]);
-  for (const size_t counters : {10, 100, 1000}) measure(engine, counters);
+  const int runs = argc == 3 ? std::max(1, std::atoi(argv[2])) : 7;
+  for (const size_t counters : {10, 100, 1000}) measure(engine, counters, runs);
   measure_machine();
   measure_calls(engine, Manner::kReads, "add_data, a receiver that reads");
   measure_calls(engine, Manner::kStalls, "add_data, one that accepts and reads nothing");
