@@ -20,6 +20,15 @@ uint32_t random_seed() {
   return static_cast<uint32_t>(bytes[0] | bytes[1] << 8 | bytes[2] << 16) | 1u;
 }
 
+// Naps end by themselves. After so many in which nothing moved the flow has ended.
+constexpr std::chrono::milliseconds kNap{1};
+constexpr int kNaps = 20;
+// Bytes in the queue that end a nap early.
+constexpr size_t kBurst = 1'000'000;
+// While nothing can be sent and the queue grows, this often memory is made ready for it.
+constexpr std::chrono::milliseconds kLook{5};
+constexpr int kLooks = 20;
+
 // For poll(2): rounded up, so that the moment has come when it returns; at most a minute.
 int milliseconds_until(Clock::time_point moment, Clock::time_point now) {
   constexpr std::chrono::milliseconds kMost{60'000};
@@ -64,6 +73,7 @@ void ForwardSender::run() {
 void ForwardSender::step() {
   wake_.clear();
   now_ = Clock::now();
+  if (queue_.provide()) looks_left_ = kLooks;
   if (queue_.stop().is_set() && !is_closing_) {
     is_closing_ = true;
     retry_at_ = now_;  // the grace is for attempts, not for waiting
@@ -138,6 +148,7 @@ bool ForwardSender::take_replies(Bytes bytes) {
 // A frame arrived.
 void ForwardSender::note_progress() {
   progress_at_ = now_;
+  naps_left_ = kNaps;
   backoff_.reset();
   if (!has_failed_) return;
   has_failed_ = false;
@@ -159,6 +170,7 @@ bool ForwardSender::write_frames() {
       fail(result.status == IoStatus::kClosed, connection.error());
       return false;
     }
+    naps_left_ = kNaps;
     const size_t arrived = window_.arrived();
     window_.wrote(result.bytes);
     if (window_.arrived() > arrived) note_progress();
@@ -209,11 +221,33 @@ size_t ForwardSender::bytes_to_wake_for() const {
   return is_idle ? 1 : std::numeric_limits<size_t>::max();
 }
 
+// Not where only the receiver can move what there is.
+bool ForwardSender::may_nap() const {
+  constexpr size_t kNone = std::numeric_limits<size_t>::max();
+  return naps_left_ > 0 && !is_closing_ && link_.is_ready() && window_.wants() != kNone;
+}
+
+// Less where the queue would be full by then.
+size_t ForwardSender::burst() const {
+  return std::max(window_.wants(), std::min(kBurst, queue_.limit() / 4));
+}
+
 void ForwardSender::sleep() {
-  if (has_unread_ || !queue_.may_sleep(bytes_to_wake_for())) return;
-  std::array<pollfd, 2> requests = {{{wake_.fd(), POLLIN, 0}, {link_.fd(), link_.events(), 0}}};
-  const auto until = std::min(next_event(), queue_.stop().deadline());
-  poll(requests.data(), requests.size(), milliseconds_until(until, Clock::now()));
+  const bool naps = may_nap();
+  if (has_unread_ || !queue_.may_sleep(naps ? burst() : bytes_to_wake_for())) return;
+  short events = link_.events();
+  auto until = std::min(next_event(), queue_.stop().deadline());
+  const auto now = Clock::now();
+  if (naps) {
+    --naps_left_;
+    events = static_cast<short>(events & ~POLLIN);
+    until = std::min(until, now + kNap);
+  } else if (looks_left_ > 0) {
+    --looks_left_;
+    until = std::min(until, now + kLook);
+  }
+  std::array<pollfd, 2> requests = {{{wake_.fd(), POLLIN, 0}, {link_.fd(), events, 0}}};
+  poll(requests.data(), requests.size(), milliseconds_until(until, now));
 }
 
 }  // namespace vek::engine

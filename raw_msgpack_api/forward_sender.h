@@ -1,7 +1,10 @@
 // ForwardSender: keeps a link to a receiver and the frames of a queue moving over it.
 //
 // One loop around one poll(2) does everything: it sleeps until the receiver, the queue or a time
-// limit has something for it, and costs nothing while there is nothing to do. Every failure ends
+// limit has something for it, and costs nothing while there is nothing to do. While records flow it
+// naps instead: neither each record nor each acknowledgement wakes it, which would cost the thread
+// that adds records a system call and perhaps its processor, and both sides more than the records
+// do. Every failure ends
 // the connection: a late acknowledgement on it would be taken for that of another frame. What was
 // not acknowledged is sent again on the next one, after a pause.
 #ifndef VEK_RAW_MSGPACK_API_FORWARD_SENDER_H
@@ -45,6 +48,8 @@ class ForwardSender {
   bool has_work() const;
   Clock::time_point next_event() const;
   size_t bytes_to_wake_for() const;
+  bool may_nap() const;
+  size_t burst() const;
 
   const ForwardConfig& config_;
   const WakeFd& wake_;
@@ -56,6 +61,8 @@ class ForwardSender {
   Clock::time_point now_{};
   Clock::time_point retry_at_{};
   Clock::time_point progress_at_{};  // of the oldest frame on its way
+  int naps_left_ = 0;        // before it sleeps until somebody wakes it
+  int looks_left_ = 0;       // at what the queue took of the memory that was ready for it
   bool is_closing_ = false;
   bool has_failed_ = false;  // since the last frame arrived
   bool has_unread_ = false;  // the receiver says more than was read in one go

@@ -65,6 +65,14 @@ Bytes RecordBatch::bytes_of(size_t left, size_t count) const {
   return {&bytes_[begin], end_of(first + count - 1) - begin};
 }
 
+void RecordBatch::prepare() {
+  constexpr size_t kSmallRecord = 128;
+  reserve(kTargetBytes);
+  std::memset(bytes_.get(), 0, kTargetBytes);
+  entries_.resize(kTargetBytes / kSmallRecord);
+  entries_.clear();
+}
+
 void RecordBatch::clear() {
   // One huge record must not keep its memory for ever.
   if (capacity_ > kTargetBytes) {

@@ -67,6 +67,9 @@ class RecordBatch {
   // The same as an event that begins so. The record is no list.
   void append_event(const EventHead& head, const RecordView& record, bool mended, uint64_t pairs);
   void drop_first(size_t count) { first_ += count; }
+  // Takes the memory that a batch of small records needs, and touches it, so that append() does not
+  // wait until the system has pages for it. For an empty one; throws std::bad_alloc.
+  void prepare();
   // Empty again, with its memory kept.
   void clear();
 

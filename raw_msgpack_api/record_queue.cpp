@@ -9,6 +9,8 @@ namespace vek::engine {
 namespace {
 
 constexpr size_t kFewBatches = 16;
+constexpr size_t kReadyBatches = 8;
+constexpr size_t kTooFewBatches = 2;
 constexpr size_t kMaxSpareBatches = 256;
 
 }  // namespace
@@ -38,7 +40,7 @@ RecordQueue::Incoming RecordQueue::look_at(const RecordView& record, bool mended
 RecordQueue::PushResult RecordQueue::push(const RecordView& record, bool mended,
                                           uint64_t pairs) noexcept {
   Incoming incoming = look_at(record, mended, pairs);
-  const std::lock_guard lock(mutex_);
+  std::unique_lock lock(mutex_);
   ++account_.accepted;
   if (mended) ++account_.mended;
   PushResult result;
@@ -54,7 +56,9 @@ RecordQueue::PushResult RecordQueue::push(const RecordView& record, bool mended,
     if (!goes_to_spool(incoming.size) || !store(incoming.number, record, mended, pairs, result)) {
       keep_in_memory(incoming, result);
     }
-    wake_consumer(was_idle);
+    const Wake whom = whom_to_wake(was_idle);
+    lock.unlock();
+    wake(whom);
   } catch (const std::bad_alloc&) {
     result = {DropReason::kOutOfMemory, 1};
     ++account_.dropped_for(DropReason::kOutOfMemory);
@@ -102,13 +106,43 @@ bool RecordQueue::make_room(size_t bytes, PushResult& result) {
   return true;
 }
 
-void RecordQueue::wake_consumer(bool was_idle) {
+RecordQueue::Wake RecordQueue::whom_to_wake(bool was_idle) {
+  Wake whom;
   const size_t now = available();
-  if (was_idle && now > 0) wake_.notify_one();
+  whom.waiter = was_idle && now > 0;
   if (sleeps_until_ > 0 && now >= sleeps_until_) {
     sleeps_until_ = 0;
-    sleeper_->signal();
+    whom.sleeper = sleeper_;
   }
+  if (provides_ && spare_.size() < kTooFewBatches) {
+    provides_ = false;
+    whom.sleeper = sleeper_;
+  }
+  return whom;
+}
+
+void RecordQueue::wake(const Wake& whom) noexcept {
+  if (whom.waiter) wake_.notify_one();
+  if (whom.sleeper) whom.sleeper->signal();
+}
+
+bool RecordQueue::provide() noexcept {
+  std::unique_lock lock(mutex_);
+  bool was_missing = false;
+  while (spare_.size() < kReadyBatches) {
+    was_missing = true;
+    lock.unlock();
+    RecordBatch batch;
+    try {
+      batch.prepare();
+    } catch (const std::bad_alloc&) {
+      return true;  // whoever adds records will see whether there is some
+    }
+    lock.lock();
+    spare_.push_back(std::move(batch));
+  }
+  provides_ = sleeper_ != nullptr;
+  return was_missing;
 }
 
 RecordBatch RecordQueue::fresh_batch() {
@@ -154,7 +188,7 @@ RecordQueue::Forgotten RecordQueue::forget_taken(size_t count) {
     forgotten.bytes += forget_first(oldest, here);
     count -= here;
     if (oldest.empty()) {
-      recycle(std::move(oldest));
+      recycle(std::move(oldest), &forgotten.excess);
       taken_.pop_front();
     }
   }
@@ -164,11 +198,17 @@ RecordQueue::Forgotten RecordQueue::forget_taken(size_t count) {
 
 // As many are spare as are in use, and a few: what a flow has in flight goes round, and what was
 // needed while a receiver was down is given back when it is not.
-void RecordQueue::recycle(RecordBatch&& batch) {
+void RecordQueue::recycle(RecordBatch&& batch, std::vector<RecordBatch>* excess) {
   const size_t most = std::min(spare_.capacity(), kFewBatches + waiting_.size() + taken_.size());
   batch.clear();
   if (spare_.size() < most) spare_.push_back(std::move(batch));
-  if (spare_.size() > most) spare_.pop_back();
+  if (spare_.size() <= most) return;
+  try {
+    if (excess) excess->push_back(std::move(spare_.back()));
+  } catch (const std::bad_alloc&) {
+    // It is freed here, then.
+  }
+  spare_.pop_back();
 }
 
 void RecordQueue::drop_malformed(DropReason reason) noexcept {
@@ -284,6 +324,7 @@ void RecordQueue::set_wake(const WakeFd* wake) noexcept {
   const std::lock_guard lock(mutex_);
   sleeper_ = wake;
   sleeps_until_ = 0;
+  provides_ = false;
 }
 
 bool RecordQueue::may_sleep(size_t bytes) noexcept {

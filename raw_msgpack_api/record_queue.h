@@ -8,7 +8,7 @@
 // new record that is dropped. Statistics may be read from any thread.
 //
 // A consumer sleeps in take(), or in a poll(2) of its own, which a WakeFd ends; that one is
-// signalled only when the consumer has said that it sleeps.
+// signalled only when the consumer has said that it sleeps, and for how many bytes.
 //
 // With a spool behind it, nothing gives way while the disk has room. Records are in one of these
 // places, in this order: in flight (some of them on disk as well), waiting in memory, on disk only,
@@ -17,7 +17,8 @@
 // What is taken from the disk counts as queued from then on; what is left over at the end goes
 // there.
 //
-// Batches are recycled, so that a steady flow allocates nothing.
+// Batches are recycled, so that a steady flow allocates nothing; a consumer that calls provide()
+// allocates those that a growing queue needs, so that the producer does not.
 #ifndef VEK_RAW_MSGPACK_API_RECORD_QUEUE_H
 #define VEK_RAW_MSGPACK_API_RECORD_QUEUE_H
 
@@ -96,6 +97,12 @@ class RecordQueue {
   bool may_sleep(size_t bytes) noexcept;
   // Bytes of the records that wait to be taken.
   size_t waiting_bytes() const noexcept;
+  // Has memory ready for records that come, and is signalled where it does not last until the next
+  // call. True when records had used some of it.
+  bool provide() noexcept;
+
+  // Bytes that it may hold.
+  size_t limit() const { return limit_bytes_; }
 
   // Any thread
   // -------------------------------------------------------------------------------------
@@ -124,6 +131,12 @@ class RecordQueue {
   struct Forgotten {
     size_t bytes = 0;
     size_t spooled = 0;  // records that the spool holds too
+    std::vector<RecordBatch> excess;  // not needed any more: to be freed without the lock
+  };
+  // Whom to wake, when the lock is gone: who wakes would wait for it.
+  struct Wake {
+    bool waiter = false;
+    const WakeFd* sleeper = nullptr;
   };
 
   size_t room() const;
@@ -131,11 +144,12 @@ class RecordQueue {
   Incoming look_at(const RecordView& record, bool mended, uint64_t pairs) noexcept;
   void keep_in_memory(const Incoming& incoming, PushResult& result);
   void append(std::deque<RecordBatch>& batches, const Incoming& incoming);
-  void wake_consumer(bool was_idle);
+  Wake whom_to_wake(bool was_idle);
+  void wake(const Wake& whom) noexcept;
   RecordBatch fresh_batch();
   size_t forget_first(RecordBatch& batch, size_t count);
   Forgotten forget_taken(size_t count);
-  void recycle(RecordBatch&& batch);
+  void recycle(RecordBatch&& batch, std::vector<RecordBatch>* excess = nullptr);
   size_t available() const;
 
   bool take_next(std::unique_lock<std::mutex>& lock);
@@ -168,6 +182,7 @@ class RecordQueue {
   bool is_blocked_ = false;   // the disk could not be read
   const WakeFd* sleeper_ = nullptr;
   size_t sleeps_until_ = 0;  // bytes that wait; 0: the consumer is awake
+  bool provides_ = false;    // the consumer did, and was not signalled since
   bool is_closed_ = false;
   Account account_;
 };
