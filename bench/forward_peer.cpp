@@ -1,6 +1,7 @@
 #include "bench/forward_peer.h"
 
 #include <netinet/tcp.h>
+#include <sched.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -16,6 +17,17 @@
 
 namespace vek::bench {
 namespace {
+
+constexpr int kOwnProcessor = 0;
+constexpr int kReceiversProcessor = 1;
+bool g_is_apart = false;
+
+void keep_on(int processor) {
+  cpu_set_t set;
+  CPU_ZERO(&set);
+  CPU_SET(processor, &set);
+  sched_setaffinity(0, sizeof(set), &set);
+}
 
 [[noreturn]] void give_up(const char* what) {
   std::perror(what);
@@ -57,6 +69,7 @@ void acknowledge_all(int fd) {
 
 [[noreturn]] void serve(int listener, Manner manner) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
+  if (g_is_apart) keep_on(kReceiversProcessor);
   for (;;) {
     const int fd = accept(listener, nullptr, nullptr);
     if (manner == Manner::kStalls) pause();
@@ -84,6 +97,11 @@ Receiver::~Receiver() {
   if (child_ < 0) return;
   kill(child_, SIGKILL);
   waitpid(child_, nullptr, 0);
+}
+
+void keep_receivers_apart() {
+  g_is_apart = true;
+  keep_on(kOwnProcessor);
 }
 
 PlainConnection::PlainConnection(const Receiver& receiver)

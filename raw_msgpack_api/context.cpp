@@ -47,12 +47,24 @@ void Context::run() noexcept {
 
 void Context::add(Bytes buffer) noexcept {
   FoundRecord record;
-  if (familiar_.find(buffer, record)) {
-    push(record);
-  } else {
-    add_unknown(buffer);
+  if (!add_like(buffer)) {
+    if (familiar_.find(buffer, record)) {
+      push(record);
+    } else {
+      add_unknown(buffer);
+    }
   }
   if (spool_ && sync_.kind == SpoolSync::Kind::kAlways) spool_->sync();
+}
+
+// False when it is no record like those before, as far as its first bytes tell which.
+bool Context::add_like(Bytes buffer) noexcept {
+  const RecordLayout* layout = familiar_.guess(buffer);
+  if (!layout) return false;
+  const FoundRecord record = layout->found(buffer);
+  const auto pushed = queue_.push_like(*layout, record);
+  report(pushed, record.mended && pushed.fits);
+  return pushed.fits;
 }
 
 void Context::add_unknown(Bytes buffer) noexcept {
@@ -74,9 +86,12 @@ void Context::add_unknown(Bytes buffer) noexcept {
 }
 
 void Context::push(const FoundRecord& record) noexcept {
-  const auto pushed = queue_.push(record.view, record.mended, record.pairs);
+  report(queue_.push(record.view, record.mended, record.pairs), record.mended);
+}
+
+void Context::report(const RecordQueue::PushResult& pushed, bool mended) noexcept {
   if (pushed.dropped > 0) report_.dropped(queue_, pushed.reason, pushed.dropped);
-  if (record.mended && mended_limit_.due_at_level(VEK_LOG_DEBUG)) {
+  if (mended && mended_limit_.due_at_level(VEK_LOG_DEBUG)) {
     VEK_LOGD("[raw msgpack API] [%s] a record announced more pairs than it holds; mended",
              settings_.name.c_str());
   }

@@ -35,7 +35,9 @@ class Context {
 
  private:
   void add_unknown(Bytes buffer) noexcept;
+  bool add_like(Bytes buffer) noexcept;
   void push(const FoundRecord& record) noexcept;
+  void report(const RecordQueue::PushResult& pushed, bool mended) noexcept;
   void run() noexcept;
   void flush() noexcept;
   void report_given_up(const Account& account) const noexcept;

@@ -39,16 +39,33 @@ void RecordBatch::append(const RecordView& record, bool mended, uint64_t pairs) 
   finish_entry(mended, pairs);
 }
 
+// Where its body goes.
+uint8_t* RecordBatch::begin_event(const EventHead& head, const RecordView& record) {
+  const size_t size = head.size() + record.bytes.size() - record.body_offset;
+  uint8_t* const out = begin_entry({used_, size, RecordShape::kTimedMap, /*time_offset=*/1,
+                                    /*body_offset=*/kEventHeadSize, record.depth});
+  std::memcpy(out, head.data(), head.size());
+  return out + head.size();
+}
+
 void RecordBatch::append_event(const EventHead& head, const RecordView& record, bool mended,
                                uint64_t pairs) {
   const Bytes body = record.body();
-  uint8_t* const out =
-      begin_entry({used_, head.size() + body.size(), RecordShape::kTimedMap, /*time_offset=*/1,
-                   /*body_offset=*/kEventHeadSize, record.depth});
-  std::memcpy(out, head.data(), head.size());
-  std::memcpy(out + head.size(), body.data(), body.size());
+  std::memcpy(begin_event(head, record), body.data(), body.size());
   ++events_;
   finish_entry(mended, pairs);
+}
+
+bool RecordBatch::append_event_like(const RecordLayout& layout, const EventHead& head,
+                                    const RecordView& record, bool mended, uint64_t pairs) {
+  if (!layout.copy(record.bytes, record.body_offset, begin_event(head, record))) {
+    used_ = entries_.back().offset;
+    entries_.pop_back();
+    return false;
+  }
+  ++events_;
+  finish_entry(mended, pairs);
+  return true;
 }
 
 size_t RecordBatch::count_within(size_t left, size_t most) const {

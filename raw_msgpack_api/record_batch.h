@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "raw_msgpack_api/event_time.h"
+#include "raw_msgpack_api/record_layout.h"
 #include "raw_msgpack_api/record_walk.h"
 
 namespace vek::engine {
@@ -66,6 +67,9 @@ class RecordBatch {
   void append(const RecordView& record, bool mended, uint64_t pairs);
   // The same as an event that begins so. The record is no list.
   void append_event(const EventHead& head, const RecordView& record, bool mended, uint64_t pairs);
+  // The same of a record that begins like `layout`. False, unchanged, when it does not fit it.
+  bool append_event_like(const RecordLayout& layout, const EventHead& head,
+                         const RecordView& record, bool mended, uint64_t pairs);
   void drop_first(size_t count) { first_ += count; }
   // Takes the memory that a batch of small records needs, and touches it, so that append() does not
   // wait until the system has pages for it. For an empty one; throws std::bad_alloc.
@@ -85,6 +89,7 @@ class RecordBatch {
   size_t end_of(size_t index) const { return entries_[index].offset + entries_[index].size; }
   void reserve(size_t bytes);
   uint8_t* begin_entry(const Entry& entry);
+  uint8_t* begin_event(const EventHead& head, const RecordView& record);
   void finish_entry(bool mended, uint64_t pairs);
 
   std::unique_ptr<uint8_t[]> bytes_;

@@ -29,7 +29,7 @@ RecordQueue::RecordQueue(size_t limit_bytes, Spool* spool, bool spool_first, Rec
 // such records stay as they are.
 RecordQueue::Incoming RecordQueue::look_at(const RecordView& record, bool mended,
                                            uint64_t pairs) noexcept {
-  Incoming incoming = {record, mended, pairs, nullptr, record.bytes.size(), 0};
+  Incoming incoming = {record, mended, pairs, nullptr, record.bytes.size(), 0, nullptr};
   if (form_ == RecordForm::kAsGiven || record.shape == RecordShape::kTimedList) return incoming;
   incoming.head = heads_.of(record);
   if (!incoming.head) return incoming;
@@ -40,10 +40,33 @@ RecordQueue::Incoming RecordQueue::look_at(const RecordView& record, bool mended
 RecordQueue::PushResult RecordQueue::push(const RecordView& record, bool mended,
                                           uint64_t pairs) noexcept {
   Incoming incoming = look_at(record, mended, pairs);
+  return accept(incoming);
+}
+
+RecordQueue::PushResult RecordQueue::push_like(const RecordLayout& layout,
+                                               const FoundRecord& record) noexcept {
+  Incoming incoming = look_at(record.view, record.mended, record.pairs);
+  if (incoming.head && !spool_) {
+    incoming.layout = &layout;
+  } else if (!layout.fits(record.view.bytes)) {
+    PushResult result;
+    result.fits = false;
+    return result;
+  }
+  return accept(incoming);
+}
+
+RecordQueue::PushResult RecordQueue::accept(Incoming& incoming) noexcept {
   std::unique_lock lock(mutex_);
-  ++account_.accepted;
-  if (mended) ++account_.mended;
   PushResult result;
+  // What will not be copied has to be looked at before it is counted.
+  const bool is_lost = incoming.size > limit_bytes_ - std::min(limit_bytes_, taken_bytes_);
+  if (is_lost && incoming.layout && !incoming.layout->fits(incoming.record.bytes)) {
+    result.fits = false;
+    return result;
+  }
+  ++account_.accepted;
+  if (incoming.mended) ++account_.mended;
   if (incoming.size > limit_bytes_) {
     result = {DropReason::kTooLarge, 1};
     ++account_.dropped_for(result.reason);
@@ -52,10 +75,7 @@ RecordQueue::PushResult RecordQueue::push(const RecordView& record, bool mended,
   if (spool_) incoming.number = next_number_++;
   const bool was_idle = available() == 0;
   try {
-    if (!behind_.empty()) store_behind(result);
-    if (!goes_to_spool(incoming.size) || !store(incoming.number, record, mended, pairs, result)) {
-      keep_in_memory(incoming, result);
-    }
+    result.fits = keep(incoming, result);
     const Wake whom = whom_to_wake(was_idle);
     lock.unlock();
     wake(whom);
@@ -66,12 +86,21 @@ RecordQueue::PushResult RecordQueue::push(const RecordView& record, bool mended,
   return result;
 }
 
-void RecordQueue::keep_in_memory(const Incoming& incoming, PushResult& result) {
-  if (!make_room(incoming.size, result)) return;
+// False, and nothing is counted, when the record does not fit its layout.
+bool RecordQueue::keep(const Incoming& incoming, PushResult& result) {
+  const auto& [record, mended, pairs, head, size, number, layout] = incoming;
+  if (!behind_.empty()) store_behind(result);
+  if (goes_to_spool(size) && store(number, record, mended, pairs, result)) return true;
+  if (!make_room(size, result)) return true;
   const bool is_behind = !behind_.empty() || (spool_ && spool_->unread() > 0);
-  append(is_behind ? behind_ : waiting_, incoming);
-  (is_behind ? behind_bytes_ : waiting_bytes_) += incoming.size;
+  if (!append(is_behind ? behind_ : waiting_, incoming)) {
+    --account_.accepted;
+    if (mended) --account_.mended;
+    return false;
+  }
+  (is_behind ? behind_bytes_ : waiting_bytes_) += size;
   ++account_.queued;
+  return true;
 }
 
 // Bytes that memory still takes. What was loaded from a disk may go beyond the limit by a batch.
@@ -152,23 +181,33 @@ RecordBatch RecordQueue::fresh_batch() {
   return batch;
 }
 
-void RecordQueue::append(std::deque<RecordBatch>& batches, const Incoming& incoming) {
-  const auto& [record, mended, pairs, head, size, number] = incoming;
+// False when the record does not fit its layout.
+bool RecordQueue::append(std::deque<RecordBatch>& batches, const Incoming& incoming) {
+  const auto& [record, mended, pairs, head, size, number, layout] = incoming;
   if (batches.empty() || !batches.back().has_room_for(size) ||
       !batches.back().takes_number(number)) {
     batches.push_back(fresh_batch());
     batches.back().set_first_number(number);
   }
+  RecordBatch& batch = batches.back();
+  bool fits = true;
   try {
-    if (head) {
-      batches.back().append_event(*head, record, mended, pairs);
+    if (layout) {
+      fits = batch.append_event_like(*layout, *head, record, mended, pairs);
+    } else if (head) {
+      batch.append_event(*head, record, mended, pairs);
     } else {
-      batches.back().append(record, mended, pairs);
+      batch.append(record, mended, pairs);
     }
   } catch (...) {
-    if (batches.back().empty()) batches.pop_back();
+    if (batch.empty()) batches.pop_back();
     throw;
   }
+  if (!fits && batch.empty()) {
+    recycle(std::move(batch));
+    batches.pop_back();
+  }
+  return fits;
 }
 
 size_t RecordQueue::forget_first(RecordBatch& batch, size_t count) {

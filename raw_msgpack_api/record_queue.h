@@ -54,10 +54,14 @@ class RecordQueue {
   struct PushResult {
     DropReason reason = DropReason::kQueueFull;
     size_t dropped = 0;  // records that gave way for that reason, this one perhaps
+    bool fits = true;    // push_like() alone: false when the record was not accepted
   };
   // Accepts one sound record. Never throws: a record that memory has no room for is dropped. Only
   // with a spool does this write to a disk.
   PushResult push(const RecordView& record, bool mended, uint64_t pairs) noexcept;
+  // The same of a record that is sound if it is like `layout`, which it begins like. That is found
+  // out while it is copied; one that is not is not accepted.
+  PushResult push_like(const RecordLayout& layout, const FoundRecord& record) noexcept;
   // Accepts and drops a record that is not sound.
   void drop_malformed(DropReason reason) noexcept;
   // No more records will come; the consumer may go on until the deadline.
@@ -126,6 +130,7 @@ class RecordQueue {
     const EventHead* head;  // given: it is kept as an event
     size_t size;            // as it is kept
     uint64_t number;
+    const RecordLayout* layout;  // that it has to fit; null: it is known to be sound
   };
   // What settling took from memory.
   struct Forgotten {
@@ -142,8 +147,9 @@ class RecordQueue {
   size_t room() const;
   bool make_room(size_t bytes, PushResult& result);
   Incoming look_at(const RecordView& record, bool mended, uint64_t pairs) noexcept;
-  void keep_in_memory(const Incoming& incoming, PushResult& result);
-  void append(std::deque<RecordBatch>& batches, const Incoming& incoming);
+  PushResult accept(Incoming& incoming) noexcept;
+  bool keep(const Incoming& incoming, PushResult& result);
+  bool append(std::deque<RecordBatch>& batches, const Incoming& incoming);
   Wake whom_to_wake(bool was_idle);
   void wake(const Wake& whom) noexcept;
   RecordBatch fresh_batch();
