@@ -241,7 +241,7 @@ int main(int argc, char** argv) {
     return 2;
   }
   setenv("VEK_RAW_MSGPACK_LOG_LEVEL", "3", 1);
-  if(getenv("P")) vek::bench::keep_receivers_apart();
+  if (getenv("P")) vek::bench::keep_receivers_apart();
   const EngineCalls engine = load(argv[1]);
   const int runs = argc == 3 ? std::max(1, std::atoi(argv[2])) : 7;
   for (const size_t counters : {10, 100, 1000}) measure(engine, counters, runs);

@@ -34,9 +34,9 @@ class Receiver {
 inline constexpr size_t kReplySize = 39;
 inline constexpr size_t kChunkIdSize = 32;
 
-// This process, with the threads that it starts from now on, to one processor, and receivers that it
-// starts to another one: where the kernel puts sender and receiver together or apart as it likes,
-// the cost of the same bytes differs by two from run to run.
+// This process, with the threads that it starts from now on, to one processor, and receivers that
+// it starts to another one: where the kernel puts sender and receiver together or apart as it
+// likes, the cost of the same bytes differs by two from run to run.
 void keep_receivers_apart();
 
 // A connection that is written to as plainly as can be: whole frames, by calls that wait.

@@ -61,8 +61,8 @@ class ForwardSender {
   Clock::time_point now_{};
   Clock::time_point retry_at_{};
   Clock::time_point progress_at_{};  // of the oldest frame on its way
-  int naps_left_ = 0;        // before it sleeps until somebody wakes it
-  int looks_left_ = 0;       // at what the queue took of the memory that was ready for it
+  int naps_left_ = 0;                // before it sleeps until somebody wakes it
+  int looks_left_ = 0;               // at what the queue took of the memory that was ready for it
   bool is_closing_ = false;
   bool has_failed_ = false;  // since the last frame arrived
   bool has_unread_ = false;  // the receiver says more than was read in one go

@@ -6,30 +6,12 @@
 
 namespace vek::engine {
 
-void RecordBatch::reserve(size_t bytes) {
-  if (bytes <= capacity_) return;
+void RecordBatch::grow(size_t bytes) {
   const size_t capacity = std::max({kTargetBytes, bytes, used_ > 0 ? 2 * capacity_ : 0});
   auto larger = std::make_unique_for_overwrite<uint8_t[]>(capacity);
   if (used_ > 0) std::memcpy(larger.get(), bytes_.get(), used_);
   bytes_ = std::move(larger);
   capacity_ = capacity;
-}
-
-// Makes room for all of it first: what follows cannot fail. Where its bytes go.
-uint8_t* RecordBatch::begin_entry(const Entry& entry) {
-  reserve(entry.offset + entry.size);
-  entries_.push_back(entry);
-  used_ += entry.size;
-  return &bytes_[entry.offset];
-}
-
-void RecordBatch::finish_entry(bool mended, uint64_t pairs) {
-  const Entry& entry = entries_.back();
-  depth_ = std::max(depth_, size_t{entry.depth});
-  if (mended) {
-    const std::span all(bytes_.get(), used_);
-    set_map_count(all.subspan(entry.offset + entry.body_offset), pairs);
-  }
 }
 
 void RecordBatch::append(const RecordView& record, bool mended, uint64_t pairs) {
@@ -39,33 +21,12 @@ void RecordBatch::append(const RecordView& record, bool mended, uint64_t pairs) 
   finish_entry(mended, pairs);
 }
 
-// Where its body goes.
-uint8_t* RecordBatch::begin_event(const EventHead& head, const RecordView& record) {
-  const size_t size = head.size() + record.bytes.size() - record.body_offset;
-  uint8_t* const out = begin_entry({used_, size, RecordShape::kTimedMap, /*time_offset=*/1,
-                                    /*body_offset=*/kEventHeadSize, record.depth});
-  std::memcpy(out, head.data(), head.size());
-  return out + head.size();
-}
-
 void RecordBatch::append_event(const EventHead& head, const RecordView& record, bool mended,
                                uint64_t pairs) {
   const Bytes body = record.body();
   std::memcpy(begin_event(head, record), body.data(), body.size());
   ++events_;
   finish_entry(mended, pairs);
-}
-
-bool RecordBatch::append_event_like(const RecordLayout& layout, const EventHead& head,
-                                    const RecordView& record, bool mended, uint64_t pairs) {
-  if (!layout.copy(record.bytes, record.body_offset, begin_event(head, record))) {
-    used_ = entries_.back().offset;
-    entries_.pop_back();
-    return false;
-  }
-  ++events_;
-  finish_entry(mended, pairs);
-  return true;
 }
 
 size_t RecordBatch::count_within(size_t left, size_t most) const {

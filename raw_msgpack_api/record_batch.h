@@ -6,8 +6,10 @@
 #ifndef VEK_RAW_MSGPACK_API_RECORD_BATCH_H
 #define VEK_RAW_MSGPACK_API_RECORD_BATCH_H
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <vector>
 
@@ -87,7 +89,10 @@ class RecordBatch {
     uint8_t depth;
   };
   size_t end_of(size_t index) const { return entries_[index].offset + entries_[index].size; }
-  void reserve(size_t bytes);
+  void reserve(size_t bytes) {
+    if (bytes > capacity_) grow(bytes);
+  }
+  void grow(size_t bytes);
   uint8_t* begin_entry(const Entry& entry);
   uint8_t* begin_event(const EventHead& head, const RecordView& record);
   void finish_entry(bool mended, uint64_t pairs);
@@ -102,6 +107,46 @@ class RecordBatch {
   uint64_t number_ = 0;  // of entries_[0]
   bool is_spooled_ = false;
 };
+
+// Here for the sake of the one caller that has to be quick.
+
+// Makes room for all of it first: what follows cannot fail. Where its bytes go.
+inline uint8_t* RecordBatch::begin_entry(const Entry& entry) {
+  reserve(entry.offset + entry.size);
+  entries_.push_back(entry);
+  used_ += entry.size;
+  return &bytes_[entry.offset];
+}
+
+inline void RecordBatch::finish_entry(bool mended, uint64_t pairs) {
+  const Entry& entry = entries_.back();
+  depth_ = std::max(depth_, size_t{entry.depth});
+  if (mended) {
+    const std::span all(bytes_.get(), used_);
+    set_map_count(all.subspan(entry.offset + entry.body_offset), pairs);
+  }
+}
+
+// Where its body goes.
+inline uint8_t* RecordBatch::begin_event(const EventHead& head, const RecordView& record) {
+  const size_t size = head.size() + record.bytes.size() - record.body_offset;
+  uint8_t* const out = begin_entry({used_, size, RecordShape::kTimedMap, /*time_offset=*/1,
+                                    /*body_offset=*/kEventHeadSize, record.depth});
+  std::memcpy(out, head.data(), head.size());
+  return out + head.size();
+}
+
+inline bool RecordBatch::append_event_like(const RecordLayout& layout, const EventHead& head,
+                                           const RecordView& record, bool mended, uint64_t pairs) {
+  if (!layout.copy(record.bytes, record.body_offset, begin_event(head, record))) {
+    used_ = entries_.back().offset;
+    entries_.pop_back();
+    return false;
+  }
+  ++events_;
+  finish_entry(mended, pairs);
+  return true;
+}
 
 }  // namespace vek::engine
 

@@ -24,6 +24,10 @@ Lane load(const uint8_t* bytes) {
   return lane;
 }
 
+// Steps through `size` bytes, at least kStep: the last one ends with them, and may begin in the one
+// before.
+size_t next_step(size_t at, size_t size) { return std::min(at + kStep, size - kStep); }
+
 // Bits of kStep bytes that the mask cares for and that differ.
 Lane difference(const uint8_t* a, const uint8_t* b, const uint8_t* mask) {
   Lane all{};
@@ -35,27 +39,26 @@ Lane difference(const uint8_t* a, const uint8_t* b, const uint8_t* mask) {
 
 bool any(Lane lane) { return (lane[0] | lane[1]) != 0; }
 
-// The same for the last bytes, fewer than that. Headers and mask go on behind them.
-bool rest_differs(const uint8_t* bytes, size_t size, const uint8_t* headers, const uint8_t* mask) {
-  if (size == 0) return false;
-  std::array<uint8_t, kStep> rest{};
-  std::memcpy(rest.data(), bytes, size);
-  return any(difference(rest.data(), headers, mask));
+// The same of fewer bytes. Headers and mask go on behind them.
+bool few_differ(const uint8_t* bytes, size_t size, const uint8_t* headers, const uint8_t* mask) {
+  std::array<uint8_t, kStep> few{};
+  std::memcpy(few.data(), bytes, size);
+  return any(difference(few.data(), headers, mask));
 }
 
+// Copies `size` bytes, at least kStep. False when they differ from the headers in what the mask
+// cares for.
 bool copy_baseline(const uint8_t* bytes, size_t size, const uint8_t* headers, const uint8_t* mask,
                    uint8_t* out) {
   Lane all{};
-  size_t at = 0;
-  for (; at + kStep <= size; at += kStep) {
+  for (size_t at = 0;; at = next_step(at, size)) {
     for (size_t i = at; i < at + kStep; i += sizeof(Lane)) {
       const Lane lane = load(bytes + i);
       std::memcpy(out + i, &lane, sizeof(lane));
       all |= (lane ^ load(headers + i)) & load(mask + i);
     }
+    if (at + kStep == size) return !any(all);
   }
-  std::memcpy(out + at, bytes + at, size - at);
-  return !any(all) && !rest_differs(bytes + at, size - at, headers + at, mask + at);
 }
 
 #ifdef __x86_64__
@@ -66,18 +69,15 @@ bool copy_baseline(const uint8_t* bytes, size_t size, const uint8_t* headers, co
 [[gnu::target("avx2")]] bool copy_modern(const uint8_t* bytes, size_t size, const uint8_t* headers,
                                          const uint8_t* mask, uint8_t* out) {
   __m256i all = _mm256_setzero_si256();
-  size_t at = 0;
-  for (; at + kStep <= size; at += kStep) {
+  for (size_t at = 0;; at = next_step(at, size)) {
     for (size_t i = at; i < at + kStep; i += sizeof(__m256i)) {
       const __m256i lane = load_wide(bytes + i);
       _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + i), lane);
       const __m256i differs = _mm256_xor_si256(lane, load_wide(headers + i));
       all = _mm256_or_si256(all, _mm256_and_si256(differs, load_wide(mask + i)));
     }
+    if (at + kStep == size) return _mm256_testz_si256(all, all) != 0;
   }
-  std::memcpy(out + at, bytes + at, size - at);
-  return _mm256_testz_si256(all, all) != 0 &&
-         !rest_differs(bytes + at, size - at, headers + at, mask + at);
 }
 
 Copy* const g_copy = __builtin_cpu_supports("avx2") != 0 ? copy_modern : copy_baseline;
@@ -133,21 +133,25 @@ void RecordLayout::learn(const FoundRecord& record) noexcept {
 
 bool RecordLayout::begins(Bytes bytes) const noexcept {
   if (bytes.size() != size_ || bytes.empty()) return false;
-  if (size_ < kStep) return !rest_differs(bytes.data(), size_, headers_.data(), mask_.data());
+  if (size_ < kStep) return !few_differ(bytes.data(), size_, headers_.data(), mask_.data());
   return !any(difference(bytes.data(), headers_.data(), mask_.data()));
 }
 
 bool RecordLayout::fits(Bytes bytes) const noexcept {
   if (!begins(bytes)) return false;
-  size_t at = std::min(kStep, size_);
-  for (; at + kStep <= size_; at += kStep) {
+  for (size_t at = 0; at + kStep < size_;) {
+    at = next_step(at, size_);
     if (any(difference(bytes.data() + at, &headers_[at], &mask_[at]))) return false;
   }
-  return !rest_differs(bytes.data() + at, size_ - at, &headers_[at], &mask_[at]);
+  return true;
 }
 
 bool RecordLayout::copy(Bytes bytes, size_t from, uint8_t* out) const noexcept {
-  return g_copy(bytes.data() + from, size_ - from, &headers_[from], &mask_[from], out);
+  const size_t size = size_ - from;
+  const uint8_t* const begin = bytes.data() + from;
+  if (size >= kStep) return g_copy(begin, size, &headers_[from], &mask_[from], out);
+  std::memcpy(out, begin, size);
+  return !few_differ(begin, size, &headers_[from], &mask_[from]);
 }
 
 FoundRecord RecordLayout::found(Bytes bytes) const noexcept {
