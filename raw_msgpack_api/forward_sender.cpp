@@ -26,8 +26,8 @@ constexpr int kNaps = 20;
 // Bytes in the queue that end a nap early.
 constexpr size_t kBurst = 1'000'000;
 // While nothing can be sent and the queue grows, this often memory is made ready for it.
-constexpr std::chrono::milliseconds kLook{5};
-constexpr int kLooks = 20;
+constexpr std::chrono::milliseconds kLook{2};
+constexpr int kLooks = 50;
 
 // For poll(2): rounded up, so that the moment has come when it returns; at most a minute.
 int milliseconds_until(Clock::time_point moment, Clock::time_point now) {
@@ -167,7 +167,9 @@ bool ForwardSender::write_frames() {
     const IoResult result = connection.write(pieces);
     if (result.status == IoStatus::kAgain) return true;
     if (result.status != IoStatus::kOk) {
-      fail(result.status == IoStatus::kClosed, connection.error());
+      const std::string why = connection.error();
+      // What it acknowledged before it went need not be sent again.
+      if (read_replies()) fail(result.status == IoStatus::kClosed, why);
       return false;
     }
     naps_left_ = kNaps;

@@ -9,7 +9,7 @@ namespace vek::engine {
 namespace {
 
 constexpr size_t kFewBatches = 16;
-constexpr size_t kReadyBatches = 8;
+constexpr size_t kReadyBatches = 4;
 constexpr size_t kTooFewBatches = 2;
 constexpr size_t kMaxSpareBatches = 256;
 

@@ -59,8 +59,10 @@ TEST_F(ProgramPipelineTest, ShowsNoSecretInLogsNorToOtherUsers) {
   EXPECT_THAT(read_file(process + "/cmdline"),
               AllOf(HasSubstr("fluent-bit.conf"), Not(HasSubstr("hunter2"))));
   EXPECT_THAT(read_file(process + "/environ"), Not(HasSubstr("hunter2")));
+  EXPECT_TRUE(waits_for([&] {
+    return log.has(4, "[raw msgpack API] [fake] fluent-bit: [output:fake] logging in with ***");
+  }));
   engine.finish();
-  EXPECT_TRUE(log.has(4, "[raw msgpack API] [fake] fluent-bit: [output:fake] logging in with ***"));
   for (const LogLine& line : log.lines()) EXPECT_THAT(line.text, Not(HasSubstr("hunter2")));
 }
 

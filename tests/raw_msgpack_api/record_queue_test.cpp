@@ -233,6 +233,94 @@ TEST(RecordQueue, SignalsAConsumerThatSleepsOnce) {
   queue.set_wake(nullptr);
 }
 
+// A record of many counters, the last of which is cut to another kind where it is said so.
+std::vector<uint8_t> steady_record(bool is_other = false) {
+  Pack record;
+  record.array(2).f64(1.5).map(10);
+  for (int i = 0; i < 10; ++i) record.str("counter_" + std::to_string(i)).u(1'000'000);
+  auto bytes = record.bytes();
+  if (is_other) bytes[bytes.size() - 5] = 0xca;  // a float is as long
+  return bytes;
+}
+
+struct SteadyFlow {
+  SteadyFlow() {
+    const auto bytes = steady_record();
+    RecordWalk walk{Bytes(bytes)};
+    walk.next();
+    layout.learn(walk.found());
+  }
+  RecordQueue::PushResult push(RecordQueue& queue, Bytes bytes) const {
+    return queue.push_like(layout, layout.found(bytes));
+  }
+  RecordLayout layout;
+};
+
+TEST(RecordQueue, TakesARecordThatFitsItsLayoutAndNoOther) {
+  const SteadyFlow flow;
+  const auto record = steady_record();
+  const auto other = steady_record(true);
+  for (const RecordForm form : {RecordForm::kAsEvents, RecordForm::kAsGiven}) {
+    RecordQueue queue(100'000, nullptr, false, form);
+    EXPECT_FALSE(flow.push(queue, other).fits);
+    EXPECT_EQ(queue.account().accepted, 0u);
+    EXPECT_EQ(queue.waiting_bytes(), 0u);
+    EXPECT_TRUE(flow.push(queue, record).fits);
+    EXPECT_FALSE(flow.push(queue, other).fits);
+    EXPECT_TRUE(flow.push(queue, record).fits);
+    EXPECT_EQ(queue.account().accepted, 2u);
+    EXPECT_EQ(queue.account().queued, 2u);
+    const RecordBatch* batch = queue.take();
+    ASSERT_EQ(batch->size(), 2u);
+    for (size_t i = 0; i < 2; ++i) {
+      const Bytes body = (*batch)[i].body();
+      const Bytes sent = Bytes(record).subspan(10);
+      EXPECT_TRUE(std::equal(body.begin(), body.end(), sent.begin(), sent.end()));
+    }
+    expect_exact(queue);
+  }
+}
+
+// What is not copied is not looked at on the way.
+TEST(RecordQueue, CountsNoRecordThatDoesNotFitWhereThereIsNoRoomForIt) {
+  const SteadyFlow flow;
+  for (const size_t limit : {size_t{10}, steady_record().size() + 1}) {
+    RecordQueue queue(limit, nullptr, false, RecordForm::kAsEvents);
+    flow.push(queue, steady_record());
+    queue.take_more();
+    const Account before = queue.account();
+    EXPECT_FALSE(flow.push(queue, steady_record(true)).fits);
+    EXPECT_EQ(queue.account().accepted, before.accepted);
+    EXPECT_EQ(queue.account().dropped_sum(), before.dropped_sum());
+    const auto result = flow.push(queue, steady_record());
+    EXPECT_TRUE(result.fits);
+    EXPECT_EQ(result.dropped, 1u);
+    expect_exact(queue);
+  }
+}
+
+TEST(RecordQueue, AsksForMemoryBeforeThereIsNone) {
+  constexpr uint64_t kRecord = 60'000;  // a batch each
+  RecordQueue queue(10 * 1024 * 1024);
+  const WakeFd wake;
+  queue.set_wake(&wake);
+  EXPECT_TRUE(queue.provide());
+  EXPECT_FALSE(queue.provide());
+  EXPECT_TRUE(queue.may_sleep(~size_t{0}));
+  push(queue, 1, kRecord);
+  EXPECT_FALSE(is_signalled(wake));
+  EXPECT_TRUE(queue.provide());
+  int pushed = 0;
+  for (; pushed < 20 && !is_signalled(wake); ++pushed) push(queue, 2, kRecord);
+  EXPECT_GT(pushed, 1);
+  EXPECT_LT(pushed, 20);
+  wake.clear();
+  for (int i = 0; i < 20; ++i) push(queue, 3, kRecord);
+  EXPECT_FALSE(is_signalled(wake));  // once is enough
+  EXPECT_TRUE(queue.provide());
+  queue.set_wake(nullptr);
+}
+
 TEST(RecordQueue, SignalsItsEndToAConsumerThatIsAwake) {
   RecordQueue queue(100);
   const WakeFd wake;
