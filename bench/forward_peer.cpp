@@ -1,7 +1,6 @@
 #include "bench/forward_peer.h"
 
 #include <netinet/tcp.h>
-#include <sched.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -99,9 +98,15 @@ Receiver::~Receiver() {
   waitpid(child_, nullptr, 0);
 }
 
-void keep_receivers_apart() {
+ReceiversApart::ReceiversApart() {
+  sched_getaffinity(0, sizeof(before_), &before_);
   g_is_apart = true;
   keep_on(kOwnProcessor);
+}
+
+ReceiversApart::~ReceiversApart() {
+  g_is_apart = false;
+  sched_setaffinity(0, sizeof(before_), &before_);
 }
 
 PlainConnection::PlainConnection(const Receiver& receiver)

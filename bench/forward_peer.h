@@ -3,6 +3,7 @@
 #define VEK_BENCH_FORWARD_PEER_H
 
 #include <netinet/in.h>
+#include <sched.h>
 #include <sys/types.h>
 
 #include <string>
@@ -34,10 +35,19 @@ class Receiver {
 inline constexpr size_t kReplySize = 39;
 inline constexpr size_t kChunkIdSize = 32;
 
-// This process, with the threads that it starts from now on, to one processor, and receivers that
-// it starts to another one: where the kernel puts sender and receiver together or apart as it
-// likes, the cost of the same bytes differs by two from run to run.
-void keep_receivers_apart();
+// While it lives, threads that start are on one processor, with the one that made it, and receivers
+// that start on another: where the kernel puts sender and receiver together or apart as it likes,
+// the cost of the same bytes differs by two from run to run.
+class ReceiversApart {
+ public:
+  ReceiversApart();
+  ~ReceiversApart();
+  ReceiversApart(const ReceiversApart&) = delete;
+  ReceiversApart& operator=(const ReceiversApart&) = delete;
+
+ private:
+  cpu_set_t before_{};
+};
 
 // A connection that is written to as plainly as can be: whole frames, by calls that wait.
 class PlainConnection {
