@@ -8,17 +8,21 @@
 #include <string>
 #include <vector>
 
+#include "raw_msgpack_api/sanitizers.h"
 #include "tests/raw_msgpack_api/engine_fixture.h"
 #include "tests/raw_msgpack_api/forward_receiver.h"
 
 namespace vek::test {
 
+// What a receiver may take for an answer. One that ThreadSanitizer watches takes long.
+inline constexpr const char* kAnswerTimeout = VEK_THREAD_SANITIZER ? "3" : "0.2";
+
 // Parameters with short times, so that what goes wrong goes wrong soon.
 inline ParameterPairs quick(const ParameterPairs& more = {}) {
   ParameterPairs all = {{"vek.retry_base", "0.005"},
                         {"vek.retry_cap", "0.02"},
-                        {"vek.ack_timeout", "0.2"},
-                        {"vek.handshake_timeout", "0.2"},
+                        {"vek.ack_timeout", kAnswerTimeout},
+                        {"vek.handshake_timeout", kAnswerTimeout},
                         {"vek.grace", "10"}};
   all.insert(all.end(), more.begin(), more.end());
   return all;
