@@ -251,7 +251,8 @@ int main(int argc, char** argv) {
   setenv("VEK_RAW_MSGPACK_LOG_LEVEL", "3", 1);
   const EngineCalls engine = load(argv[1]);
   const int runs = argc == 3 ? std::max(1, std::atoi(argv[2])) : 7;
-  for (const size_t counters : {10, 100, 1000}) measure(engine, counters, runs);
+  for (const size_t counters : {size_t{10}, size_t{100}, size_t{1000}})
+    measure(engine, counters, runs);
   measure_machine();
   measure_calls(engine, Manner::kReads, "add_data, a receiver that reads");
   measure_calls(engine, Manner::kStalls, "add_data, one that accepts and reads nothing");
