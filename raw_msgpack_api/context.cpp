@@ -46,12 +46,15 @@ void Context::run() noexcept {
 }
 
 void Context::add(Bytes buffer) noexcept {
-  FoundRecord record;
-  if (!add_like(buffer)) {
-    if (familiar_.find(buffer, record)) {
-      push(record);
-    } else {
-      add_unknown(buffer);
+  {
+    const std::lock_guard lock(add_mutex_);
+    FoundRecord record;
+    if (!add_like(buffer)) {
+      if (familiar_.find(buffer, record)) {
+        push(record);
+      } else {
+        add_unknown(buffer);
+      }
     }
   }
   if (spool_ && sync_.kind == SpoolSync::Kind::kAlways) spool_->sync();

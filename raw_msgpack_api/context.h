@@ -3,6 +3,7 @@
 #define VEK_RAW_MSGPACK_API_CONTEXT_H
 
 #include <memory>
+#include <mutex>
 #include <thread>
 
 #include "raw_msgpack_api/destination.h"
@@ -47,7 +48,9 @@ class Context {
   SpoolSync sync_;
   RecordQueue queue_;
   std::unique_ptr<Destination> destination_;
-  // Of the thread that adds.
+  // Held by the thread that adds: hosts use one at a time, but nothing may break where one does
+  // not.
+  std::mutex add_mutex_;
   FamiliarRecords familiar_;
   DropReport report_;
   LogRateLimit mended_limit_;
