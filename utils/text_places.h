@@ -35,8 +35,7 @@ class TextPlaces {
   // and more; that one's index, or size(). Up to kTextWindow bytes behind a text are set to what
   // was there when its place was learnt or renewed: the values among them are to be written next.
   size_t write(char* record, const char* bytes, size_t first) const noexcept {
-    const size_t end =
-        g_write_all(texts_.data(), in_windows_, texts_.size(), record, bytes, first);
+    const size_t end = g_write_all(texts_.data(), in_windows_, texts_.size(), record, bytes, first);
     return end;
   }
   // The same with instructions that every processor of the kind has.
