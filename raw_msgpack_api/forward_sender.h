@@ -4,9 +4,10 @@
 // limit has something for it, and costs nothing while there is nothing to do. While records flow it
 // naps instead: neither each record nor each acknowledgement wakes it, which would cost the thread
 // that adds records a system call and perhaps its processor, and both sides more than the records
-// do. Every failure ends
-// the connection: a late acknowledgement on it would be taken for that of another frame. What was
-// not acknowledged is sent again on the next one, after a pause.
+// do.
+//
+// Every failure ends the connection: a late acknowledgement on it would be taken for that of
+// another frame. What was not acknowledged is sent again on the next one, after a pause.
 #ifndef VEK_RAW_MSGPACK_API_FORWARD_SENDER_H
 #define VEK_RAW_MSGPACK_API_FORWARD_SENDER_H
 

@@ -272,11 +272,15 @@ TEST(RecordQueue, TakesARecordThatFitsItsLayoutAndNoOther) {
     EXPECT_EQ(queue.account().queued, 2u);
     const RecordBatch* batch = queue.take();
     ASSERT_EQ(batch->size(), 2u);
+    size_t sizes = 0;
     for (size_t i = 0; i < 2; ++i) {
       const Bytes body = (*batch)[i].body();
       const Bytes sent = Bytes(record).subspan(10);
       EXPECT_TRUE(std::equal(body.begin(), body.end(), sent.begin(), sent.end()));
+      sizes += (*batch)[i].bytes.size();
     }
+    // Records are sent as they lie: nothing of the other one is left between them.
+    EXPECT_EQ(batch->bytes_of(2, 2).size(), sizes);
     expect_exact(queue);
   }
 }
