@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstring>
@@ -45,16 +46,18 @@ constexpr uint64_t kValues[] = {0,
                                 0xffff'ffff'ffff'ffff};
 
 // Five numbers of one width, so that a whole group of four and a part of one are written, so many
-// bytes apart. The last one ends with the input, so that it is read with what stands before it.
+// bytes apart, in the order of the record or the other way round. One of them ends with the input,
+// so that it is read with what stands before it.
 class Numbers {
  public:
-  Numbers(Width width, NumberRead read, uint64_t apart) : bytes_(4 * apart + width.bytes, '\x5a') {
+  Numbers(Width width, NumberRead read, uint64_t apart, bool backwards = false)
+      : bytes_(4 * apart + width.bytes, '\x5a') {
     PlanSectionWriter(head_, bytes_.size()).finish();
     PlanSectionWriter out(body_, bytes_.size());
     for (uint64_t i = 0; i < 5; ++i) {
       out.text(std::string(i, 'k'));
-      out.number(apart * i, read);
-      offsets_[i] = apart * i;
+      offsets_[i] = apart * (backwards ? 4 - i : i);
+      out.number(offsets_[i], read);
     }
     out.text("what stands behind the last one");
     out.finish();
@@ -111,6 +114,26 @@ TEST(NumberPlaces, TakeEveryReal) {
       for (const uint64_t to : kValues) {
         const std::string one = numbers.with(width, from, /*only_two=*/false);
         const std::string other = numbers.with(width, to, /*only_two=*/false);
+        expect_rewritten(numbers.head(), numbers.body(), input_of(one), input_of(other));
+        if (testing::Test::HasFatalFailure()) return;
+      }
+    }
+  }
+}
+
+// Two that are read together: side by side, with room between them, and the later one first, as
+// aliases have it.
+TEST(NumberPlaces, TakeNeighboursInAnyOrder) {
+  for (const Width width : kWidths) {
+    const uint64_t least = std::max<uint64_t>(width.bytes, 2);  // or no word is readable
+    for (const uint64_t apart : {least, uint64_t{width.bytes} + 3}) {
+      for (const bool backwards : {false, true}) {
+        SCOPED_TRACE(testing::Message() << int{width.bytes} << " bytes, " << apart << " apart"
+                                        << (backwards ? ", backwards" : ""));
+        const Numbers numbers(width, NumberRead::integer(width.bytes, width.is_signed), apart,
+                              backwards);
+        const std::string one = numbers.with(width, 1, /*only_two=*/true);
+        const std::string other = numbers.with(width, 0x5b, /*only_two=*/true);
         expect_rewritten(numbers.head(), numbers.body(), input_of(one), input_of(other));
         if (testing::Test::HasFatalFailure()) return;
       }
