@@ -3,12 +3,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <string_view>
 #include <utility>
 
 #include "tests/counters/record_samples.h"
 #include "tests/support/fail_allocation.h"
 #include "tests/support/log_capture.h"
+#include "tests/support/msgpack_json.h"
 #include "utils/logger.h"
+#include "utils/record_packer.h"
 
 namespace vek::test {
 namespace {
@@ -157,6 +160,23 @@ TEST(CounterRecord, FollowsASetThatIsChangedByHand) {
   EXPECT_THAT(record_text(set, block, "s", "flb_std"), testing::EndsWith(R"("s","b":0}])"));
   std::swap(set->skip[0], set->skip[1]);
   EXPECT_THAT(record_text(set, block, "s", "flb_std"), testing::EndsWith(R"("s","a":0}])"));
+}
+
+// Of pages too, as far as counts tell of it.
+TEST(CounterRecord, OfAPageFollowsACounterThatIsSwitchedByHand) {
+  const Schema schema = make_schema({{"a"}, {"b"}});
+  const Set set = whole_set(schema);
+  const Block block(schema.get(), 5000000);
+  RecordPacker packer;
+  const auto packed = [&] {
+    const std::string_view record =
+        pack_counters_block(packer, block.data(), set.get(), "s", RecordLayout::kFlbStd);
+    return msgpack_to_text(record.data(), record.size());
+  };
+  EXPECT_THAT(packed(), testing::EndsWith(R"("s","a":0,"b":0}])"));
+  set->skip[0] = 1;
+  set->num_exported = 1;
+  EXPECT_THAT(packed(), testing::EndsWith(R"("s","b":0}])"));
 }
 
 TEST(CounterRecord, ReadsValuesWhereverTheyLie) {
