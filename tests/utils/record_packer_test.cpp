@@ -212,7 +212,7 @@ TEST(RecordPlaces, GiveNumbersTheirNewSize) {
   PlanSectionWriter(head, 24).finish();
   PlanSectionWriter out(body, 24);
   out.map_header(3);
-  for (const uint64_t offset : {0, 8, 16}) {
+  for (const uint64_t offset : {0U, 8U, 16U}) {
     out.text("k");
     out.number(offset, NumberRead::integer(8, true));
   }
