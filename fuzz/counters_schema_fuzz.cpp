@@ -40,13 +40,19 @@ bool knows_all_types(const vek_counter_set_t& set) {
   return true;
 }
 
+// As large as the document says that a block is.
+std::unique_ptr<uint8_t[]> zeros(uint64_t size) {
+  const vek::fuzz::OffTheBooks own;
+  return std::unique_ptr<uint8_t[]>(new uint8_t[size]());
+}
+
 void pack(const Schema& schema) {
   const vek::Owned<vek_counter_set_t, vek_free_counter_set> set(
       vek_schema_to_counter_set(schema.get(), nullptr));
   require(set != nullptr, "there is a set");
   const uint64_t extent = vek_counter_set_block_extent(set.get());
   if (extent > kLargestBlock) return;
-  const std::unique_ptr<uint8_t[]> block(new uint8_t[extent]());
+  const std::unique_ptr<uint8_t[]> block = zeros(extent);
   vek::RecordBuffer record;
   vek_counter_block_to_msgpack_filtered(record.get(), block.get(), set.get(), "source", "flb_std");
   const std::string bytes = vek::fuzz::bytes_of(record);
