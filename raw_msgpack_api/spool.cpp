@@ -9,6 +9,7 @@
 
 #include "raw_msgpack_api/spool_format.h"
 #include "utils/logger.h"
+#include "utils/release_memory.h"
 
 namespace vek::engine {
 namespace {
@@ -114,7 +115,7 @@ Spool::StoreResult Spool::store_locked(uint64_t sequence, const RecordView& reco
 
 void Spool::make_frame(uint64_t sequence, const RecordView& record, bool mended, uint64_t pairs) {
   constexpr size_t kKeptCapacity = 1'000'000;  // one huge record must not keep its memory for ever
-  if (frame_.capacity() > kKeptCapacity) frame_ = {};
+  if (frame_.capacity() > kKeptCapacity) release_memory(frame_);
   frame_.resize(spool::kFrameHeaderSize);
   frame_.insert(frame_.end(), record.bytes.begin(), record.bytes.end());
   const auto copy = std::span(frame_).subspan(spool::kFrameHeaderSize);

@@ -4,6 +4,7 @@
 #include <cerrno>
 
 #include "raw_msgpack_api/spool_format.h"
+#include "utils/release_memory.h"
 
 namespace vek::engine {
 namespace {
@@ -36,7 +37,7 @@ bool SegmentReader::window(uint64_t offset, uint64_t size) {
   const uint64_t window_end = window_offset_ + window_.size();
   if (offset >= window_offset_ && offset + size <= window_end) return true;
   const uint64_t wanted = std::min(std::max(size, kWindowSize), end_ - offset);
-  if (wanted <= kWindowSize && window_.capacity() > kWindowSize) window_ = {};
+  if (wanted <= kWindowSize && window_.capacity() > kWindowSize) release_memory(window_);
   window_.resize(wanted);
   window_offset_ = offset;
   size_t count = 0;
