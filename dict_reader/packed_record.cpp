@@ -5,9 +5,10 @@
 #include <cstring>
 #include <new>
 
+#include "utils/release_memory.h"
+
 namespace {
 
-constexpr double kMicrosecondsPerSecond = 1e6;
 // Paths of the roots.
 constexpr uint32_t kRootDict = 1u << 30;
 constexpr uint32_t kRootList = 1u << 31;
@@ -31,8 +32,7 @@ bool PackedRecord::begin(uint64_t timestamp_us, bool is_dict) noexcept {
   cursor_.begin = cursor_.at = cursor_.end = buffer_.data();
   cursor_.next = cursor_.first;
   if (cursor_.next == cursor_.limit && !reserveContainer()) return false;
-  char* const seconds = vek::put_array_header(cursor_.begin, 2);
-  cursor_.at = vek::put_double(seconds, static_cast<double>(timestamp_us) / kMicrosecondsPerSecond);
+  cursor_.at = putSeconds(cursor_.begin, timestamp_us);
   cursor_.widths = widths_.data();
   const uint32_t path = is_dict ? kRootDict : kRootList;
   const uint8_t width = widthOf(widths_[slotOf(path)], path);
@@ -112,20 +112,24 @@ std::string_view PackedRecord::moved() noexcept {
   return {spare_.data(), static_cast<size_t>(to - spare_.data())};
 }
 
-void PackedRecord::trim(size_t record_size) noexcept {
+bool PackedRecord::trim(size_t record_size) noexcept {
   const bool is_small = buffer_.capacity() <= kMostKept && spare_.capacity() <= kMostKept &&
                         containers_.size() <= kMostContainersKept;
   if (is_small) [[likely]]
-    return;
+    return false;
   const size_t most = std::max(kMostKept, kMuchSmaller * record_size);
-  if (buffer_.capacity() > most) {
+  const auto containers = static_cast<size_t>(cursor_.next - cursor_.first);
+  const size_t most_containers = std::max(kMostContainersKept, kMuchSmaller * containers);
+  const bool trims_buffer = buffer_.capacity() > most;
+  const bool trims_containers = containers_.size() > most_containers;
+  if (trims_buffer) {
     buffer_.release();
     cursor_.at = cursor_.end = cursor_.begin = nullptr;
   }
   if (spare_.capacity() > most) spare_.release();
-  const auto containers = static_cast<size_t>(cursor_.next - cursor_.first);
-  if (containers_.size() > std::max(kMostContainersKept, kMuchSmaller * containers)) {
-    containers_ = {};
+  if (trims_containers) {
+    vek::release_memory(containers_);
     cursor_.first = cursor_.next = cursor_.limit = nullptr;
   }
+  return trims_buffer || trims_containers;
 }

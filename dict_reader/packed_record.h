@@ -13,6 +13,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -72,6 +73,8 @@ class PackedRecord {
   bool isRoot() const { return cursor_.innermost == cursor_.first; }
 
   Cursor& cursor() { return cursor_; }
+  // Bytes written.
+  size_t size() const { return static_cast<size_t>(cursor_.at - cursor_.begin); }
 
   // [seconds, and the header of the root. False, with no record open, when there is no memory.
   bool begin(uint64_t timestamp_us, bool is_dict) noexcept;
@@ -81,10 +84,24 @@ class PackedRecord {
   bool reserveContainer() noexcept;
   // Ends the root. The bytes are lent until the next call; none when there is no memory.
   std::string_view finish() noexcept;
-  // Gives memory back that a record needed which was much larger than this one.
-  void trim(size_t record_size) noexcept;
+  // begin() and finish() of a record that is like the one before, whose bytes are there but for the
+  // values and end with `size`.
+  void beginAlike(uint64_t timestamp_us) noexcept;
+  std::string_view finishAlike(size_t size) noexcept;
+  // Gives memory back that a record needed which was much larger than this one. True when that of
+  // the record itself was, or of its containers.
+  bool trim(size_t record_size) noexcept;
+  // The memory that records are written to, and the children of the root that was finished last.
+  std::span<char> memory() { return {buffer_.data(), buffer_.capacity()}; }
+  uint32_t children() const { return cursor_.first->count; }
 
  private:
+  // [seconds
+  static char* putSeconds(char* p, uint64_t timestamp_us) noexcept {
+    constexpr double kMicrosecondsPerSecond = 1e6;
+    p = vek::put_array_header(p, 2);
+    return vek::put_double(p, static_cast<double>(timestamp_us) / kMicrosecondsPerSecond);
+  }
   std::string_view moved() noexcept;
 
   vek::MsgpackBuffer buffer_;
@@ -134,6 +151,21 @@ inline void PackedRecord::Cursor::putHeader(const Container& closed) noexcept {
   }
   innermost = first + closed.parent;
   count = innermost->count;
+}
+
+inline void PackedRecord::beginAlike(uint64_t timestamp_us) noexcept {
+  putSeconds(cursor_.begin, timestamp_us);
+  cursor_.at = cursor_.begin + cursor_.first->offset + cursor_.first->width;
+  cursor_.end = cursor_.begin + buffer_.capacity();
+  cursor_.innermost = cursor_.first;
+  cursor_.next = cursor_.first + 1;
+  cursor_.count = 0;
+}
+
+inline std::string_view PackedRecord::finishAlike(size_t size) noexcept {
+  cursor_.innermost = nullptr;
+  cursor_.at = cursor_.end = cursor_.begin + size;
+  return {cursor_.begin, size};
 }
 
 #endif  // VEK_DICT_READER_PACKED_RECORD_H

@@ -31,8 +31,34 @@ bool StreamPacker::OnID(uint32_t key_id, const void* data, uint32_t size) {
   // The old name dies behind the slot that may still refer to it.
   const auto replaced = upsertIdToKey(id_to_key_, key_id, data, size);
   keys_.put(key_id, *id_to_key_.find(key_id)->second);
-  if (replaced) plan_.forget();
+  if (replaced) {
+    settle();
+    plan_.forget();
+    places_.forget();
+  }
   return true;
+}
+
+void StreamPacker::leavePlaces() noexcept {
+  PackedRecord::Cursor& cursor = record_.cursor();
+  const size_t taken = places_.taken();
+  if (places_.isAtEnd()) {
+    cursor.at = cursor.begin + places_.size();
+    cursor.count = places_.children();
+  } else {
+    for (const StreamPlan::Step& step : plan_.steps().first(taken)) {
+      cursor.at += step.end;
+      if (!step.is_turn) {
+        ++cursor.count;
+      } else if (step.begins()) {
+        cursor.open(step.key_id(), step.type() == PYTHON_DICT_START);
+      } else {
+        cursor.close();
+      }
+    }
+  }
+  plan_.skip(taken);
+  places_.leave();
 }
 
 const std::string* StreamPacker::name(uint32_t key_id) { return findKey(id_to_key_, key_id); }
@@ -54,6 +80,7 @@ bool StreamPacker::addValue(const char* word, uint32_t key_id, size_t room, Put 
     return refuseItem(word);
   }
   if (!record_.isOpen()) return true;  // of a list that is never sent
+  settle();
   if (!record_.reserve(roomOf(key) + room)) {
     refuseNullItem();
     return refuseItem(word);
@@ -114,6 +141,7 @@ bool StreamPacker::openContainer(const char* word, uint32_t key_id, bool is_dict
   const std::string* const key = key_id == kNoKeyId ? nullptr : name(key_id);
   if (!key && key_id != kNoKeyId) return refuseItem(word);
   bool opened = true;
+  settle();
   if (record_.isOpen()) {
     opened = record_.reserveContainer() && record_.reserve(roomOf(key) + PackedRecord::kMostHeader);
     if (opened) {
@@ -124,6 +152,7 @@ bool StreamPacker::openContainer(const char* word, uint32_t key_id, bool is_dict
   } else if (is_dict || send_root_only_) {
     opened = record_.begin(timestamp_, is_dict);
     plan_.begin(is_dict);
+    if (opened) places_.begin(plan_, is_dict, record_.size());
   } else {
     ++loose_lists_;
   }
@@ -142,6 +171,7 @@ bool StreamPacker::OnNewList(uint32_t key_id, const void* /*data*/, uint32_t /*s
 }
 
 bool StreamPacker::OnEndDict(const void* /*data*/, uint32_t /*size*/) {
+  settle();
   if (!record_.isOpen() || !record_.isDict()) return refuseDictEnd();
   if (record_.isRoot()) return send();
   record_.cursor().close();
@@ -150,6 +180,7 @@ bool StreamPacker::OnEndDict(const void* /*data*/, uint32_t /*size*/) {
 }
 
 bool StreamPacker::OnEndList(const void* /*data*/, uint32_t /*size*/) {
+  settle();
   if (record_.isOpen()) {
     if (record_.isDict()) return refuseListEnd();
     if (record_.isRoot()) return send();
@@ -171,14 +202,37 @@ bool StreamPacker::OnNewCollection(const void* data, uint32_t size) {
   return true;
 }
 
+void StreamPacker::endCollection() {
+  // A list around the record keeps it open.
+  if (loose_lists_ > 0) return;
+  started_ = false;
+  timestamp_ = 0;
+}
+
 bool StreamPacker::send() {
   const std::string_view record = record_.finish();
+  const std::span<char> memory = record_.memory();
+  const bool is_in_place = record.data() == memory.data();
+  const bool is_alike =
+      is_in_place && places_.end(plan_, memory, record.size(), record_.children());
   plan_.end();
-  if (loose_lists_ == 0) {
-    started_ = false;
-    timestamp_ = 0;
-  }
+  endCollection();
   const bool handled = callback_(user_context_, record.data(), record.size());
-  record_.trim(record.size());
+  // One like the last needs what that needed.
+  if (!is_alike && record_.trim(record.size())) places_.forget();
   return handled;
+}
+
+bool StreamPacker::sendPlaced() {
+  const std::string_view record = record_.finishAlike(places_.size());
+  plan_.end();
+  places_.leave();
+  endCollection();
+  return callback_(user_context_, record.data(), record.size());
+}
+
+void StreamPacker::beginPlaced() noexcept {
+  record_.beginAlike(timestamp_);
+  plan_.begin(true);
+  places_.begin(plan_, true, record_.size());
 }

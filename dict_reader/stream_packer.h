@@ -16,6 +16,7 @@
 #include "dict_reader/dict_reader_utils.h"
 #include "dict_reader/key_table.h"
 #include "dict_reader/packed_record.h"
+#include "dict_reader/stream_places.h"
 #include "dict_reader/stream_plan.h"
 
 // A refused event leaves the open record as it is; the producer's next events continue on it.
@@ -62,12 +63,23 @@ class StreamPacker final : public DataDictionaryReader::DecoderContextInterface 
   bool addByte(const char* word, uint32_t key_id, char byte);
   bool openContainer(const char* word, uint32_t key_id, bool is_dict);
   void putKey(const std::string* name);
+  void endCollection();
   bool send();
+  // Sends a record that has gone by its places to the end; begins the next one where both are
+  // dictionaries. The same as OnEndDict and OnNewDict, in fewer steps.
+  bool sendPlaced();
+  void beginPlaced() noexcept;
+  // Leaves the record as it would be if no place had been followed, and goes on by the plan.
+  void settle() {
+    if (places_.isFollowed()) leavePlaces();
+  }
+  void leavePlaces() noexcept;
 
   dict_reader_utils::IdToKeyMap id_to_key_;
   KeyTable keys_;
   PackedRecord record_;
   StreamPlan plan_;
+  StreamPlaces places_;
   uint64_t loose_lists_ = 0;  // open lists around the record
   uint64_t timestamp_ = 0;
   bool started_ = false;

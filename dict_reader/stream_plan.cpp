@@ -11,12 +11,6 @@ using namespace stream_values;
 
 namespace {
 
-constexpr uint32_t kLongestRest = 255;
-// In a row: two structures that take turns fit now and then.
-constexpr uint32_t kEnoughFitting = 4;
-// Where more than one value in so many did not fit, following the plan gains nothing.
-constexpr size_t kFewMisses = 8;
-
 // Numbers of one sign and size.
 struct Range {
   uint64_t least;
@@ -46,32 +40,27 @@ Range rangeOf(uint64_t bits) {
   return found == kRanges.end() ? kAnyNumber : *found;
 }
 
+// All of a value's step but its key.
+void write(StreamPlan::Step& step, const Event& event, const Rule& rule, size_t key_size) {
+  const auto bits = vek::load_once<uint64_t>(event.data);
+  const Form& form = formOf(rule, bits);
+  const Range range = rule.range_mask ? rangeOf(bits) : kAnyNumber;
+  step.word = event.word();
+  step.size = event.size();
+  step.is_turn = 0;
+  step.shift = form.shift;
+  step.number_at = static_cast<uint8_t>(key_size + form.number_at);
+  step.window_at = static_cast<uint8_t>(key_size + form.size);
+  step.least = range.least;
+  step.span = range.span;
+  step.bytes[key_size] = static_cast<char>(form.first);
+  step.end = static_cast<uint8_t>(step.window_at + rule.text);
+}
+
 }  // namespace
 
-void StreamPlan::goTo(size_t step) noexcept {
-  next_ = steps_.data() + step;
-  left_ = steps_.size() - step;
-}
-
-void StreamPlan::begin(bool is_dict) noexcept {
-  is_followed_ = rest_ == 0;
-  if (!is_followed_) {
-    --rest_;
-    return;
-  }
-  goTo(0);
-  misses_ = 0;
-  if (is_dict != is_dict_) cut();
-  is_dict_ = is_dict;
-}
-
-void StreamPlan::end() noexcept {
-  if (!is_followed_) return;
-  is_followed_ = false;
-  if (kFewMisses * misses_ <= steps_.size() - left_) {
-    if (++fitting_ == kEnoughFitting) next_rest_ = 0;
-    return;
-  }
+void StreamPlan::rest() noexcept {
+  constexpr uint32_t kLongestRest = 255;
   fitting_ = 0;
   rest_ = next_rest_;
   next_rest_ = std::min(2 * next_rest_ + 1, kLongestRest);
@@ -105,21 +94,14 @@ bool StreamPlan::learn(const Event& event, const Rule& rule, const KeyTable::Slo
   if (key_size > kLongestKey) return false;
   if ((left_ == 0 || next_->is_turn) && !append()) return false;
   ++misses_;
-  const auto bits = vek::load_once<uint64_t>(event.data);
-  const Form& form = formOf(rule, bits);
-  const Range range = rule.range_mask ? rangeOf(bits) : kAnyNumber;
-  next_->word = event.word();
-  next_->size = event.size();
-  next_->is_turn = 0;
-  next_->shift = form.shift;
-  next_->number_at = static_cast<uint8_t>(key_size + form.number_at);
-  next_->window_at = static_cast<uint8_t>(key_size + form.size);
-  next_->least = range.least;
-  next_->span = range.span;
   if (key) std::memcpy(next_->bytes, key->bytes, key_size);
-  next_->bytes[key_size] = static_cast<char>(form.first);
-  next_->end = static_cast<uint8_t>(next_->window_at + rule.text);
+  write(*next_, event, rule, key_size);
   return true;
+}
+
+void StreamPlan::change(size_t step, const Event& event, const Rule& rule,
+                        size_t key_size) noexcept {
+  write(steps_[step], event, rule, key_size);
 }
 
 bool StreamPlan::learnTurn(const Event& event, const char* key, size_t key_size) noexcept {

@@ -11,6 +11,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 #include "dict_reader/key_table.h"
@@ -30,6 +31,13 @@ class StreamPlan {
     uint64_t span;   // from that to the greatest
     char bytes[stream_values::kWindow - 1];
     uint8_t end;
+
+    python_event_type_t type() const { return vek::typeOfDictEventWord(word); }
+    uint32_t key_id() const { return vek::keyIdOfDictEventWord(word); }
+    // Of turns: whether a container begins.
+    bool begins() const { return type() == PYTHON_DICT_START || type() == PYTHON_LIST_START; }
+    // Of values: what of `bytes` is the key.
+    bool has_key() const { return number_at > 1; }
   };
   static constexpr size_t kLongestKey = sizeof Step::bytes - 1;
   // At the beginning of a record and at its end.
@@ -42,6 +50,11 @@ class StreamPlan {
   void leave() { is_followed_ = false; }
 
   bool isFollowed() const { return is_followed_; }
+  // Whether the record, at its end, has a step for each event, most of them from before.
+  bool isWhole() const {
+    return is_followed_ && left_ == 0 && misses_ <= steps_.size() / kFewMisses;
+  }
+  std::span<const Step> steps() const { return steps_; }
   const Step* next() const { return next_; }
   // Steps from the next one on.
   uint64_t left() const { return left_; }
@@ -57,13 +70,23 @@ class StreamPlan {
   // no memory.
   bool learn(const stream_values::Event& event, const stream_values::Rule& rule,
              const KeyTable::Slot* key) noexcept;
-  // The same for the begin or end of a container, in front of which that key is written.
+  // Makes that step of a value one that the event fits. It has the key of the one before, which
+  // takes so many bytes.
+  void change(size_t step, const stream_values::Event& event, const stream_values::Rule& rule,
+              size_t key_size) noexcept;
+  // As learn(), for the begin or end of a container, in front of which that key is written.
   bool learnTurn(const stream_values::Event& event, const char* key, size_t key_size) noexcept;
 
  private:
+  // Where more than one value in so many did not fit, following the plan gains nothing.
+  static constexpr size_t kFewMisses = 8;
+  // In a row: two structures that take turns fit now and then.
+  static constexpr uint32_t kEnoughFitting = 4;
+
   bool append() noexcept;
   void cut() noexcept;
   void goTo(size_t step) noexcept;
+  void rest() noexcept;
 
   std::vector<Step> steps_;
   Step* next_ = nullptr;
@@ -75,5 +98,32 @@ class StreamPlan {
   uint32_t next_rest_ = 0;
   uint32_t fitting_ = 0;  // records that the plan fitted, in a row
 };
+
+inline void StreamPlan::goTo(size_t step) noexcept {
+  next_ = steps_.data() + step;
+  left_ = steps_.size() - step;
+}
+
+inline void StreamPlan::begin(bool is_dict) noexcept {
+  is_followed_ = rest_ == 0;
+  if (!is_followed_) {
+    --rest_;
+    return;
+  }
+  goTo(0);
+  misses_ = 0;
+  if (is_dict != is_dict_) cut();
+  is_dict_ = is_dict;
+}
+
+inline void StreamPlan::end() noexcept {
+  if (!is_followed_) return;
+  is_followed_ = false;
+  if (kFewMisses * misses_ <= steps_.size() - left_) {
+    if (++fitting_ == kEnoughFitting) next_rest_ = 0;
+    return;
+  }
+  rest();
+}
 
 #endif  // VEK_DICT_READER_STREAM_PLAN_H

@@ -7,6 +7,7 @@
 
 #include "dict_reader/event_dispatch.h"
 #include "dict_reader/stream_packer.h"
+#include "dict_reader/stream_places.h"
 #include "dict_reader/stream_plan.h"
 #include "dict_reader/stream_values.h"
 #include "utils/msgpack_encode.h"
@@ -254,9 +255,20 @@ template <bool kAreSmall>
   }
 }
 
+// Values to their places, up to the first event that does not fit.
+template <bool kAtOnce>
+[[gnu::always_inline]] inline void packPlaced(Stretch& stretch, char* record,
+                                              StreamPlaces& places) {
+  const uint64_t written =
+      places.rewrite<kAtOnce>(stretch.event, stretch.event_size, stretch.left, record);
+  stretch.event += written * stretch.event_size;
+  stretch.left -= written;
+}
+
 struct Packing {
   void (*inside)(Stretch&, PackedRecord::Cursor&);
   void (*planned)(Stretch&, PackedRecord::Cursor&, StreamPlan&);
+  void (*placed)(Stretch&, char*, StreamPlaces&);
 };
 
 template <bool kAreSmall>
@@ -270,8 +282,13 @@ template <bool kAreSmall>
   packPlanned<kAreSmall>(stretch, cursor, plan);
 }
 
+[[gnu::noinline]] void packPlacedBaseline(Stretch& stretch, char* record, StreamPlaces& places) {
+  packPlaced<false>(stretch, record, places);
+}
+
 template <bool kAreSmall>
-constexpr Packing kBaseline = {packInsideBaseline<kAreSmall>, packPlannedBaseline<kAreSmall>};
+constexpr Packing kBaseline = {packInsideBaseline<kAreSmall>, packPlannedBaseline<kAreSmall>,
+                               packPlacedBaseline};
 
 #if defined(__x86_64__)
 // The same code for processors that count leading zeros and shift in one cheap instruction, and
@@ -288,8 +305,15 @@ template <bool kAreSmall>
   packPlanned<kAreSmall>(stretch, cursor, plan);
 }
 
+[[gnu::target("avx2,bmi,bmi2,lzcnt"), gnu::noinline]] void packPlacedModern(Stretch& stretch,
+                                                                            char* record,
+                                                                            StreamPlaces& places) {
+  packPlaced<true>(stretch, record, places);
+}
+
 template <bool kAreSmall>
-constexpr Packing kModern = {packInsideModern<kAreSmall>, packPlannedModern<kAreSmall>};
+constexpr Packing kModern = {packInsideModern<kAreSmall>, packPlannedModern<kAreSmall>,
+                             packPlacedModern};
 const bool g_is_modern = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi2");
 #else
 template <bool kAreSmall>
@@ -315,9 +339,17 @@ class StreamRun {
   Taken take(vek::Bytes events, uint64_t event_size, bool is_modern);
 
  private:
+  bool pack(const Packing& packs);
+  bool isEnd() const;
+  bool endPlaced();
   bool event(const Event& event);
+  bool changesPlace();
   bool longPair(const Event& event, const KeyTable::Slot& slot);
   bool isKnown(const Event& event, const KeyTable::Slot& slot) const;
+  void next() {
+    stretch_.event += stretch_.event_size;
+    --stretch_.left;
+  }
   void readKeys() {
     stretch_.slots = packer_.keys_.slots();
     stretch_.num_slots = packer_.keys_.size();
@@ -374,6 +406,77 @@ bool StreamRun::event(const Event& event) {
   return handled;
 }
 
+// The next event, where it does not fit its place: a name that is known, or a value of the same key
+// that takes another size.
+bool StreamRun::changesPlace() {
+  const Event event(stretch_.event);
+  if (!isWhole(stretch_.event) || event.size() > stretch_.most_data) return false;
+  if (event.type() == PYTHON_ID) {
+    return event.key_id < stretch_.num_slots && isKnown(event, stretch_.slots[event.key_id]);
+  }
+  StreamPlaces& places = packer_.places_;
+  const Rule* const rule = event.rule();
+  if (places.isAtEnd() || !rule || !rule->is_value) return false;
+  const StreamPlan::Step& step = packer_.plan_.steps()[places.taken()];
+  if (step.is_turn || step.key_id() != event.key_id) return false;
+  const size_t key_size = step.has_key() ? stretch_.slots[event.key_id].size : 0;
+  return places.change(packer_.plan_, event, *rule, key_size, packer_.record_.memory());
+}
+
+// The next event, where it ends the root of a record that has gone by its places: sends it, and
+// takes the begin of the next one too where that is the same. False where the record was refused.
+bool StreamRun::endPlaced() {
+  next();
+  if (!packer_.sendPlaced()) return false;
+  if (stretch_.left < 2) return true;
+  const Event collection(stretch_.event);
+  const uint8_t* const root_event = stretch_.event + stretch_.event_size;
+  const Event root(root_event);
+  if (collection.type() != PYTHON_NEW_COLLECTION || !isWhole(stretch_.event) ||
+      root.type() != PYTHON_DICT_START || !isWhole(root_event) || root.key_id != vek::kNoKeyId ||
+      std::max(collection.size(), root.size()) > stretch_.most_data) {
+    return true;
+  }
+  next();
+  if (!packer_.OnNewCollection(collection.data, collection.size())) return false;
+  next();
+  packer_.beginPlaced();
+  return true;
+}
+
+// Whether the next event ends the record.
+bool StreamRun::isEnd() const {
+  const Event event(stretch_.event);
+  return event.type() == PYTHON_DICT_END && cursor_.first->is_dict && isWhole(stretch_.event) &&
+         event.size() <= stretch_.most_data;
+}
+
+// What of the open record lies ahead, up to the first event that is something else. False where a
+// record was refused.
+bool StreamRun::pack(const Packing& packs) {
+  StreamPlaces& places = packer_.places_;
+  while (places.isFollowed() && places.fitsIn(stretch_.most_data)) {
+    packs.placed(stretch_, cursor_.begin, places);
+    if (stretch_.left == 0) return true;
+    if (places.isAtEnd() && isEnd()) {
+      if (!endPlaced()) return false;
+      if (!cursor_.innermost) return true;
+    } else if (changesPlace()) {
+      next();
+    } else {
+      break;
+    }
+  }
+  packer_.settle();
+  packer_.plan_.isFollowed() ? packs.planned(stretch_, cursor_, packer_.plan_)
+                             : packs.inside(stretch_, cursor_);
+  // Without memory the handler will say so.
+  if (static_cast<size_t>(cursor_.end - cursor_.at) < kEventRoom) {
+    packer_.record_.reserve(kEventRoom);
+  }
+  return true;
+}
+
 StreamRun::Taken StreamRun::take(vek::Bytes events, uint64_t event_size, bool is_modern) {
   const uint64_t most_data = event_size - kHeaderSize;
   const Packing& packs = packingOf(most_data < kWindow, is_modern);
@@ -385,19 +488,11 @@ StreamRun::Taken StreamRun::take(vek::Bytes events, uint64_t event_size, bool is
   stretch_.most_data = static_cast<uint32_t>(std::min<uint64_t>(most_data, UINT32_MAX));
   readKeys();
   for (;;) {
-    if (cursor_.innermost) {
-      packer_.plan_.isFollowed() ? packs.planned(stretch_, cursor_, packer_.plan_)
-                                 : packs.inside(stretch_, cursor_);
-      // Without memory the handler will say so.
-      if (static_cast<size_t>(cursor_.end - cursor_.at) < kEventRoom) {
-        packer_.record_.reserve(kEventRoom);
-      }
-    }
+    if (cursor_.innermost && !pack(packs)) return {count - stretch_.left, false};
     if (stretch_.left == 0 || !isWhole(stretch_.event)) break;
     const Event at(stretch_.event);
     if (at.size() > stretch_.most_data) break;
-    stretch_.event += event_size;
-    --stretch_.left;
+    next();
     if (!event(at)) return {count - stretch_.left, false};
   }
   return {count - stretch_.left, true};

@@ -55,6 +55,7 @@ class ReaderUnderTest {
     }
     for (const LogLine& line : log.lines()) outcome_.lines.push_back(line);
   }
+  void setLogLevel(uint32_t level) { options_.log_level = level; }
   const Outcome& outcome() const { return outcome_; }
 
  private:

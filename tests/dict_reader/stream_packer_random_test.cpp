@@ -69,8 +69,9 @@ class RandomStream {
 
   // The last dictionary that was right, several times over, with a change here and there.
   void repeat() {
-    for (uint32_t times = 1 + dice_.upto(2); times > 0; --times) {
-      if (dice_.upto(2)) change();
+    const uint32_t changes = dice_.upto(3);  // none, or in more and more of them
+    for (uint32_t times = 1 + dice_.upto(5); times > 0; --times) {
+      if (dice_.upto(3) < changes) change();
       event(PYTHON_NEW_COLLECTION, 0, bytes_of(dice_.word()));
       const bool turns_page = dice_.upto(3) == 0;
       const size_t turn = dice_.upto(static_cast<uint32_t>(last_.size()));
