@@ -27,6 +27,7 @@ OpaqueEventsWriter::OpaqueEventsWriter(OpaqueEventsSource source)
     : source_(std::move(source)), schema_(source_.event_size) {}
 
 void OpaqueEventsWriter::set_timestamp(uint64_t timestamp_us) {
+  if (timestamp_us == source_.timestamp_us) return;
   flush_block();
   source_.timestamp_us = timestamp_us;
 }

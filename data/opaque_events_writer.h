@@ -54,6 +54,7 @@ class VEK_API OpaqueEventsWriter {
   const OpaqueEventSchema& schema() const { return schema_; }
   // Most bytes of data in one event.
   uint32_t capacity() const { return schema_.event_size() - VEK_OPAQUE_EVENT_HEADER_SIZE; }
+  // Of the events that follow: another time begins another block.
   void set_timestamp(uint64_t timestamp_us);
 
   // These answer false, and write nothing, when the data or the meta data does not fit one event.
