@@ -37,10 +37,11 @@ class StreamPlaces {
     uint64_t least;  // as in the step
     uint64_t span;
     uint64_t others;  // what lies there beside the number
-    uint64_t way;     // see below
+    uint64_t way;     // the rest, see below
   };
-  // One word, as it is reads that the loop waits for: what brings the number's bytes to the top,
-  // whether there is none, and how far the next place is, or the record's end.
+  // In one word, as it is reads that the loop waits for, are the shift that brings the number's
+  // bytes to the top, whether there is none, and how far it is to the next place or the record's
+  // end.
   static constexpr uint64_t kNoNumber = 1 << 8;
   static constexpr int kNextAt = 16;
 

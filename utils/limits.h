@@ -19,7 +19,8 @@ inline constexpr size_t kUnfinishedBytes = size_t{1} << 30;
 inline constexpr size_t kStreams = 65'536;
 // Key names of one dictionary stream.
 inline constexpr size_t kKeysOfStream = size_t{1} << 20;
-// Events of one dictionary stream's plan. Nothing is lost behind them, but written without a plan.
+// Events of one dictionary stream's plan, and of its places. Nothing is lost behind them, but
+// written without a plan.
 inline constexpr size_t kEventsOfPlan = 16'384;
 // Counter sets of one destination, one for each counters schema.
 inline constexpr size_t kCounterSets = 4096;
