@@ -215,6 +215,8 @@ bool StreamPacker::send() {
   const bool is_in_place = record.data() == memory.data();
   const bool is_alike =
       is_in_place && places_.end(plan_, memory, record.size(), record_.children());
+  // The header of its root is in the memory all the same.
+  if (!is_in_place) places_.forget();
   plan_.end();
   endCollection();
   const bool handled = callback_(user_context_, record.data(), record.size());

@@ -129,6 +129,26 @@ TEST(StreamPlaces, ValuesComeBehindTheLast) {
   }
 }
 
+// Behind the last value comes a list whose header is wider than it was thought to be.
+TEST(StreamPlaces, ARecordThatIsMovedLeavesNoHeaderToTheNext) {
+  for (const size_t values : {0, 1, 20}) {
+    Dictionary before(values, number(1));
+    before.insert(before.begin(), {PYTHON_DICT_START});
+    Dictionary after = before;
+    after.push_back({PYTHON_LIST_START, 1});
+    after.insert(after.end(), 20, number(2));
+    after.insert(after.end(), {{PYTHON_LIST_END}, {PYTHON_DICT_END}});
+    before.push_back({PYTHON_DICT_END});
+    Stream stream;
+    for (int round = 0; round < 2; ++round) {
+      for (int i = 0; i <= kUntilPlaces; ++i) stream.send(before);
+      stream.send(after);
+      for (int i = 0; i <= kUntilPlaces; ++i) stream.send(before);
+    }
+    stream.expectRecordsOfBoth();
+  }
+}
+
 TEST(StreamPlaces, KeysAreToldAgainInside) {
   const Dictionary dictionary = plainSample();
   for (size_t at = 0; at < dictionary.size(); ++at) {
