@@ -101,7 +101,8 @@ bool StreamPlaces::learn(const StreamPlan& plan, Memory memory, size_t record_si
   size_t last = 0;
   for (size_t i = 0; i < steps.size(); ++i) {
     const Step& step = steps[i];
-    if (begin + step.end > record_size) return false;
+    const bool begins = step.is_turn && step.begins();
+    if (begin + step.end + begins > record_size) return false;
     const size_t at = begin + placeIn(step);
     if (at + kOthers > memory.size()) return false;
     makePlace(step, places_[i]);
@@ -114,7 +115,7 @@ bool StreamPlaces::learn(const StreamPlan& plan, Memory memory, size_t record_si
     last = at;
     most_data_ = std::max(most_data_, step.size);
     begin += step.end;
-    if (step.is_turn && step.begins()) begin += headerWidth(memory[begin]);
+    if (begins) begin += headerWidth(memory[begin]);
   }
   if (!places_.empty()) setNext(places_.back(), record_size - last);
   size_ = record_size;

@@ -23,6 +23,7 @@
 
 #include "dict_reader/stream_plan.h"
 #include "dict_reader/stream_values.h"
+#include "utils/msgpack_encode.h"
 #include "utils/unaligned.h"
 
 class StreamPlaces {
@@ -109,31 +110,6 @@ class StreamPlaces {
   uint32_t fitting_ = 0;  // records that went by places to the end, in a row
 };
 
-namespace stream_values {
-
-// Bytes in place of as many, by moves that do not reach beyond them.
-[[gnu::always_inline]] inline void copyText(char* to, const uint8_t* from, uint32_t size) {
-  const auto ends = [to, from, size](auto word) {
-    auto last = word;
-    std::memcpy(&word, from, sizeof word);
-    std::memcpy(&last, from + size - sizeof last, sizeof last);
-    std::memcpy(to, &word, sizeof word);
-    std::memcpy(to + size - sizeof last, &last, sizeof last);
-  };
-  if (size >= 16) {
-    using Half [[gnu::vector_size(16)]] = char;
-    ends(Half{});
-  } else if (size >= 8) {
-    ends(uint64_t{});
-  } else if (size >= 4) {
-    ends(uint32_t{});
-  } else {
-    for (uint32_t i = 0; i < size; ++i) to[i] = static_cast<char>(from[i]);
-  }
-}
-
-}  // namespace stream_values
-
 inline void StreamPlaces::begin(const StreamPlan& plan, bool is_dict, size_t size) noexcept {
   is_followed_ = is_known_ && plan.isFollowed() && is_dict == is_dict_ && size == begin_;
   // Otherwise the record is written over.
@@ -192,7 +168,8 @@ uint64_t StreamPlaces::rewrite(const uint8_t* event, uint64_t event_size, uint64
     const uint64_t way = place->way;
     if (kind | (way & kNoNumber)) {
       if (kind != VEK_OPAQUE_WHOLE) break;
-      stream_values::copyText(to, data, place->text);
+      // Not a window: what stands behind the text stays.
+      vek::msgpack_detail::put_bytes(to, reinterpret_cast<const char*>(data), place->text);
     } else {
       const auto bits = vek::load_once<uint64_t>(data);
       if (bits - place->least > place->span) break;

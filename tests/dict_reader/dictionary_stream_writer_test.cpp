@@ -323,6 +323,18 @@ TEST(DictionaryStreamWriter, BlocksBearTheTimeOfTheirCollection) {
   }
 }
 
+TEST(DictionaryStreamWriter, CollectionsOfOneTimeShareABlock) {
+  DictionaryStreamWriter writer(source_of(64));
+  for (int i = 0; i < 2; ++i) {
+    ASSERT_TRUE(writer.new_collection(100) && writer.dict_start() && writer.dict_end());
+  }
+  const std::vector<Image> pages = writer.take_pages();
+  ASSERT_EQ(pages.size(), 1u);
+  vek_event_header_t header;
+  ASSERT_TRUE(ByteReader(Bytes(pages[0])).read(752, header));
+  EXPECT_EQ(header.count, 6);
+}
+
 TEST(DictionaryStreamWriter, GoldenPage) {
   DictionaryStreamWriter writer(source_of(61));
   ASSERT_TRUE(writer.new_collection(0x0102030405060708) && writer.dict_start() &&
